@@ -1,0 +1,101 @@
+// Files and folders by engine path. Every function may be called from any thread; failures set LastError.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/text.h"
+
+namespace rampart::platform {
+
+// Attribute bits, with the numbers of the Windows ones.
+enum FileAttribute : uint32_t {
+    kReadOnly = 0x1,
+    kHidden = 0x2,
+    kDirectory = 0x10,
+    kTemporary = 0x100,
+    kReparsePoint = 0x400,  // a symbolic link; never followed by the functions here
+    kSpecial = 0x10000000,  // a socket, a pipe or a device: nothing that can be backed up
+};
+
+// Times are nanoseconds since 1970-01-01 00:00 UTC.
+struct FileStatus {
+    uint64_t size = 0;
+    int64_t creationTime = 0;
+    int64_t accessTime = 0;
+    int64_t writeTime = 0;
+    uint32_t attributes = 0;
+    uint64_t fileId = 0;
+    uint64_t volumeId = 0;
+    bool IsDirectory() const { return (attributes & kDirectory) != 0; }
+    bool IsRegularFile() const { return (attributes & (kDirectory | kReparsePoint | kSpecial)) == 0; }
+};
+
+// Does not follow a symbolic link.
+bool QueryStatus(TextView path, FileStatus& status);
+
+struct DirectoryEntry {
+    Text name;
+    FileStatus status;  // complete when `hasStatus`, otherwise only the attribute bits that the listing itself gives
+    bool hasStatus = false;
+};
+
+// Lists one folder; "." and ".." are left out. Entries come in the order of the file system.
+class DirectoryReader {
+   public:
+    // `withStatus` asks for size and times of each entry too, which costs one system call an entry.
+    static std::unique_ptr<DirectoryReader> Open(TextView folder, bool withStatus);
+    virtual ~DirectoryReader() = default;
+    // False at the end and on a failure; LastError is kNoMoreItems at the end. An entry that vanished is passed over.
+    virtual bool Next(DirectoryEntry& entry) = 0;
+};
+
+enum OpenMode : uint32_t {
+    kOpenRead = 0x1,
+    kOpenWrite = 0x2,
+    kOpenCreate = 0x4,     // make the file if it is missing
+    kOpenTruncate = 0x8,   // empty it
+    kOpenExclusive = 0x10,  // with kOpenCreate: fail with kAlreadyExists if it exists
+};
+
+// An open file. One thread at a time, but ReadAt and WriteAt may run beside each other.
+class FileHandle {
+   public:
+    static std::unique_ptr<FileHandle> Open(TextView path, uint32_t mode);
+    static std::unique_ptr<FileHandle> OpenNative(const std::string& nativePath, uint32_t mode);
+    virtual ~FileHandle() = default;
+    // Bytes moved, fewer only at the end of the file; -1 on a failure.
+    virtual int64_t ReadAt(uint64_t offset, void* buffer, size_t size) = 0;
+    virtual int64_t WriteAt(uint64_t offset, const void* buffer, size_t size) = 0;
+    virtual bool GetSize(uint64_t& size) = 0;
+    virtual bool SetSize(uint64_t size) = 0;
+    // Makes all that was written durable.
+    virtual bool Sync() = 0;
+    virtual bool QueryStatus(FileStatus& status) = 0;
+    // -1 leaves a time as it is.
+    virtual bool SetTimes(int64_t creationTime, int64_t accessTime, int64_t writeTime) = 0;
+    // An advisory lock on the whole file that ends with the handle or the process. False with kSharingViolation when
+    // another process or handle holds it.
+    virtual bool TryLock(bool exclusive) = 0;
+};
+
+bool CreateFolder(TextView path);                    // one level; kAlreadyExists if something is there
+bool CreateFolders(TextView path);                   // all levels; success if the folder exists already
+bool RemoveFile(TextView path);
+bool RemoveEmptyFolder(TextView path);
+bool RenamePath(TextView from, TextView to, bool replace);
+bool SetAttributes(TextView path, uint32_t attributes);  // kReadOnly only where the system has nothing else
+bool SyncFolder(TextView path);                      // makes renames and new names in it durable
+bool SameFile(TextView a, TextView b);               // both names denote one file
+
+// Called with the bytes of the whole file and those moved so far, first with 0; false stops the copy.
+using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes)>;
+
+// Copies content, last-write and access time; uses a shared extent where the file system can, and keeps holes.
+// The target is replaced. On a stop or a failure the partial target is removed. LastError 1235 after a stop.
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress);
+inline constexpr uint32_t kRequestAborted = 1235;
+
+}  // namespace rampart::platform
