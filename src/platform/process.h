@@ -35,7 +35,9 @@ void SetThreadPriority(int priority);
 Text ComputerName();      // may be empty
 Text ExecutableFolder();  // engine path of the folder of this program, without trailing backslash
 std::string EnvironmentVariable(const char* name);  // empty if not set
-std::string RandomBytes(size_t count);
+// An empty value removes the variable. Only while no other thread runs.
+void SetEnvironmentVariableTo(const char* name, const std::string& value);
+std::string RandomBytes(size_t count);  // from the system's source, fit for keys
 
 // Per-user folder for application data, an engine path; RAMPART_HOME moves it.
 Text UserDataFolder();

@@ -50,6 +50,14 @@ std::string EnvironmentVariable(const char* name) {
     return value != nullptr ? value : "";
 }
 
+void SetEnvironmentVariableTo(const char* name, const std::string& value) {
+    if (value.empty()) {
+        unsetenv(name);
+    } else {
+        setenv(name, value.c_str(), /*replace=*/1);
+    }
+}
+
 std::string RandomBytes(size_t count) {
     std::string bytes(count, '\0');
     size_t done = 0;
