@@ -47,7 +47,8 @@ TEST(PathMapping, PathsThatStandForNothing) {
     EXPECT_EQ(ToNativePath(_T("B:\\x")), "");
     EXPECT_EQ(LastError(), kPathNotFound);
     EXPECT_EQ(VolumeSerial('B'), 0u);
-    for (const TextView unc : {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
+    for (const TextView unc :
+         {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
         SetLastError(kNoError);
         EXPECT_EQ(ToNativePath(unc), "");
         EXPECT_EQ(LastError(), kBadNetworkPath);
@@ -66,6 +67,8 @@ TEST(PathMapping, APinnedDriveTakesItsPathsAndGivesThemBack) {
     EXPECT_EQ(ToNativePath(_T("q:\\a\\..\\..\\a\\b")), tree.Native("volume/a/b"));
     EXPECT_TRUE(SameFile(before, _T("Q:\\a\\b")));
     EXPECT_NE(VolumeSerial('Q'), 0u);
+    EXPECT_NE(VolumeSerial('Q'), VolumeSerial('C'));
+    EXPECT_EQ(DriveOfSerial(VolumeSerial('Q')), 'Q');
     PinDrive('Q', "");
     EXPECT_EQ(tree.Engine("volume/a/b"), before);
     EXPECT_EQ(VolumeSerial('Q'), 0u);
