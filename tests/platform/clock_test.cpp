@@ -15,10 +15,10 @@ TEST(UtcTime, CalendarFieldsOfKnownInstants) {
         int64_t seconds;
         BrokenDownTime time;
     };
-    for (const Case& c : {Case{0, {1970, 1, 1, 0, 0, 0, 4}}, Case{-1, {1969, 12, 31, 23, 59, 59, 3}},
-                          Case{951782400, {2000, 2, 29, 0, 0, 0, 2}}, Case{4107542400, {2100, 3, 1, 0, 0, 0, 1}},
-                          Case{-11644473600, {1601, 1, 1, 0, 0, 0, 1}},
-                          Case{1735689599, {2024, 12, 31, 23, 59, 59, 2}}}) {
+    for (const Case& c :
+         {Case{0, {1970, 1, 1, 0, 0, 0, 4}}, Case{-1, {1969, 12, 31, 23, 59, 59, 3}},
+          Case{951782400, {2000, 2, 29, 0, 0, 0, 2}}, Case{4107542400, {2100, 3, 1, 0, 0, 0, 1}},
+          Case{-11644473600, {1601, 1, 1, 0, 0, 0, 1}}, Case{1735689599, {2024, 12, 31, 23, 59, 59, 2}}}) {
         const BrokenDownTime time = ToUtcTime(c.seconds);
         EXPECT_EQ(FromUtcTime(c.time), c.seconds);
         EXPECT_EQ(time.year, c.time.year);
@@ -46,7 +46,7 @@ TEST(UtcTime, FieldsOutOfRangeAreCarried) {
     EXPECT_EQ(Utc(2024, -13, 1), Utc(2022, 11, 1));
     EXPECT_EQ(Utc(2023, 2, 30), Utc(2023, 3, 2));
     EXPECT_EQ(Utc(2024, 3, 0), Utc(2024, 2, 29));
-    EXPECT_EQ(Utc(2024, 1, 1, -1, -1, 61), Utc(2023, 12, 31, 23, 0, 1) - 60);
+    EXPECT_EQ(Utc(2024, 1, 1, -1, -1, 61), Utc(2023, 12, 31, 23, 0, 1));
 }
 
 class CentralEurope : public testing::Test {
@@ -55,7 +55,7 @@ protected:
         m_clock.AddZoneChange(m_spring, 2 * kHour);
         m_clock.AddZoneChange(m_autumn, kHour);
     }
-    const int64_t m_spring = Utc(2024, 3, 31, 1);  // 02:00 becomes 03:00
+    const int64_t m_spring = Utc(2024, 3, 31, 1);   // 02:00 becomes 03:00
     const int64_t m_autumn = Utc(2024, 10, 27, 1);  // 03:00 becomes 02:00
     ScriptedClock m_clock{Utc(2024, 1, 1), kHour};
 };

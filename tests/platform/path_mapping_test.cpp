@@ -47,7 +47,8 @@ TEST(PathMapping, PathsThatStandForNothing) {
     EXPECT_EQ(ToNativePath(_T("B:\\x")), "");
     EXPECT_EQ(LastError(), kPathNotFound);
     EXPECT_EQ(VolumeSerial('B'), 0u);
-    for (const TextView unc : {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
+    for (const TextView unc :
+         {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
         SetLastError(kNoError);
         EXPECT_EQ(ToNativePath(unc), "");
         EXPECT_EQ(LastError(), kBadNetworkPath);

@@ -30,10 +30,10 @@ TEST(Text, BytesThatAreNotTextBecomeTheReplacementCharacter) {
     EXPECT_EQ(FromUtf8("a\xFF"
                        "b"),
               _T("a") + bad + _T("b"));
-    EXPECT_EQ(FromUtf8("\xC0\x80"), bad + bad);                  // overlong
-    EXPECT_EQ(FromUtf8("\xE0\x9F\xBF"), bad + bad + bad);        // overlong
+    EXPECT_EQ(FromUtf8("\xC0\x80"), bad + bad);                      // overlong
+    EXPECT_EQ(FromUtf8("\xE0\x9F\xBF"), bad + bad + bad);            // overlong
     EXPECT_EQ(FromUtf8("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // past the last code point
-    EXPECT_EQ(FromUtf8("\xE2\x82"), bad + bad);                  // cut
+    EXPECT_EQ(FromUtf8("\xE2\x82"), bad + bad);                      // cut
     EXPECT_EQ(FromUtf8("\xE2z"), bad + _T("z"));
 }
 

@@ -9,11 +9,34 @@ namespace {
 
 // Pieces that meet the edges of the mapping far more often than plain random bytes do.
 std::string RandomName(std::mt19937& random) {
-    static const std::vector<std::string> pieces = {
-        "a",    ".",        " ",        ":",        "\\",           "*",        "?",        "\"",
-        "<",    ">",        "|",        "\n",       "\x01",         "\x7f",     "~",        "\xC3\xA9",
-        "\xFF", "\xC3",     "\x80",     "\xED\xB2\x80", "\xED\xA0\xBD", "\xEF\x80\xBA", "\xEF\x80\xAE",
-        "\xEF\x80\xA0", "\xEF\x80\xAF", "\xEF\x82\x80", "\xF0\x9F\x98\x80", "\xEF\xBF\xBD"};
+    static const std::vector<std::string> pieces = {"a",
+                                                    ".",
+                                                    " ",
+                                                    ":",
+                                                    "\\",
+                                                    "*",
+                                                    "?",
+                                                    "\"",
+                                                    "<",
+                                                    ">",
+                                                    "|",
+                                                    "\n",
+                                                    "\x01",
+                                                    "\x7f",
+                                                    "~",
+                                                    "\xC3\xA9",
+                                                    "\xFF",
+                                                    "\xC3",
+                                                    "\x80",
+                                                    "\xED\xB2\x80",
+                                                    "\xED\xA0\xBD",
+                                                    "\xEF\x80\xBA",
+                                                    "\xEF\x80\xAE",
+                                                    "\xEF\x80\xA0",
+                                                    "\xEF\x80\xAF",
+                                                    "\xEF\x82\x80",
+                                                    "\xF0\x9F\x98\x80",
+                                                    "\xEF\xBF\xBD"};
     std::string name;
     for (size_t length = 1 + random() % 8; length > 0; length--) {
         if (random() % 3 == 0) {
@@ -64,7 +87,8 @@ TEST(PathMapping, NamesThatWindowsCouldNotHold) {
 
 TEST(PathMapping, AFileOfEveryOddNameIsFoundByItsEnginePath) {
     test::TempFolder folder;
-    for (const std::string name : {"a.", " ", "a\\b", "c:d", "\xFF\xFE", "\xEF\x80\xBA", "new\nline", "..."}) {
+    for (const std::string name :
+         {"a.", " ", "a\\b", "c:d", "\xFF\xFE", "\xEF\x80\xBA", "new\nline", "..."}) {
         folder.Write(name, name);
         EXPECT_EQ(ToNativePath(folder.Engine() + _T("\\") + NameToEngine(name)), folder.Native(name));
         EXPECT_EQ(folder.Read(name), name);
