@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/error.h"
 #include "platform/text.h"
 
 namespace rampart::platform {
@@ -38,31 +39,35 @@ bool QueryStatus(TextView path, FileStatus& status);
 
 struct DirectoryEntry {
     Text name;
-    FileStatus status;  // complete when `hasStatus`, otherwise only the attribute bits that the listing itself gives
+    FileStatus
+        status;  // complete when `hasStatus`, otherwise only the attribute bits that the listing itself gives
     bool hasStatus = false;
 };
 
 // Lists one folder; "." and ".." are left out. Entries come in the order of the file system.
 class DirectoryReader {
-   public:
+public:
     // `withStatus` asks for size and times of each entry too, which costs one system call an entry.
     static std::unique_ptr<DirectoryReader> Open(TextView folder, bool withStatus);
     virtual ~DirectoryReader() = default;
-    // False at the end and on a failure; LastError is kNoMoreItems at the end. An entry that vanished is passed over.
+    // False at the end and on a failure; LastError is kNoMoreItems at the end. An entry that vanished is
+    // passed over.
     virtual bool Next(DirectoryEntry& entry) = 0;
 };
 
 enum OpenMode : uint32_t {
     kOpenRead = 0x1,
     kOpenWrite = 0x2,
-    kOpenCreate = 0x4,     // make the file if it is missing
-    kOpenTruncate = 0x8,   // empty it
-    kOpenExclusive = 0x10,  // with kOpenCreate: fail with kAlreadyExists if it exists
+    kOpenCreate = 0x4,       // make the file if it is missing
+    kOpenTruncate = 0x8,     // empty it
+    kOpenExclusive = 0x10,   // with kOpenCreate: fail with kAlreadyExists if it exists
+    kOpenFollowLink = 0x20,  // a symbolic link as the last name is followed; without it the open fails
 };
 
 // An open file. One thread at a time, but ReadAt and WriteAt may run beside each other.
 class FileHandle {
-   public:
+public:
+    // Null on a failure; kAccessDenied for anything but a regular file. Never blocks on a pipe.
     static std::unique_ptr<FileHandle> Open(TextView path, uint32_t mode);
     static std::unique_ptr<FileHandle> OpenNative(const std::string& nativePath, uint32_t mode);
     virtual ~FileHandle() = default;
@@ -76,26 +81,26 @@ class FileHandle {
     virtual bool QueryStatus(FileStatus& status) = 0;
     // -1 leaves a time as it is.
     virtual bool SetTimes(int64_t creationTime, int64_t accessTime, int64_t writeTime) = 0;
-    // An advisory lock on the whole file that ends with the handle or the process. False with kSharingViolation when
-    // another process or handle holds it.
+    // An advisory lock on the whole file that ends with the handle or the process. False with
+    // kSharingViolation when another process or handle holds it.
     virtual bool TryLock(bool exclusive) = 0;
 };
 
-bool CreateFolder(TextView path);                    // one level; kAlreadyExists if something is there
-bool CreateFolders(TextView path);                   // all levels; success if the folder exists already
+bool CreateFolder(TextView path);   // one level; kAlreadyExists if something is there
+bool CreateFolders(TextView path);  // all levels; success if the folder exists already
 bool RemoveFile(TextView path);
 bool RemoveEmptyFolder(TextView path);
 bool RenamePath(TextView from, TextView to, bool replace);
 bool SetAttributes(TextView path, uint32_t attributes);  // kReadOnly only where the system has nothing else
-bool SyncFolder(TextView path);                      // makes renames and new names in it durable
-bool SameFile(TextView a, TextView b);               // both names denote one file
+bool SyncFolder(TextView path);                          // makes renames and new names in it durable
+bool SameFile(TextView a, TextView b);                   // both names denote one file
 
 // Called with the bytes of the whole file and those moved so far, first with 0; false stops the copy.
 using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes)>;
 
-// Copies content, last-write and access time; uses a shared extent where the file system can, and keeps holes.
-// The target is replaced. On a stop or a failure the partial target is removed. LastError 1235 after a stop.
+// Copies content, last-write and access time; uses a shared extent where the file system can, and keeps
+// holes. The target is replaced; copying a file onto itself fails with kSharingViolation and leaves it as it
+// is. On a stop or a failure the partial target is removed. LastError is kRequestAborted after a stop.
 bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress);
-inline constexpr uint32_t kRequestAborted = 1235;
 
 }  // namespace rampart::platform

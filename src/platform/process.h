@@ -10,9 +10,10 @@
 
 namespace rampart::platform {
 
-// A mutex that all processes of this machine and user see by its name; freed when its owner ends, however it ends.
+// A mutex that all processes of this machine and user see by its name; freed when its owner ends, however it
+// ends.
 class NamedMutex {
-   public:
+public:
     // Null with kAlreadyExists when another process or object holds the name.
     static std::unique_ptr<NamedMutex> Create(TextView name);
     // Whether anybody holds the name now.
@@ -20,20 +21,23 @@ class NamedMutex {
     virtual ~NamedMutex() = default;
 };
 
-// Starts a program and does not wait. The command line is split as a shell would split it, without any expansion.
+// Starts a program and does not wait. The command line is split as a shell would split it, without any
+// expansion.
 bool StartProcess(TextView commandLine);
 // Opens a document or an address with the user's program for it.
 bool OpenDocument(TextView target);
 
 uint32_t ProcessId();
-uint64_t ThreadId();               // of the calling thread, as the system numbers it
+uint64_t ThreadId();  // of the calling thread, as the system numbers it
 // Negative is below normal; where the system has no such thing nothing happens.
 void SetThreadPriority(int priority);
 
-Text ComputerName();               // may be empty
-Text ExecutableFolder();           // engine path of the folder of this program, without trailing backslash
+Text ComputerName();      // may be empty
+Text ExecutableFolder();  // engine path of the folder of this program, without trailing backslash
 std::string EnvironmentVariable(const char* name);  // empty if not set
-std::string RandomBytes(size_t count);
+// An empty value removes the variable. Only while no other thread runs.
+void SetEnvironmentVariableTo(const char* name, const std::string& value);
+std::string RandomBytes(size_t count);  // from the system's source, fit for keys
 
 // Per-user folder for application data, an engine path; RAMPART_HOME moves it.
 Text UserDataFolder();

@@ -11,7 +11,8 @@ namespace rampart::platform {
 using Text = std::basic_string<TCHAR>;
 using TextView = std::basic_string_view<TCHAR>;
 
-// UTF-16 to UTF-8. A lone surrogate becomes its three-byte form, so that every text survives the way there and back.
+// UTF-16 to UTF-8. A lone surrogate becomes its three-byte form, so that every text survives the way there
+// and back.
 std::string ToUtf8(TextView text);
 
 // UTF-8 to UTF-16, the inverse of ToUtf8. A byte that is not part of a valid sequence becomes U+FFFD.

@@ -22,10 +22,12 @@ struct DiskSpace {
     uint64_t totalBytes;
 };
 
-// The present table. Letters of mounted volumes are stable by serial as long as the process lives; C: is the root.
+// The present table. Letters of mounted volumes are stable by serial as long as the process lives; C: is the
+// root.
 std::vector<Drive> Drives();
 
-// Pins a letter to a mount point (from the configuration); an empty mount point removes the pin. Takes effect at once.
+// Pins a letter to a mount point (from the configuration); an empty mount point removes the pin. Takes effect
+// at once.
 void PinDrive(TCHAR letter, std::string_view mountPoint);
 
 // Reads the mount table again; called when a volume came or went. Drives() is otherwise read once and kept.
@@ -37,7 +39,8 @@ uint32_t VolumeSerial(TCHAR letter);
 // 0 when no drive has this serial now.
 TCHAR DriveOfSerial(uint32_t serial);
 
-// False with LastError set when the path cannot be asked. The path need not exist: its nearest existing parent counts.
+// False with LastError set when the path cannot be asked. The path need not exist: its nearest existing
+// parent counts.
 bool QueryDiskSpace(TextView enginePath, DiskSpace& space);
 
 // A path on a network file system (NFS, CIFS, 9p, sshfs) or a UNC path.

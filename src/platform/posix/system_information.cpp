@@ -1,0 +1,74 @@
+#include <stdlib.h>
+#include <sys/random.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include <climits>
+
+#include "platform/posix/native.h"
+#include "platform/process.h"
+
+namespace rampart::platform {
+
+uint32_t ProcessId() {
+    return static_cast<uint32_t>(getpid());
+}
+
+uint64_t ThreadId() {
+    thread_local const uint64_t id = static_cast<uint64_t>(gettid());
+    return id;
+}
+
+void SetThreadPriority(int priority) {
+    constexpr int kBelowNormalNice = 5;
+    // Linux keeps a nice value for each thread. Going back up may be forbidden to the user, which is no
+    // failure.
+    setpriority(PRIO_PROCESS, static_cast<id_t>(ThreadId()), priority < 0 ? kBelowNormalNice : 0);
+}
+
+Text ComputerName() {
+    char name[HOST_NAME_MAX + 1] = {};
+    return gethostname(name, HOST_NAME_MAX) == 0 ? FromUtf8(name) : Text();
+}
+
+Text ExecutableFolder() {
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    if (length <= 0) {
+        return {};
+    }
+    const std::string_view program(path, static_cast<size_t>(length));
+    Text folder = ToEnginePath(program.substr(0, program.rfind('/') + 1));
+    if (folder.ends_with('\\')) {
+        folder.pop_back();
+    }
+    return folder;
+}
+
+std::string EnvironmentVariable(const char* name) {
+    const char* value = getenv(name);
+    return value != nullptr ? value : "";
+}
+
+void SetEnvironmentVariableTo(const char* name, const std::string& value) {
+    if (value.empty()) {
+        unsetenv(name);
+    } else {
+        setenv(name, value.c_str(), /*replace=*/1);
+    }
+}
+
+std::string RandomBytes(size_t count) {
+    std::string bytes(count, '\0');
+    size_t done = 0;
+    while (done < count) {
+        const ssize_t got = Retry([&] { return getrandom(bytes.data() + done, count - done, 0); });
+        if (got < 0) {
+            abort();  // a key or an id that can be guessed is worse than no program
+        }
+        done += static_cast<size_t>(got);
+    }
+    return bytes;
+}
+
+}  // namespace rampart::platform

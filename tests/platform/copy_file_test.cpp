@@ -1,0 +1,95 @@
+#include "platform/file_system.h"
+#include "support/temp_tree.h"
+
+namespace rampart::platform {
+namespace {
+
+using test::ReadTree;
+using test::TempFolder;
+using test::TempTree;
+
+// Bytes that show a piece that was left out, repeated or moved to another place.
+std::string Pattern(size_t size) {
+    std::string bytes(size, '\0');
+    uint32_t state = 12345;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+// What the progress calls said.
+struct Steps {
+    std::vector<std::pair<uint64_t, uint64_t>> calls;
+    CopyProgress Record() {
+        return [this](uint64_t total, uint64_t moved) {
+            calls.emplace_back(total, moved);
+            return true;
+        };
+    }
+};
+
+TEST(CopyFileContent, EverySizeArrivesWithItsTimes) {
+    for (const size_t size : {0, 1, 4096, 65536, 65537, 1'000'000, 20'000'001}) {
+        TempFolder folder;
+        folder.Write("from", Pattern(size));
+        folder.SetWriteTime("from", 1'111'111'111'222'333'400);
+        Steps steps;
+        ASSERT_TRUE(CopyFileContent(folder.Engine("from"), folder.Engine("to"), steps.Record()));
+        const auto tree = ReadTree(folder.Path());
+        EXPECT_TRUE(tree.at("from") == tree.at("to")) << size;
+        ASSERT_FALSE(steps.calls.empty());
+        EXPECT_EQ(steps.calls.front(), std::make_pair(uint64_t{size}, uint64_t{0}));
+        EXPECT_EQ(steps.calls.back(), std::make_pair(uint64_t{size}, uint64_t{size}));
+        EXPECT_TRUE(std::is_sorted(steps.calls.begin(), steps.calls.end()));
+    }
+}
+
+TEST(CopyFileContent, ReplacesALongerTarget) {
+    TempTree tree({{"from", "short"}, {"to", "a much longer text that must go"}});
+    ASSERT_TRUE(CopyFileContent(tree.Engine("from"), tree.Engine("to"), nullptr));
+    EXPECT_EQ(tree.Read("to"), "short");
+}
+
+TEST(CopyFileContent, OntoItselfLosesNothing) {
+    TempTree tree({{"a", "content"}});
+    std::filesystem::create_hard_link(tree.Path("a"), tree.Path("b"));
+    for (const char* target : {"a", "b"}) {
+        SetLastError(kNoError);
+        EXPECT_FALSE(CopyFileContent(tree.Engine("a"), tree.Engine(target), nullptr));
+        EXPECT_EQ(LastError(), kSharingViolation);
+        EXPECT_EQ(tree.Read("a"), "content");
+    }
+}
+
+TEST(CopyFileContent, AStopLeavesNoPartOfTheTarget) {
+    TempFolder folder;
+    folder.Write("from", Pattern(30'000'000));
+    for (const uint64_t stopAt : {0, 1, 30'000'000}) {
+        const CopyProgress progress = [&](uint64_t, uint64_t moved) { return moved < stopAt; };
+        SetLastError(kNoError);
+        EXPECT_FALSE(CopyFileContent(folder.Engine("from"), folder.Engine("to"), progress));
+        EXPECT_EQ(LastError(), kRequestAborted);
+        EXPECT_FALSE(folder.Exists("to"));
+    }
+    EXPECT_EQ(folder.Read("from").size(), 30'000'000u);
+}
+
+TEST(CopyFileContent, NeedsASourceAndAPlace) {
+    TempTree tree({{"a", "x"}, {"folder/", ""}});
+    const auto error = [&](std::string_view from, std::string_view to) {
+        SetLastError(kNoError);
+        EXPECT_FALSE(CopyFileContent(tree.Engine(from), tree.Engine(to), nullptr));
+        return LastError();
+    };
+    EXPECT_EQ(error("none", "b"), kFileNotFound);
+    EXPECT_EQ(error("a", "none/b"), kPathNotFound);
+    EXPECT_EQ(error("folder", "b"), kAccessDenied);
+    EXPECT_EQ(error("a", "folder"), kAccessDenied);
+    EXPECT_FALSE(tree.Exists("b"));
+    EXPECT_TRUE(tree.Exists("folder"));
+}
+
+}  // namespace
+}  // namespace rampart::platform

@@ -1,0 +1,99 @@
+#include <random>
+#include <unordered_set>
+
+#include "platform/path_mapping.h"
+#include "support/temp_tree.h"
+
+namespace rampart::platform {
+namespace {
+
+// Pieces that meet the edges of the mapping far more often than plain random bytes do.
+std::string RandomName(std::mt19937& random) {
+    static const std::vector<std::string> pieces = {"a",
+                                                    ".",
+                                                    " ",
+                                                    ":",
+                                                    "\\",
+                                                    "*",
+                                                    "?",
+                                                    "\"",
+                                                    "<",
+                                                    ">",
+                                                    "|",
+                                                    "\n",
+                                                    "\x01",
+                                                    "\x7f",
+                                                    "~",
+                                                    "\xC3\xA9",
+                                                    "\xFF",
+                                                    "\xC3",
+                                                    "\x80",
+                                                    "\xED\xB2\x80",
+                                                    "\xED\xA0\xBD",
+                                                    "\xEF\x80\xBA",
+                                                    "\xEF\x80\xAE",
+                                                    "\xEF\x80\xA0",
+                                                    "\xEF\x80\xAF",
+                                                    "\xEF\x82\x80",
+                                                    "\xF0\x9F\x98\x80",
+                                                    "\xEF\xBF\xBD"};
+    std::string name;
+    for (size_t length = 1 + random() % 8; length > 0; length--) {
+        if (random() % 3 == 0) {
+            name.push_back(static_cast<char>(1 + random() % 255));
+        } else {
+            name += pieces[random() % pieces.size()];
+        }
+    }
+    std::replace(name.begin(), name.end(), '/', '_');
+    return name;
+}
+
+TEST(PathMapping, EveryByteStringComesBackAndNoTwoMeet) {
+    std::mt19937 random(11);
+    std::map<Text, std::string> seen;
+    for (int round = 0; round < 200000; round++) {
+        const std::string name = RandomName(random);
+        const Text engine = NameToEngine(name);
+        ASSERT_EQ(NameToNative(engine), name);
+        const auto [other, isNew] = seen.emplace(engine, name);
+        ASSERT_TRUE(isNew || other->second == name);
+        ASSERT_EQ(engine.find_first_of(_T("\\/:*?\"<>|")), Text::npos);
+        ASSERT_TRUE(engine.back() != '.' && engine.back() != ' ');
+    }
+}
+
+TEST(PathMapping, EveryPathComesBack) {
+    std::mt19937 random(13);
+    for (int round = 0; round < 50000; round++) {
+        std::string path;
+        for (size_t depth = 1 + random() % 5; depth > 0; depth--) {
+            std::string name = RandomName(random);
+            path += '/' + (name == "." || name == ".." ? "x" : name);
+        }
+        ASSERT_EQ(ToNativePath(ToEnginePath(path)), path);
+    }
+}
+
+TEST(PathMapping, NamesThatWindowsCouldNotHold) {
+    EXPECT_EQ(NameToEngine("a."), _T("a\uF02E"));
+    EXPECT_EQ(NameToEngine("a "), _T("a\uF020"));
+    EXPECT_EQ(NameToEngine("a. b"), _T("a. b"));
+    EXPECT_EQ(NameToEngine("a:b\\c"), _T("a\uF03Ab\uF05Cc"));
+    EXPECT_EQ(NameToEngine(".hidden~\n"), _T(".hidden~\n"));
+    EXPECT_EQ(NameToEngine("\xE9"), Text(1, static_cast<TCHAR>(0xDCE9)));
+    EXPECT_EQ(NameToNative(_T("a\uF03Ab")), "a:b");
+}
+
+TEST(PathMapping, AFileOfEveryOddNameIsFoundByItsEnginePath) {
+    test::TempFolder folder;
+    for (const std::string name :
+         {"a.", " ", "a\\b", "c:d", "\xFF\xFE", "\xEF\x80\xBA", "new\nline", "..."}) {
+        folder.Write(name, name);
+        EXPECT_EQ(ToNativePath(folder.Engine() + _T("\\") + NameToEngine(name)), folder.Native(name));
+        EXPECT_EQ(folder.Read(name), name);
+    }
+}
+
+}  // namespace
+}  // namespace rampart::platform

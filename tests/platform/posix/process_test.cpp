@@ -1,0 +1,77 @@
+#include "platform/process.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/error.h"
+#include "platform/file_system.h"
+#include "support/temp_home.h"
+
+namespace rampart::platform {
+namespace {
+
+using test::ScopedVariable;
+using test::TempHome;
+
+TEST(NamedMutex, IsFreedWhenItsProcessIsKilled) {
+    TempHome home;
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto mutex = NamedMutex::Create(_T("service"));
+        const char answer = mutex ? 'y' : 'n';
+        (void)!write(ready[1], &answer, 1);
+        pause();
+        _exit(0);
+    }
+    char answer = 0;
+    ASSERT_EQ(read(ready[0], &answer, 1), 1);
+    EXPECT_EQ(answer, 'y');
+    EXPECT_TRUE(NamedMutex::Exists(_T("service")));
+    EXPECT_FALSE(NamedMutex::Create(_T("service")));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_FALSE(NamedMutex::Exists(_T("service")));
+    EXPECT_TRUE(NamedMutex::Create(_T("service")));
+    close(ready[0]);
+    close(ready[1]);
+}
+
+TEST(NamedMutex, AFolderThatOthersCanWriteIsNotTrusted) {
+    TempHome home;
+    ASSERT_TRUE(std::filesystem::create_directory(home.Path("run")));
+    ASSERT_EQ(chmod(home.Native("run").c_str(), 0777), 0);
+    EXPECT_FALSE(NamedMutex::Create(_T("service")));
+    ASSERT_EQ(chmod(home.Native("run").c_str(), 0700), 0);
+    EXPECT_TRUE(NamedMutex::Create(_T("service")));
+}
+
+TEST(StartProcess, RunsTheProgramWithItsWords) {
+    TempHome home;
+    ASSERT_TRUE(StartProcess(FromUtf8("sh -c 'printf \"%s|\" \"$@\" > \"$0.new\"; mv \"$0.new\" \"$0\"' '" +
+                                      home.Native("out") + "' 'a b' \\$HOME \"\"")));
+    for (int i = 0; i < 1000 && !home.Exists("out"); i++) {
+        usleep(10'000);
+    }
+    EXPECT_EQ(home.Read("out"), "a b|$HOME||");
+}
+
+TEST(StandardFolders, FollowTheDesktopWithoutAHome) {
+    TempHome home;
+    ScopedVariable none("RAMPART_HOME", "");
+    ScopedVariable user("HOME", home.Native("user"));
+    ScopedVariable noData("XDG_DATA_HOME", "");
+    ScopedVariable noConfiguration("XDG_CONFIG_HOME", "");
+    EXPECT_EQ(UserDataFolder(), home.Engine("user/.local/share"));
+    EXPECT_EQ(ConfigurationFolder(), home.Engine("user/.config/rampart"));
+    ScopedVariable data("XDG_DATA_HOME", home.Native("data dir"));
+    ScopedVariable configuration("XDG_CONFIG_HOME", "relative/does/not/count");
+    EXPECT_EQ(UserDataFolder(), home.Engine("data dir"));
+    EXPECT_EQ(ConfigurationFolder(), home.Engine("user/.config/rampart"));
+}
+
+}  // namespace
+}  // namespace rampart::platform
