@@ -1,0 +1,25 @@
+// Reads chunks at their place in the packs and checks them against their entry.
+#pragma once
+
+#include <string>
+
+#include "storage/catalog.h"
+#include "storage/object_store.h"
+
+namespace rampart {
+
+class PackReader {
+public:
+    explicit PackReader(ObjectStore& store) : store_(store) {}
+
+    // The chunk's bytes lie in `buffer`. kContentDamaged if what lies there is not the entry of this chunk. Any thread.
+    Chunk Read(const PlacedChunk& chunk, std::string& buffer) const;
+
+    // Only the entry's header, for a check without the data.
+    void CheckHeader(const PlacedChunk& chunk) const;
+
+private:
+    ObjectStore& store_;
+};
+
+}  // namespace rampart

@@ -1,0 +1,64 @@
+// Appends chunks to the pack that this process has open, and brings them into the catalog.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "storage/catalog.h"
+#include "storage/object_store.h"
+
+namespace rampart {
+
+inline constexpr int64_t kPackLimitBytes = 32 << 20;
+
+// Any thread. Chunks are pending from Add until the next Commit, whoever calls it. A write or sync that fails drops all
+// that is pending: the callers' own commits then find that content missing.
+class PackWriter {
+public:
+    PackWriter(Catalog& catalog, ObjectStore& store, int64_t packLimit = kPackLimitBytes);
+
+    // Cuts what crashed writers left behind the committed end of their packs. Packs that are in use are left alone.
+    void TrimTails();
+
+    void Add(std::span<const Chunk> chunks);
+    // Sets known[i] for a digest that is pending; leaves the others as they are.
+    void MarkPending(std::span<const Digest> digests, std::vector<uint8_t>& known);
+    // Bytes written that no commit covers yet.
+    int64_t PendingBytes();
+
+    // Makes what is pending durable, then has `record` bring it into the catalog; it stays pending if that throws.
+    using Record = std::function<void(std::span<const PlacedChunk> chunks, std::span<const PackState> packs)>;
+    void Commit(const Record& record);
+
+private:
+    struct OpenPack {
+        PackState state;  // bytes: the end of what was added, not committed
+        std::shared_ptr<AppendObject> object;
+    };
+
+    // These need addMutex_.
+    OpenPack& CurrentPack();
+    bool Adopt(int64_t packId);
+    void Flush();
+    void Abandon();
+
+    Catalog& catalog_;
+    ObjectStore& store_;
+    const int64_t packLimit_;
+
+    std::mutex commitMutex_;  // one commit at a time; taken before addMutex_
+    std::mutex addMutex_;     // guards what follows
+    // Packs with content that no commit covers, and as the last one the pack that grows, unless that is sealed.
+    std::vector<OpenPack> packs_;
+    std::string buffer_;  // the tail of the last pack, not written yet
+    std::unordered_map<Digest, ChunkPlace, DigestHash> pending_;
+    int64_t pendingBytes_ = 0;
+    uint64_t generation_ = 0;  // counts the times that pending chunks were dropped
+};
+
+}  // namespace rampart
