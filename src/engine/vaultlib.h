@@ -10,6 +10,7 @@
 #include "interfaces/filterlib.h"
 #include "interfaces/progresslib.h"
 #include "interfaces/transferlib.h"
+#include "interfaces/vault_admin.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"

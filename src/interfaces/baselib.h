@@ -337,11 +337,6 @@ VAULTLIB_API void LoadCArchiveToVector(CArchive& archive, std::vector<CString>& 
 
 // ---- Messages between processes ----
 
-struct COPYDATASTRUCT {
-    uintptr_t dwData = 0;
-    DWORD cbData = 0;
-    void* lpData = nullptr;
-};
 // Sends one message to the receiver named `receiver` and waits for its answer; `sender` names the caller. 0 if nobody
 // receives under that name. `reply` is allocated with malloc and belongs to the caller; it may come back null.
 VAULTLIB_API __int64 SendProcessMsgRetBuf(CString const& receiver, CString const& sender, COPYDATASTRUCT& message,
