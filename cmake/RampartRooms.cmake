@@ -13,6 +13,7 @@ function(rampart_room room)
   endforeach()
   target_link_libraries(${target} PUBLIC ${ARG_LIBRARIES})
   set_property(GLOBAL APPEND PROPERTY RAMPART_ROOMS ${target})
+  set_property(GLOBAL APPEND PROPERTY RAMPART_ROOM_LIBRARIES ${ARG_LIBRARIES})
 endfunction()
 
 # rampart_tests(<room> SOURCES a_test.cpp ... [SUPPORT helper.cpp ...] [LIBRARIES target...])

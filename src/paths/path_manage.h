@@ -1,0 +1,70 @@
+// CPathManage: what a task leaves out, and where the engine keeps its own data. Static; the object has no state.
+#pragma once
+
+#include <vector>
+
+#include "framework/framework.h"
+#include "interfaces/baselib.h"
+
+enum Enum_Filter_Type {
+    Filter_None = 0,     // stored text "2" or anything unknown
+    Filter_Exclude = 1,  // "0"
+    Filter_Include = 2,  // "1"
+};
+
+class VAULTLIB_API CPathManage {
+   public:
+    // ---- Filters ----
+    static int Init();                   // process start: product word and default filter texts
+    static void InitRegexFilter();       // account-wide lists from the service's settings, compiled
+    static void InitClientRegexFilter();
+    static Enum_Filter_Type GetFilterType(CString const& type);
+    // 1 if the path is to be left out. `list` is only tested for being non-empty: the entries that count are those of
+    // RestoreUIFilterToVector and RestoreUIFiltedPathToVector.
+    static int FilterFile(CString const& path, CStringList* list, CString const& type);
+    static int FilterFolder(CString const& path, CStringList* list, CString const& type);
+    static void StoreFilterToVector(CString const& text, std::vector<CString>& out);
+    static void RestoreUIFilterToVector(CStringList const& list);
+    static void RestoreUIFiltedPathToVector(CStringList const& list);
+    static std::vector<CString> GetUIFilterFile();
+    static std::vector<CString> GetUIFilterFolder();
+    static bool LoadFilterInfoFromPackageXML(XMLNode& node);
+    static bool SaveFilterInfoToPackageXML(XMLNode& node);
+    static int InitByArchive(CArchive& archive);
+    static int SaveToArchive(CArchive& archive);
+
+    // ---- Folders and temporary data ----
+    static int GetOrCreateInAppDataPath(CString name, CString& out);
+    static int GetTempFolder(CString& out, int, int useCache);
+    static int GetTempPathW(CString name, CString& out, int create);
+    static int CreateFolderforFile(CString path);
+    static void UpdateCacheFolder();
+    static int IsInCacheFolder(CString const& path);
+    static int NeedRemoveTempData();
+    static int RemoveTempData(int flag);
+    static unsigned __int64 GetFileSize(CString& path, CString type, CStringList* list);
+    static unsigned __int64 GetFileSizeSimple(CString& path);
+    static unsigned __int64 GetFolderSize(CString& path, CString type, CStringList* list);
+    static unsigned __int64 GetPathSize(CString& path, CString type, CStringList* list);
+    static int GetFileTime(CString& path, CTime* created, CTime* accessed, CTime* modified);
+    static int SetFileTime(CString& path, CTime* created, CTime* accessed, CTime* modified);
+    static CString GetNameBeforeExtension(CString const& name);
+    static CString GetProductName();
+
+    static CString s_productName;
+    static std::vector<CString> s_fileFilters;
+    static std::vector<CString> s_folderFilters;
+    static std::vector<CString> s_uiFilterFiles;
+    static std::vector<CString> s_uiFilterFolders;
+    static CString s_fullFileFilter;
+    static CString s_fullFolderFilter;
+    static CCriticalSection s_filterLock;
+    static CString s_cacheFolder;  // with trailing backslash
+    static int s_cacheFolderLength;
+
+   private:
+    static int ExcludeFilterFile(CString const& path, CStringList* list);
+    static int ExcludeFilterFolder(CString const& path, CStringList* list);
+    static int IncludeFilterFile(CString const& path, CStringList* list);
+    static int IncludeFilterFolder(CString const& path, CStringList* list);
+};
