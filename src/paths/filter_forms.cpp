@@ -26,7 +26,7 @@ bool SaveList(XMLNode& node, ListElements const& elements, std::vector<CString> 
 
 bool LoadList(XMLNode& node, ListElements const& elements, std::vector<CString>& list) {
     __int64 count = 0;
-    bool result = node.GetValue(elements.count, count, __int64{0});
+    bool result = node.GetValue(elements.count, count, static_cast<__int64>(0));
     // A package cannot hold more entries than it has elements, whatever it says.
     count = std::min<__int64>(count, node.GetNumberOfNodes());
     for (__int64 number = 0; number < count; ++number) {

@@ -58,6 +58,7 @@ std::vector<CString> ExpressionsOf(CString const& setting, CString const& defaul
 
 int CPathManage::Init() {
     return rampart::Guarded(_T("Error:Init"), 0, [] {
+        rampart::CriticalLock lock(s_filterLock);
         s_productName = DictUtil::GetValue(_T("ProductName"), CString());
         s_fullFileFilter =
             DictUtil::GetConfigString(_T("Define"), _T("fullfileFilter"), CString(), CString());
