@@ -71,8 +71,4 @@ class VAULTLIB_API VaultAdmin {
                        std::function<bool(__int64)> const& progress, CString& message);
     // Whether the content of a local file is that of a stored one, byte for byte by digest.
     static bool SameContent(CString const& serverPath, CString const& localPath);
-
-    // Native paths, as people type them, to engine paths and back.
-    static CString ToEnginePath(CString const& nativePath);  // relative ones from the working folder
-    static CString ToNativePath(CString const& enginePath);
 };
