@@ -89,7 +89,7 @@ TEST_F(Configuration, AValueThatIsSetIsReadAtOnceAndLosesNoneOfTheOthers) {
 }
 
 TEST_F(Configuration, ReadersNeverSeeHalfOfAChange) {
-    WriteUserFile("[P]\na=1\nb=1\n");
+    ASSERT_TRUE(DictUtil::SetConfigString(_T("P"), _T("a"), _T("1")));
     std::atomic<bool> stop = false;
     std::thread reader([&] {
         while (!stop) {
@@ -98,7 +98,7 @@ TEST_F(Configuration, ReadersNeverSeeHalfOfAChange) {
         }
     });
     for (int round = 0; round < 20; round++) {
-        WriteUserFile(round % 2 == 0 ? "[P]\na=2\nb=2\n" : "[P]\na=1\nb=1\n ");
+        EXPECT_TRUE(DictUtil::SetConfigString(_T("P"), _T("a"), round % 2 == 0 ? _T("2") : _T("1")));
     }
     stop = true;
     reader.join();
