@@ -57,12 +57,15 @@ void CString::Release(TCHAR* data) noexcept {
     }
 }
 
+bool CString::IsAlone() const noexcept {
+    return GetHeader()->references.load(std::memory_order_acquire) == 1;
+}
+
 // Makes the buffer this object's alone, with room for `newLength`; what is there stays, as far as there is
 // room.
 TCHAR* CString::PrepareWrite(size_t newLength) {
-    const Header* header = GetHeader();
-    const size_t capacity = static_cast<size_t>(header->capacity);
-    const bool alone = header->references.load(std::memory_order_acquire) == 1;
+    const size_t capacity = static_cast<size_t>(GetAllocLength());
+    const bool alone = IsAlone();
     if (alone && newLength <= capacity) {
         return m_data;
     }
