@@ -33,6 +33,20 @@ bool EnsureServerFolder(CString const& serverFolder, CString const& localFolder)
            ApiUtil::AddEditFolder(serverFolder, name, _T(""), _T("Y")) >= kFirstFolderResult;
 }
 
+bool EnsureExactServerFolder(CString const& serverFolder) {
+    if (!ApiUtil::GetServerPathlist().IsPathExistEx(serverFolder, 0, 0)) {
+        CString const parent = PathUtilities::GetParentFolder(serverFolder);
+        return (parent.GetLength() <= 1 || EnsureExactServerFolder(parent)) &&
+               GlobalFunction::CreateSrvFolder(serverFolder, _T(""), _T(""), nullptr) != 0;
+    }
+    CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(serverFolder, 0, 0));
+    if (record != nullptr && record->m_path == serverFolder) {
+        return true;
+    }
+    return EnsureExactServerFolder(PathUtilities::GetParentFolder(serverFolder)) &&
+           ApiUtil::AddEditFolder(serverFolder, LastElement(serverFolder), _T(""), _T("Y")) >= kFirstFolderResult;
+}
+
 }  // namespace rampart
 
 int GlobalFunction::CreateSrvFolder(CString path, CString name, CString description, __int64* code) {

@@ -9,4 +9,7 @@ namespace rampart {
 // that belongs to another local folder does not count as there. False when it cannot be made.
 bool EnsureServerFolder(CString const& serverFolder, CString const& localFolder);
 
+// Makes the folder of exactly this name, with its parents, beside any that differs in case.
+bool EnsureExactServerFolder(CString const& serverFolder);
+
 }  // namespace rampart

@@ -20,7 +20,6 @@ constexpr int kDefaultReportStep = 200;
 constexpr uint32_t kPausePollMs = 100;
 // Fixed here, not the option "IgnoreTimeSpan": the check before the transfer is the later and wider one.
 constexpr uint32_t kScanTimeSpan = 2;
-constexpr int kScanningState = 4;
 
 int ReportStep() {
     CString const text = DictUtil::GetConfigString(_T("Options"), _T("SendScanFileCount"), _T(""), _T(""));
@@ -236,7 +235,7 @@ void SourceScan::ReportProgress(CString const& folder) const {
     if (task == nullptr || task->m_pTaskPrg == nullptr) {
         return;
     }
-    task->m_pTaskPrg->SetState(static_cast<ProgressState>(kScanningState));
+    task->m_pTaskPrg->SetState(ProgressStateSearching);
     task->m_pTaskPrg->SetStateString(
         FormatText(_T("IDS_STRSEARCHINGFOLDER"), static_cast<__int64>(task->m_scanTotalFileCount),
                    static_cast<__int64>(task->m_scanNeedBackupFileCount), folder),

@@ -72,6 +72,7 @@ CBackupTask::CBackupTask() {
 
 CBackupTask::~CBackupTask() {
     EndTask();
+    WaitForThreads();
     delete m_pTaskPrg;
     m_pTaskPrg = nullptr;
     if (CBackupManage* manager = theVaultLibApp.m_pBackupManage) {
@@ -90,6 +91,16 @@ CBackupTask::~CBackupTask() {
     ClearSrcList();
     ClearAddPathList();
     ClearDeletePathList();
+}
+
+void CBackupTask::WaitForThreads() {
+    HANDLE const runThread = m_runThread;
+    if (runThread != nullptr) {
+        MyWaitForSingleObject(runThread, ~0u);
+    }
+    while (GetRunningUploadCount() > 0) {
+        rampart::platform::SleepMilliseconds(kEndPollMs);
+    }
 }
 
 CBackupTask& CBackupTask::operator=(CBackupTask& other) {

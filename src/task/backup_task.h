@@ -286,6 +286,10 @@ class VAULTLIB_API CBackupTask {
     bool MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
                           bool& tryAgain);
     int WalkBackupDir(CString const& path, CString const& serverFolder);
+    // The thread of the last run and the workers that it left: they use this object until their very end.
+    void WaitForThreads();
+
+    rampart::Word<HANDLE> m_runThread = nullptr;
 };
 
 // Thread entries of a run; `task` is a CBackupTask.
