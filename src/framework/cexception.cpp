@@ -24,4 +24,6 @@ void AtlThrow(HRESULT result) {
     throw CAtlException(result);
 }
 
-void AfxThrowInvalidArgException() { throw CInvalidArgException(); }
+void AfxThrowInvalidArgException() {
+    throw CInvalidArgException();
+}

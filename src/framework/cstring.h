@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <compare>
 #include <concepts>
 #include <functional>
@@ -161,15 +162,14 @@ public:
     friend CString operator+(CString&& left, TCHAR right) { return std::move(left += right); }
 
 private:
-    struct Header;
-    struct HeaderFields {
+    // Stands in front of the characters. A negative count marks the buffer of all empty texts.
+    struct Header {
+        std::atomic<int> references;
         int length;
-        int capacity;
+        int capacity;  // without the terminator
     };
 
-    const HeaderFields* GetHeader() const noexcept {
-        return reinterpret_cast<const HeaderFields*>(m_data) - 1;
-    }
+    Header* GetHeader() const noexcept { return reinterpret_cast<Header*>(m_data) - 1; }
     static rampart::TextView ViewOf(LPCTSTR text) noexcept {
         return text ? rampart::TextView(text) : rampart::TextView();
     }
@@ -178,6 +178,16 @@ private:
     void SetFormatted(rampart::TextView format, const rampart::FormatArgument* arguments, size_t count);
     void AppendFormattedText(rampart::TextView format, const rampart::FormatArgument* arguments,
                              size_t count);
+
+    static TCHAR* EmptyBuffer() noexcept;
+    static TCHAR* Allocate(size_t capacity, rampart::TextView content);
+    static void Release(TCHAR* data) noexcept;
+    bool IsAlone() const noexcept;
+    TCHAR* PrepareWrite(size_t newLength);
+    void SetLength(size_t length) noexcept;
+    bool Overlaps(rampart::TextView text) const noexcept;
+    void Assign(rampart::TextView text);
+    void KeepRange(size_t first, size_t end);
 
     TCHAR* m_data;
 };

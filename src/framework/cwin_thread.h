@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "framework/atomic_word.h"
 #include "framework/types.h"
 #include "framework/waitable.h"
 
@@ -14,10 +15,10 @@ using AFX_THREADPROC = UINT (*)(LPVOID argument);
 
 // Lifetime. AfxBeginThread makes the object; with `m_bAutoDelete` set, which is so at first, it goes by
 // itself after its thread has ended, but not at once: it stays whole for at least a minute, so that a pointer
-// which is cleared when the thread ends may still be read by one who saw it just before. With the flag
-// cleared it is the caller's to delete, at any time; its thread goes on. Deleting an object whose flag is set
-// is allowed too. The handle may be used for ever: after the object is gone it answers as that of an ended
-// thread.
+// which is cleared when the thread ends may still be read by one who saw it just before. Within that time, or
+// while the thread runs, it may also be deleted by hand. With the flag cleared it is the caller's to delete,
+// at any time. A thread whose object is deleted goes on. The handle may be used for ever, also after the
+// object is gone.
 //
 // What a thread's procedure throws ends the thread with kThreadFailed and is reported as "Error: thread"
 // (guarded.h).
@@ -32,8 +33,9 @@ public:
     static constexpr DWORD kCreateSuspended = 4;
     static constexpr DWORD kThreadFailed = ~DWORD{0};
 
-    // Starts the thread of an object that has none yet; 1 on success. For objects made by hand, which then
-    // clear `m_bAutoDelete` or come from `new`. The thread calls Run, which calls the procedure.
+    // Starts the thread of an object that has none yet; 1 on success. For objects made by hand, which come
+    // from `new` or clear `m_bAutoDelete` before. The thread calls the procedure, or Run where there is none;
+    // an object whose Run is called must live until its thread has ended.
     BOOL CreateThread(DWORD flags = 0, UINT stackSize = 0, void* securityAttributes = nullptr);
 
     // Count before the call, or ~0 for a thread that never started or has ended. A thread is suspended while
@@ -46,17 +48,20 @@ public:
     BOOL SetThreadPriority(int priority);
     int GetThreadPriority() const;
 
-    // Run on the new thread. Without a procedure Run calls InitInstance and, after that, ExitInstance.
+    // Run on the new thread of an object without a procedure. Run calls InitInstance and returns what
+    // ExitInstance does.
     virtual BOOL InitInstance() { return FALSE; }
     virtual int Run();
     virtual int ExitInstance() { return 0; }
 
-    BOOL m_bAutoDelete = TRUE;
+    rampart::Word<BOOL> m_bAutoDelete = TRUE;
     HANDLE m_hThread = nullptr;
     DWORD m_nThreadID = 0;
 
 private:
-    friend class rampart::ThreadState;
+    friend CWinThread* AfxBeginThread(AFX_THREADPROC, LPVOID, int, UINT, DWORD, void*);
+
+    BOOL Start(int priority, DWORD flags);
 
     AFX_THREADPROC m_procedure = nullptr;
     LPVOID m_argument = nullptr;

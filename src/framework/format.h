@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "framework/types.h"
 
@@ -15,33 +16,32 @@ class VAULTLIB_API FormatArgument {
 public:
     enum class Kind : uint8_t { kInteger, kReal, kText, kNarrowText, kPointer };
 
-    FormatArgument(bool value) : FormatArgument(value, 1, false) {}
-    FormatArgument(char value) : FormatArgument(static_cast<unsigned char>(value), 1, false) {}
-    FormatArgument(signed char value) : FormatArgument(Widen(value), sizeof value, true) {}
-    FormatArgument(unsigned char value) : FormatArgument(value, sizeof value, false) {}
-    FormatArgument(TCHAR value) : FormatArgument(value, sizeof value, false) {}
-    FormatArgument(short value) : FormatArgument(Widen(value), sizeof value, true) {}
-    FormatArgument(unsigned short value) : FormatArgument(value, sizeof value, false) {}
-    FormatArgument(int value) : FormatArgument(Widen(value), sizeof value, true) {}
-    FormatArgument(unsigned int value) : FormatArgument(value, sizeof value, false) {}
-    FormatArgument(long value) : FormatArgument(Widen(value), sizeof value, true) {}
-    FormatArgument(unsigned long value) : FormatArgument(value, sizeof value, false) {}
-    FormatArgument(long long value) : FormatArgument(Widen(value), sizeof value, true) {}
-    FormatArgument(unsigned long long value) : FormatArgument(value, sizeof value, false) {}
+    FormatArgument(bool value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(char value) : FormatArgument(static_cast<unsigned char>(value)) {}
+    FormatArgument(signed char value) : FormatArgument(Widen(value), Exact()) {}
+    FormatArgument(unsigned char value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(TCHAR value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(short value) : FormatArgument(Widen(value), Exact()) {}
+    FormatArgument(unsigned short value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(int value) : FormatArgument(Widen(value), Exact()) {}
+    FormatArgument(unsigned int value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(long value) : FormatArgument(Widen(value), Exact()) {}
+    FormatArgument(unsigned long value) : FormatArgument(uint64_t{value}, Exact()) {}
+    FormatArgument(long long value) : FormatArgument(Widen(value), Exact()) {}
+    FormatArgument(unsigned long long value) : FormatArgument(uint64_t{value}, Exact()) {}
     FormatArgument(float value) : FormatArgument(static_cast<double>(value)) {}
-    FormatArgument(double value) : kind(Kind::kReal), size(sizeof value) { real = value; }
+    FormatArgument(double value) : kind(Kind::kReal) { real = value; }
     FormatArgument(long double value) : FormatArgument(static_cast<double>(value)) {}
     FormatArgument(const TCHAR* value) : kind(Kind::kText), length(kUntilTerminator) { text = value; }
-    FormatArgument(const char* value) : kind(Kind::kNarrowText), length(kUntilTerminator) { narrow = value; }
-    FormatArgument(const CString& value);
-    FormatArgument(const Text& value) : FormatArgument(TextView(value)) {}
     FormatArgument(TextView value) : kind(Kind::kText), length(value.size()) {
         text = value.empty() ? EmptyText() : value.data();
     }
-    FormatArgument(const std::string& value) : kind(Kind::kNarrowText), length(value.size()) {
-        narrow = value.data();
+    FormatArgument(const CString& value);
+    FormatArgument(const char* value) : kind(Kind::kNarrowText), length(kUntilTerminator) { narrow = value; }
+    FormatArgument(std::string_view value) : kind(Kind::kNarrowText), length(value.size()) {
+        narrow = value.empty() ? "" : value.data();
     }
-    FormatArgument(const void* value) : kind(Kind::kPointer), size(sizeof value) { pointer = value; }
+    FormatArgument(const void* value) : kind(Kind::kPointer) { pointer = value; }
     FormatArgument(std::nullptr_t) : FormatArgument(static_cast<const void*>(nullptr)) {}
 
     static constexpr size_t kUntilTerminator = ~size_t{0};
@@ -54,13 +54,11 @@ public:
         const void* pointer;
     };
     Kind kind;
-    uint8_t size = 0;  // bytes of the argument's own type
-    bool isSigned = false;
     size_t length = 0;  // of a text, in its characters
 
 private:
-    FormatArgument(uint64_t value, size_t bytes, bool hasSign)
-        : bits(value), kind(Kind::kInteger), size(static_cast<uint8_t>(bytes)), isSigned(hasSign) {}
+    struct Exact {};
+    FormatArgument(uint64_t value, Exact) : bits(value), kind(Kind::kInteger) {}
     static uint64_t Widen(int64_t value) { return static_cast<uint64_t>(value); }
     static const TCHAR* EmptyText();
 };

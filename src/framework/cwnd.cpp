@@ -1,0 +1,3 @@
+#include "framework/cwnd.h"
+
+CWnd::~CWnd() = default;

@@ -1,0 +1,90 @@
+#include "framework/waitable.h"
+
+#include <chrono>
+
+#include "framework/handle_table.h"
+#include "framework/safe_point.h"
+
+namespace rampart {
+
+void Waitable::Signal() {
+    std::lock_guard lock(m_mutex);
+    m_signaled = true;
+    // Inside the lock: the last who waits may destroy this object as soon as the lock is free.
+    if (m_manualReset) {
+        m_changed.notify_all();
+    } else {
+        m_changed.notify_one();
+    }
+}
+
+void Waitable::Reset() {
+    std::lock_guard lock(m_mutex);
+    m_signaled = false;
+}
+
+bool Waitable::Wait(DWORD timeoutMs) {
+    std::unique_lock lock(m_mutex);
+    const auto signaled = [this] { return m_signaled; };
+    if (timeoutMs == kWaitForever) {
+        m_changed.wait(lock, signaled);
+    } else if (!m_signaled && !m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), signaled)) {
+        return false;
+    }
+    m_signaled = m_manualReset;
+    return true;
+}
+
+HANDLE OpenHandle(std::shared_ptr<Waitable> object) {
+    return HandleTable::Instance().Add(std::move(object), HandleTable::Kind::kObject);
+}
+
+std::shared_ptr<Waitable> FromHandle(HANDLE handle) {
+    return HandleTable::Instance().Find(handle);
+}
+
+HANDLE CreateEventHandle(bool manualReset, bool signaled) {
+    return OpenHandle(std::make_shared<Waitable>(manualReset, signaled));
+}
+
+namespace {
+
+// Null for a thread too: only its end signals it.
+std::shared_ptr<Waitable> EventOf(HANDLE handle) {
+    const HandleTable& table = HandleTable::Instance();
+    return table.IsThread(handle) ? nullptr : table.Find(handle);
+}
+
+}  // namespace
+
+BOOL SetEvent(HANDLE event) {
+    const std::shared_ptr<Waitable> object = EventOf(event);
+    if (object) {
+        object->Signal();
+    }
+    return object != nullptr;
+}
+
+BOOL ResetEvent(HANDLE event) {
+    const std::shared_ptr<Waitable> object = EventOf(event);
+    if (object) {
+        object->Reset();
+    }
+    return object != nullptr;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+    HandleTable& table = HandleTable::Instance();
+    return table.IsThread(handle) || table.Remove(handle);
+}
+
+DWORD WaitForObject(HANDLE handle, DWORD timeoutMs) {
+    SafePoint();
+    const HandleTable& table = HandleTable::Instance();
+    if (const std::shared_ptr<Waitable> object = table.Find(handle)) {
+        return object->Wait(timeoutMs) ? kWaitSignaled : kWaitTimedOut;
+    }
+    return table.IsThread(handle) ? kWaitSignaled : kWaitFailed;
+}
+
+}  // namespace rampart
