@@ -7,5 +7,5 @@
 using CopyRoutine = unsigned long (*)(__int64 totalBytes, __int64 movedBytes, void* context);
 
 // Nonzero on success; otherwise `message` says why. The third argument is always 0.
-VAULTLIB_API int VSSCopyFile(CString const& from, CString const& to, int reserved, CopyRoutine routine, void* context,
-                             CString& message);
+VAULTLIB_API int VSSCopyFile(CString const& from, CString const& to, int reserved, CopyRoutine routine,
+                             void* context, CString& message);

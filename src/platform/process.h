@@ -34,6 +34,7 @@ void SetThreadPriority(int priority);
 
 Text ComputerName();      // may be empty
 Text ExecutableFolder();  // engine path of the folder of this program, without trailing backslash
+Text ExecutableName();    // of the file of this program, without folder and without ".exe"
 std::string EnvironmentVariable(const char* name);  // empty if not set
 // An empty value removes the variable. Only while no other thread runs.
 void SetEnvironmentVariableTo(const char* name, const std::string& value);

@@ -47,4 +47,9 @@ bool QueryDiskSpace(TextView enginePath, DiskSpace& space);
 bool IsNetworkPath(TextView enginePath);
 bool IsRemovablePath(TextView enginePath);
 
+// Makes sure that a path on a network file system or share can be used, with the logon that the user has
+// stored for it. False with LastError when it does not answer; a path that is only missing there counts as
+// answered.
+bool ConnectNetworkPath(TextView enginePath);
+
 }  // namespace rampart::platform

@@ -9,6 +9,16 @@
 #include "platform/process.h"
 
 namespace rampart::platform {
+namespace {
+
+// Native; empty if the system does not tell.
+std::string ExecutablePath() {
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? std::string(path, static_cast<size_t>(length)) : std::string();
+}
+
+}  // namespace
 
 uint32_t ProcessId() {
     return static_cast<uint32_t>(getpid());
@@ -31,17 +41,17 @@ Text ComputerName() {
 }
 
 Text ExecutableFolder() {
-    char path[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    if (length <= 0) {
-        return {};
-    }
-    const std::string_view program(path, static_cast<size_t>(length));
+    const std::string program = ExecutablePath();
     Text folder = ToEnginePath(program.substr(0, program.rfind('/') + 1));
     if (folder.ends_with('\\')) {
         folder.pop_back();
     }
     return folder;
+}
+
+Text ExecutableName() {
+    const std::string program = ExecutablePath();
+    return NameToEngine(program.substr(program.rfind('/') + 1));
 }
 
 std::string EnvironmentVariable(const char* name) {

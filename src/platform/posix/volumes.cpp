@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <sys/statvfs.h>
 
+#include "platform/file_system.h"
 #include "platform/path_mapping.h"
 #include "platform/posix/drive_table.h"
 #include "platform/posix/native.h"
@@ -66,6 +67,15 @@ bool IsNetworkPath(TextView enginePath) {
     const std::string native = ToNativePath(enginePath);
     const Mount* mount = native.empty() ? nullptr : CurrentDriveTable().FindMount(native);
     return mount != nullptr && IsNetworkType(mount->type);
+}
+
+bool ConnectNetworkPath(TextView enginePath) {
+    if (IsUncPath(enginePath)) {
+        SetLastError(kBadNetworkPath);  // a share has to be mounted by the system
+        return false;
+    }
+    FileStatus status;
+    return QueryStatus(enginePath, status) || LastError() == kFileNotFound || LastError() == kPathNotFound;
 }
 
 bool IsRemovablePath(TextView enginePath) {

@@ -1,0 +1,63 @@
+#include <mutex>
+
+#include "baselib/file_kind.h"
+#include "baselib/path_text.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+
+using namespace rampart;
+
+namespace {
+
+// The sink and its context belong together, so they change under a lock; a listing pays for it only when it
+// has something to say.
+Mutex s_mutex;
+SkippedEntrySink s_sink RAMPART_GUARDED_BY(s_mutex) = nullptr;
+void* s_context RAMPART_GUARDED_BY(s_mutex) = nullptr;
+
+}  // namespace
+
+void SetSkippedEntrySink(SkippedEntrySink sink, void* context) {
+    MutexLock lock(s_mutex);
+    s_sink = sink;
+    s_context = context;
+}
+
+void NoteSkippedEntry(SkippedEntry const& entry) {
+    SkippedEntrySink sink;
+    void* context;
+    {
+        MutexLock lock(s_mutex);
+        sink = s_sink;
+        context = s_context;
+    }
+    if (sink) {
+        Guarded(_T("Error: NoteSkippedEntry"), [&] { sink(entry, context); });
+    }
+}
+
+namespace rampart {
+
+bool QueryKnownKind(TextView path, platform::FileStatus& status) {
+    return !path.empty() && platform::QueryStatus(WithoutTrailingBackslashes(path), status) &&
+           !ReasonToSkip(status.attributes);
+}
+
+LPCTSTR ReasonToSkip(uint32_t attributes) {
+    if ((attributes & platform::kReparsePoint) != 0) {
+        return _T("symbolic link");
+    }
+    return (attributes & platform::kSpecial) != 0 ? _T("named pipe, socket or device") : nullptr;
+}
+
+void NoteSkipped(TextView folder, TextView name, LPCTSTR reason) {
+    NoteSkippedEntry({PathUtilities::Append(CString(folder), CString(name)), reason, false});
+}
+
+void NoteUnreadable(TextView path) {
+    const uint32_t error = platform::LastError();
+    NoteSkippedEntry({CString(path), GetLastErrorMsgEx(error), true});
+    platform::SetLastError(error);
+}
+
+}  // namespace rampart
