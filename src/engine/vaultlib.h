@@ -1,6 +1,7 @@
 // The umbrella header of vaultlib, the only one that a host includes.
 #pragma once
 
+#include "engine/host_support.h"
 #include "engine/loop_item.h"
 #include "engine/main_wnd.h"
 #include "engine/vaultlib_app.h"
@@ -10,6 +11,7 @@
 #include "interfaces/filterlib.h"
 #include "interfaces/progresslib.h"
 #include "interfaces/transferlib.h"
+#include "interfaces/vault_admin.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"

@@ -7,12 +7,13 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
+#include <vector>
 
 #include "framework/framework.h"
 #include "interfaces/progresslib.h"
 #include "progress/prg_attachment.h"
 #include "progress/task_item_info.h"
+#include "progress/worker_ref.h"
 
 class BatchMode;
 
@@ -84,10 +85,9 @@ public:
     CString GetTaskName() const;
     // Returns once no other thread uses the batch that was set before: set null, then delete it.
     void SetBatch(BatchMode* batch);
-    // The threads that Pause holds and Stop waits for. The thread clears its pointer before it ends; the
-    // pointer is not used any more when the call returns.
-    void SetWorker(CWinThread* worker);
-    void SetCopyWorker(CWinThread* worker);
+    // The run's threads, null when it ends: Pause holds both, Stop waits for the first.
+    void SetWorker(CWinThread* worker) { m_pWorker = worker; }
+    void SetCopyWorker(CWinThread* worker) { m_copyWorker = worker; }
     // A stop is under way: the task takes no new start.
     int IsStopping() const { return m_bStopping; }
     void SetStopping(int stopping) { m_bStopping = stopping; }
@@ -97,11 +97,11 @@ public:
 
     rampart::Word<int32_t> m_bCancel = 0;
     rampart::Word<int32_t> m_nPercent = 0;
-    rampart::Word<CWinThread*> m_pWorker = nullptr;  // written by SetWorker
-    HANDLE m_hCancelEvent = nullptr;                 // auto-reset, signalled by a cancel
-    CPtrList m_items{100000};                        // TaskItemInfo*, owned; changed by this class only
-    CPtrList m_waitList{10};                         // items of m_items in transfer
-    __int64 m_nWaitBytes = 0;                        // their size
+    rampart::WorkerRef m_pWorker;     // the run's thread; reads and writes as a CWinThread*
+    HANDLE m_hCancelEvent = nullptr;  // auto-reset, signalled by a cancel
+    CPtrList m_items{100000};         // TaskItemInfo*, owned; changed by this class only
+    CPtrList m_waitList{10};          // items of m_items in transfer
+    __int64 m_nWaitBytes = 0;         // their size
     CString m_strCurrentFile;
     rampart::Word<__int64> m_nBeginSent = 0;       // sent count when the file at hand began
     rampart::Word<BatchMode*> m_pBatch = nullptr;  // written by SetBatch; not owned
@@ -127,20 +127,23 @@ private:
     class ListLock;
 
     CString CurrentFile() const;
-    void RefreshCurrentItem(TaskItemInfo* item);
+    bool AppendItems(std::vector<std::unique_ptr<TaskItemInfo>>& items);
+    void RefreshCurrentItem(TaskItemInfo& item);
     void RefreshWaitingItems();
     bool IsBatchWorking();
-    void NotifyItem(TaskItemInfo* item);
+    void NotifyItem(TaskItemInfo& item);
+    void NotifyRemoval(__int64 id);
 
-    rampart::Word<CWinThread*> m_pCopyWorker = nullptr;
     rampart::Word<int32_t> m_bStopping = 0;
     rampart::Word<int32_t> m_bAllowAlert = 1;
-    mutable std::mutex m_textMutex;  // m_strCurrentFile, m_strTaskName
-    std::mutex m_batchMutex;         // use of *m_pBatch
-    std::mutex m_workerMutex;        // use of the worker threads
-    CString m_infoFile;              // the texts of m_info, under m_hLock as it is
+    mutable rampart::Mutex m_textMutex;  // m_strCurrentFile, m_strTaskName
+    rampart::Mutex m_batchMutex;         // use of what m_pBatch points to
+    rampart::WorkerRef m_copyWorker;
+    rampart::Mutex m_pauseMutex;  // one Pause or Resume at a time
+    // Under m_hLock, as the snapshot and the lists are.
+    CString m_infoFile;
     CString m_infoStateText;
-    POSITION m_current = nullptr;                 // of the file at hand; under m_hLock
-    std::unique_ptr<rampart::ItemIndex> m_index;  // over m_items; under m_hLock
+    POSITION m_current = nullptr;                 // item of the file at hand
+    std::unique_ptr<rampart::ItemIndex> m_index;  // over m_items
     std::unique_ptr<rampart::ObserverCalls> m_observers;
 };

@@ -1,6 +1,8 @@
 // CTaskPrgClass: the progress object of one task. Adds the host's display and the stop of the task's worker.
 #pragma once
 
+#include <functional>
+
 #include "progress/progress_bar.h"
 
 class VAULTLIB_API CTaskPrgClass : public CProgressBar {
@@ -20,5 +22,12 @@ public:
     // 15 seconds, then after `seconds` + 8 more, and so on. 1 when it ended, 0 when there is none.
     int Stop(CString const& taskName, unsigned long seconds) override;
 
-    CPrgAttachment* m_pHostPrg = nullptr;
+    rampart::Word<CPrgAttachment*> m_pHostPrg = nullptr;
+
+protected:
+    static constexpr unsigned long kStopExtraSeconds = 8;
+    DWORD m_stopWaitMs = 15000;  // how long Stop leaves the worker alone
+
+private:
+    void TellHost(rampart::TextView line, const std::function<void(CPrgAttachment&)>& call);
 };

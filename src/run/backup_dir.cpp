@@ -23,7 +23,7 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
     auto make = [&] { return ApiUtil::AddEditFolder(serverPath, name, name, flag); };
     auto fail = [&](__int64 code) {
         r = code;
-        rampart::FailRun(this, rampart::Text(_T("CreateFolderError")) + serverPath);
+        rampart::FailRun(this, rampart::DictText(_T("CreateFolderError")) + serverPath);
         NoteSkippedEntry({localPath, ApiUtil::GetQuilString(code), true});
         return false;
     };

@@ -14,7 +14,7 @@
 
 using rampart::Debug;
 using rampart::Service;
-using rampart::Text;
+using rampart::DictText;
 
 namespace {
 
@@ -52,7 +52,7 @@ class FullRun {
 };
 
 bool FullRun::Begin() {
-    rampart::RecordEvent(&m_task, Text(_T("EventLogStart")), EVENT_INFO);
+    rampart::RecordEvent(&m_task, DictText(_T("EventLogStart")), EVENT_INFO);
     Debug(_T("------Task:BackupThread------"));
     CString line = _T("TaskName:") + m_task.m_taskName;
     if (m_task.IsEmailBackup()) {
@@ -84,7 +84,7 @@ bool FullRun::Begin() {
 void FullRun::Stages() {
     if (m_task.IsEmailBackup()) {
         m_result = Service::kSkipped;
-        rampart::FailRun(&m_task, Text(_T("EmailTaskNotSupported")));
+        rampart::FailRun(&m_task, DictText(_T("EmailTaskNotSupported")));
         return;
     }
     if (!Connect() || !Scan()) {
@@ -104,8 +104,8 @@ bool FullRun::Connect() {
         Progress().SetByteSend(0, 0);
         return true;
     }
-    CString const start = Text(_T("NetworkPathError")) + m_topFolder + _T(" ");
-    CString const first = start + Text(_T("NetworkTipError"));
+    CString const start = DictText(_T("NetworkPathError")) + m_topFolder + _T(" ");
+    CString const first = start + DictText(_T("NetworkTipError"));
     m_task.RetryConnectNetworkPath(error, m_topFolder);
     CString const second = start + GetLastErrorMsgEx(error);
     bool const retriesLeft = m_task.m_networkRetryCount >= 1;
@@ -139,7 +139,7 @@ bool FullRun::EnterFiles() {
     } catch (...) {
         m_result = Service::kUnexpected;
         Debug(_T("Unexpected error:  BackupThread--PrepareEmailBackupCacheError"));
-        rampart::FailRun(&m_task, Text(_T("PrepareEmailBackupCacheError")));
+        rampart::FailRun(&m_task, DictText(_T("PrepareEmailBackupCacheError")));
         return false;
     }
     if (rampart::IsCancelled(&Progress())) {
@@ -161,7 +161,7 @@ bool FullRun::MakeTargetFolder() {
             return false;
         }
         if (m_result == Service::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
-            rampart::FailRun(&m_task, Text(_T("CreateFolderError")) + m_task.m_serverFilePath + _T(": ") +
+            rampart::FailRun(&m_task, DictText(_T("CreateFolderError")) + m_task.m_serverFilePath + _T(": ") +
                                           ApiUtil::GetQuilString(m_result));
             return false;
         }
@@ -228,7 +228,7 @@ unsigned int BackupThread(void* data) {
             return true;
         })) {
         run.Result() = Service::kUnexpected;
-        rampart::FailRun(&task, Text(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
+        rampart::FailRun(&task, DictText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
         if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr && !rampart::IsCancelled(task.m_pTaskPrg) &&

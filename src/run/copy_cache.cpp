@@ -82,7 +82,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
             if (number != 0 && IsNoRoom(number)) {
                 error = Service::kNoCache;
                 rampart::RecordEvent(this,
-                                     rampart::Text(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
+                                     rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
                                          GetLastErrorMsgEx(number),
                                      EVENT_WARNING);
                 return 0;
@@ -91,7 +91,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         if (number == 0) {
             return 1;
         }
-        Debug(rampart::Text(_T("FromCopyError")) + source + _T(", try VSSCopy:") + GetLastErrorMsgEx(number));
+        Debug(rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") + GetLastErrorMsgEx(number));
         if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
             CString message;
             if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
@@ -221,7 +221,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
     }
     if (!KXFile::FileExists(path)) {
         Debug(rampart::FormatText(_T("BackupTask.pathNotExistErr"), path));
-        NoteSkippedEntry({path, rampart::Text(_T("SourceVanished")), true});
+        NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
         return bound;
     }
     CString cacheFile = CacheFileOf(task, path);

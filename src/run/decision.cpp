@@ -82,7 +82,7 @@ int CBackupTask::BackupPathIsFile(CString path) {
 void CBackupTask::BackupDrive(CString& path, CString const& serverFolder) {
     Debug(_T("Task: backup drive-") + path + _T(" to ") + serverFolder);
     path = rampart::WithoutTrailingBackslash(path);
-    NoteSkippedEntry({path, rampart::Text(_T("SourceVanished")), true});
+    NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
 }
 
 namespace {

@@ -82,7 +82,7 @@ CompareLocalAndServer CBackupManage::CompareLocaAndServerFiles(CString const& lo
     if (!KXFile::FileExists(localPath)) {
         return record == nullptr ? COMPARE_NEITHER : COMPARE_SERVER_ONLY;
     }
-    error = mirror.RefreshFolder(rampart::Text(_T("InfoPath")), 1, 1);
+    error = mirror.RefreshFolder(rampart::DictText(_T("InfoPath")), 1, 1);
     if (error != 0) {
         rampart::Debug(_T("PathList: Failed to refresh folder from web server."));
         return COMPARE_REFRESH_FAILED;

@@ -199,7 +199,7 @@ unsigned int DeleteVersionProc(void* data) {
     theVaultLibApp.WaitForEnterLoopMode(nullptr);
     rampart::Guarded(_T("Error: DeleteVersionProc"), 0, [&] {
         auto* const block = static_cast<DeleteVersionBlock*>(data);
-        theVaultLibApp.SetLoopMsg(rampart::Text(_T("IDS_STRDELETEINGVER")));
+        theVaultLibApp.SetLoopMsg(rampart::DictText(_T("IDS_STRDELETEINGVER")));
         if (ApiUtil::DeletePaths(block->paths) == 0) {
             block->result = 1;
         }

@@ -11,7 +11,7 @@
 using rampart::Debug;
 using rampart::FormatText;
 using rampart::Service;
-using rampart::Text;
+using rampart::DictText;
 
 rampart::Word<int> m_spaceAlertAllowed = 1;
 rampart::Word<int> m_spaceAlertNoteOnly = 0;
@@ -33,7 +33,7 @@ __int64 FreeSpace(AccountBalance const& balance) {
 }
 
 CString ReachedLimitText() {
-    return Text(_T("IDS_STRREACHLIMIT")) + _T(" ") + Text(_T("IDS_ORDERSPACE"));
+    return DictText(_T("IDS_STRREACHLIMIT")) + _T(" ") + DictText(_T("IDS_ORDERSPACE"));
 }
 
 void RefreshUsage() {
@@ -105,7 +105,7 @@ void CBackupTask::CheckAccountSpace(__int64 const& need, __int64& code) {
         }
     } catch (...) {
         code = Service::kCancelled;
-        rampart::FailRun(this, Text(_T("GetAccountBalanceError")) + GetLastErrorMsg());
+        rampart::FailRun(this, DictText(_T("GetAccountBalanceError")) + GetLastErrorMsg());
     }
 }
 
@@ -122,7 +122,7 @@ CString NeedMoreSpaceText(CBackupTask const& task, __int64 size, __int64 free) {
     bool const generic = MiscUtil::IsGeneric() != 0;
     bool const subscribe = ApiUtil::IsAllowSubscribe() != 0;
     if (!subscribe && free <= 0) {
-        return Text(_T("CommonUserStorageSpace"));
+        return DictText(_T("CommonUserStorageSpace"));
     }
     TCHAR const* key = _T("IDS_STRNEEDMORESPACE");
     if (talmor && !subscribe) {
@@ -163,7 +163,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
             if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
                 return 1;
             }
-            if (GlobalFunction::SpaceLimitRetry(Text(_T("IDS_REBACKAGAIN"))) == 0) {
+            if (GlobalFunction::SpaceLimitRetry(DictText(_T("IDS_REBACKAGAIN"))) == 0) {
                 return 0;
             }
         }
@@ -204,7 +204,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     if (MiscUtil::IsBrandingForOrvelle() || MiscUtil::IsGeneric() || MiscUtil::IsBrandingForTalmor()) {
         buttons = static_cast<unsigned int>(style);
         if (!ApiUtil::IsAllowSubscribe()) {
-            text = Text(_T("CommonUserStorageSpace"));
+            text = DictText(_T("CommonUserStorageSpace"));
         }
     }
     if (m_spaceAlertNoteOnly != 0) {
@@ -216,7 +216,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     }
     CString const address = ApiUtil::GetRealWebAppURL();
     if (address.IsEmpty()) {
-        QuilMessageBox(Text(_T("IDS_NETERROR")), 0, 0, 0);
+        QuilMessageBox(DictText(_T("IDS_NETERROR")), 0, 0, 0);
         return 0;
     }
     AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") + ApiUtil::GetSessionID() +

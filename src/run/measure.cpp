@@ -98,7 +98,7 @@ unsigned int CBackupManage::ScanTask(void* data) {
 
 __int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int64 sizeSoFar, CString filterType,
                                       int& count, CStringList& list, CString& limitPath, int& ok) {
-    return rampart::Guarded(_T("Error:GetPathNeedBackup "), __int64{0}, [&]() -> __int64 {
+    return rampart::Guarded(_T("Error:GetPathNeedBackup "), 0LL, [&]() -> __int64 {
         CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
         if (manager == nullptr) {
             return 0;

@@ -15,7 +15,7 @@
 using rampart::Debug;
 using rampart::FormatText;
 using rampart::Service;
-using rampart::Text;
+using rampart::DictText;
 
 namespace {
 
@@ -137,7 +137,7 @@ int CBackupTask::StartBackupByUser(int fromMonitor) {
         }
         __int64 const delay = manager != nullptr ? static_cast<__int64>(manager->GetRealTimeDelaySeconds()) : 0;
         if (m_isResume != 0 && m_resumeDate >= now && m_resumeDate <= now + CTimeSpan(delay)) {
-            m_manualStartErrorMsg = Text(_T("ResumeTaskMsg"));
+            m_manualStartErrorMsg = DictText(_T("ResumeTaskMsg"));
             rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
             return 0;
         }
@@ -232,7 +232,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
     });
     FinishStep([&] {
         if (m_errorOccured == 0 && result != Service::kCancelled) {
-            rampart::RecordEvent(this, Text(_T("EventLogFinish")), EVENT_INFO);
+            rampart::RecordEvent(this, DictText(_T("EventLogFinish")), EVENT_INFO);
         }
     });
     FinishStep([&] {

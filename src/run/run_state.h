@@ -19,14 +19,14 @@ inline bool IsRunEnding(CTaskPrgClass const* progress) {
     return IsCancelled(progress) || IsAppEnding();
 }
 
-inline CString Text(TCHAR const* key) {
+inline CString DictText(TCHAR const* key) {
     return DictUtil::GetValue(key, _T(""));
 }
 
 template <typename... Args>
 CString FormatText(TCHAR const* key, Args const&... args) {
     CString text;
-    text.Format(Text(key), args...);
+    text.Format(DictText(key), args...);
     return text;
 }
 

@@ -18,7 +18,7 @@ using rampart::LocalFile;
 using rampart::ScanFilter;
 using rampart::ScanRequest;
 using rampart::SourceScan;
-using rampart::Text;
+using rampart::DictText;
 
 namespace {
 
@@ -73,14 +73,14 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
         return 1;
     } catch (...) {
         result = 4;
-        rampart::FailRun(this, Text(_T("SearchFilesError")) + GetLastErrorMsg());
+        rampart::FailRun(this, DictText(_T("SearchFilesError")) + GetLastErrorMsg());
         return 0;
     }
 }
 
 __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote,
                                        CString serverFolder, int useFolderFilter) {
-    return rampart::Guarded(_T("Error:GetPathNeedBackup "), __int64{0}, [&]() -> __int64 {
+    return rampart::Guarded(_T("Error:GetPathNeedBackup "), 0LL, [&]() -> __int64 {
         path.Trim();
         CString const name = rampart::LastElement(path);
         rampart::platform::SetLastError(rampart::platform::kNoError);
@@ -147,7 +147,7 @@ namespace {
 
 __int64 WalkTree(ScanRequest const& request, ScanFilter const& filter, CString const& path,
                  CString const& serverFolder, int useFolderFilter) {
-    return rampart::Guarded(_T("Error:GetFolderNeedBackup"), __int64{0}, [&] {
+    return rampart::Guarded(_T("Error:GetFolderNeedBackup"), 0LL, [&] {
         return SourceScan(request, filter).WalkFolder(path, serverFolder, useFolderFilter != 0);
     });
 }

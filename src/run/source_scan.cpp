@@ -94,7 +94,7 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
         CString const serverPath = m_serverFolders.RemoveHead();
         sum += Guarded(m_filter.IsInclude() ? _T("Unexpected error: IncludeGetFolderNeedBackup")
                                             : _T("Unexpected error: GetFolderNeedBackup"),
-                       __int64{0}, [&]() -> __int64 {
+                       0LL, [&]() -> __int64 {
                            if (path.GetLength() > kMaxPathLength) {
                                NoteSkippedEntry({path, _T("the path is longer than 1024 characters"), true});
                                return 0;

@@ -35,7 +35,7 @@ int CBackupTask::BatchUploadingFiles(__int64& result) {
     } catch (...) {
         result = Service::kUnexpected;
         Debug(_T("Unexpected error:  BatchUploadingFiles"));
-        rampart::FailRun(this, rampart::Text(_T("BatchBackupFilesError")) + GetLastErrorMsg());
+        rampart::FailRun(this, rampart::DictText(_T("BatchBackupFilesError")) + GetLastErrorMsg());
         return 0;
     }
 }

@@ -40,7 +40,7 @@ bool UploadDriver::Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialS
         LogUnexpected(IsThreaded()
                           ? CString(_T("Unexpected error:  UploadFilesFromCahce")) + threadedSuffix
                           : CString(_T("Unexpected error:  BeginUploadingData--")) + key + sequentialSuffix);
-        FailRun(&m_task, Text(key) + reason);
+        FailRun(&m_task, DictText(key) + reason);
         return false;
     }
 }
@@ -101,7 +101,7 @@ UploadDriver::Next UploadDriver::TakePath(CString& path) {
         if (IsThreaded()) {
             Debug(FormatText(_T("BackupTask.pathNotExistErr"), path));
         }
-        NoteSkippedEntry({path, Text(_T("SourceVanished")), true});
+        NoteSkippedEntry({path, DictText(_T("SourceVanished")), true});
         return Next::kAgain;
     }
     return Next::kPath;
