@@ -313,17 +313,21 @@ void CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
     rampart::Guarded(_T("Error:CheckNotExistedTasks"), [&] {
         std::vector<CString> names;
         GetTaskNamesFromWebDatabase(names);
-        CWriteSync const write(m_taskListSync);
-        auto const firstGone = std::stable_partition(
-            m_taskList.begin(), m_taskList.end(),
-            [&](CBackupTask* task) { return CompareTaskNameEx(task->m_taskName, names) != 0; });
-        for (auto gone = firstGone; gone != m_taskList.end(); ++gone) {
-            if (!(*gone)->m_logFilePath.IsEmpty()) {
-                KXFolder::ForceDelFile(ApiUtil::PathToFullPath((*gone)->m_logFilePath));
+        size_t const before = removed.size();
+        {
+            CWriteSync const write(m_taskListSync);
+            auto const firstGone = std::stable_partition(
+                m_taskList.begin(), m_taskList.end(),
+                [&](CBackupTask* task) { return CompareTaskNameEx(task->m_taskName, names) != 0; });
+            removed.insert(removed.end(), firstGone, m_taskList.end());
+            m_taskList.erase(firstGone, m_taskList.end());
+        }
+        for (size_t index = before; index < removed.size(); ++index) {
+            CString const& logFile = removed[index]->m_logFilePath;
+            if (!logFile.IsEmpty()) {
+                KXFolder::ForceDelFile(ApiUtil::PathToFullPath(logFile));
             }
             SetNeedReloadTaskListValue(1);
         }
-        removed.insert(removed.end(), firstGone, m_taskList.end());
-        m_taskList.erase(firstGone, m_taskList.end());
     });
 }
