@@ -76,6 +76,13 @@ TEST(CopyFileContent, AStopLeavesNoPartOfTheTarget) {
     EXPECT_EQ(folder.Read("from").size(), 30'000'000u);
 }
 
+TEST(CopyFileContent, AnExceptionLeavesNoPartOfTheTarget) {
+    TempTree tree({{"from", "content"}});
+    const CopyProgress progress = [](uint64_t, uint64_t) -> bool { throw std::runtime_error("stop"); };
+    EXPECT_THROW(CopyFileContent(tree.Engine("from"), tree.Engine("to"), progress), std::runtime_error);
+    EXPECT_FALSE(tree.Exists("to"));
+}
+
 TEST(CopyFileContent, NeedsASourceAndAPlace) {
     TempTree tree({{"a", "x"}, {"folder/", ""}});
     const auto error = [&](std::string_view from, std::string_view to) {

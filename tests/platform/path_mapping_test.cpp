@@ -67,6 +67,8 @@ TEST(PathMapping, APinnedDriveTakesItsPathsAndGivesThemBack) {
     EXPECT_EQ(ToNativePath(_T("q:\\a\\..\\..\\a\\b")), tree.Native("volume/a/b"));
     EXPECT_TRUE(SameFile(before, _T("Q:\\a\\b")));
     EXPECT_NE(VolumeSerial('Q'), 0u);
+    EXPECT_NE(VolumeSerial('Q'), VolumeSerial('C'));
+    EXPECT_EQ(DriveOfSerial(VolumeSerial('Q')), 'Q');
     PinDrive('Q', "");
     EXPECT_EQ(tree.Engine("volume/a/b"), before);
     EXPECT_EQ(VolumeSerial('Q'), 0u);

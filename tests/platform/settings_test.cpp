@@ -51,6 +51,16 @@ TEST(Settings, AreChangedAndRemovedOneByOne) {
     EXPECT_EQ(value, _T("3"));
 }
 
+TEST(Settings, AFileThatCannotBeReadIsNotReplaced) {
+    TempHome home;
+    home.Write("data/rampart/settings.ini/in-the-way", "x");
+    Text value;
+    EXPECT_FALSE(ReadSetting(_T("s"), _T("a"), value));
+    EXPECT_FALSE(WriteSetting(_T("s"), _T("a"), _T("1")));
+    EXPECT_TRUE(home.Exists("data/rampart/settings.ini/in-the-way"));
+    EXPECT_FALSE(home.Exists("data/rampart/settings.ini.new"));
+}
+
 TEST(Settings, WritersAtOneTimeLoseNothing) {
     TempHome home;
     constexpr int kWriters = 4;

@@ -19,17 +19,22 @@ public:
     FileCopy(std::string from, std::string to, const CopyProgress& progress)
         : m_from(std::move(from)), m_to(std::move(to)), m_progress(progress) {}
 
+    FileCopy(const FileCopy&) = delete;
+    FileCopy& operator=(const FileCopy&) = delete;
+
+    ~FileCopy() {
+        if (m_isPartial) {
+            unlink(m_to.c_str());
+        }
+    }
+
     bool Run() {
         if (!OpenSource() || !OpenTarget()) {
             return false;
         }
-        if (CopyContent()) {
-            return true;
-        }
-        const uint32_t error = LastError();
-        unlink(m_to.c_str());
-        SetLastError(error);
-        return false;
+        m_isPartial = true;
+        m_isPartial = !CopyContent();
+        return !m_isPartial;
     }
 
 private:
@@ -179,6 +184,7 @@ private:
     Descriptor m_source;
     Descriptor m_target;
     struct stat m_status = {};
+    bool m_isPartial = false;  // the target holds something, but not the whole
     uint64_t m_total = 0;
     uint64_t m_reported = 0;
     std::unique_ptr<char[]> m_buffer;

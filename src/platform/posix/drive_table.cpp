@@ -15,7 +15,8 @@ bool SameDrive(const Drive& a, const Drive& b) {
 }
 
 bool SameMount(const Mount& a, const Mount& b) {
-    return a.point == b.point && a.type == b.type && a.source == b.source && a.device == b.device;
+    return a.point == b.point && a.type == b.type && a.source == b.source && a.device == b.device &&
+           a.root == b.root;
 }
 
 bool TakesLetter(const Mount& mount) {
@@ -49,10 +50,20 @@ public:
     }
 
 private:
-    Volume Describe(const std::vector<Mount>& mounts, const std::string& point) const {
-        const auto mount =
-            std::find_if(mounts.rbegin(), mounts.rend(), [&](const Mount& m) { return m.point == point; });
-        Mount described = mount != mounts.rend() ? *mount : Mount{point, "", point, 0};
+    // A folder that is pinned without being a mount point is a part of the file system that holds it.
+    static Volume Describe(const std::vector<Mount>& mounts, const std::string& point) {
+        const Mount* holder = nullptr;
+        for (const Mount& mount : mounts) {
+            if (IsBelow(point, mount.point) &&
+                (holder == nullptr || mount.point.size() > holder->point.size())) {
+                holder = &mount;
+            }
+        }
+        Mount described = holder != nullptr ? *holder : Mount{"/", "", "/"};
+        if (described.point != point) {
+            const size_t skip = described.point == "/" ? 0 : described.point.size();
+            described.root = (described.root == "/" ? "" : described.root) + point.substr(skip);
+        }
         return {point, MountSerial(described), IsRemovableMount(described)};
     }
 

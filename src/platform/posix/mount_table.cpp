@@ -50,7 +50,7 @@ bool ParseMount(std::string_view line, Mount& mount) {
     TakeField(line);
     TakeField(line);
     const std::string_view device = TakeField(line);
-    TakeField(line);
+    mount.root = Unescape(TakeField(line));
     mount.point = Unescape(TakeField(line));
     const size_t dash = line.find(" - ");
     const size_t colon = device.find(':');
@@ -149,6 +149,9 @@ uint32_t MountSerial(const Mount& mount) {
         if (serial == 0) {
             serial = Fold(mount.source + ' ' + mount.type);
         }
+    }
+    if (mount.root != "/") {
+        serial ^= Fold(mount.root);
     }
     return serial != 0 ? serial : 1;
 }

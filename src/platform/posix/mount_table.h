@@ -15,6 +15,7 @@ struct Mount {
     std::string type;    // "ext4", "nfs4", "fuse.sshfs"
     std::string source;  // device or remote name
     dev_t device = 0;
+    std::string root = "/";  // what of the file system is mounted: a subvolume, a bound folder
 };
 
 // In the order of mounting; of several mounts on one point only the last, which hides the others.
@@ -26,7 +27,8 @@ bool IsNetworkType(std::string_view type);
 // A file system that the kernel makes up and that holds no files of a user.
 bool IsPseudoType(std::string_view type);
 
-// 32 bits of the file system's id, never 0. Does not touch a network file system.
+// 32 bits of the file system's id, never 0; a mounted part of a file system has a serial of its own, since
+// the same path below it is another file. Does not touch a network file system.
 uint32_t MountSerial(const Mount& mount);
 // Whether the device can be taken away while the machine runs.
 bool IsRemovableMount(const Mount& mount);

@@ -67,7 +67,7 @@ std::unique_ptr<NamedMutex> NamedMutex::Create(TextView name) {
 
 bool NamedMutex::Exists(TextView name) {
     const std::string file = LockFile(name);
-    const Descriptor fd(open(file.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    const Descriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     struct flock lock = WholeFileLock();
     return fd && fcntl(fd.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }

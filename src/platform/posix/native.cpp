@@ -109,18 +109,25 @@ int64_t WriteFully(int fd, uint64_t offset, const void* buffer, size_t size) {
     return static_cast<int64_t>(done);
 }
 
-std::string ReadSystemFile(const std::string& nativePath) {
-    std::string text;
-    const Descriptor file(open(nativePath.c_str(), O_RDONLY | O_CLOEXEC));
+bool ReadWholeFile(const std::string& nativePath, std::string& content) {
+    content.clear();
+    const Descriptor file(Retry([&] { return open(nativePath.c_str(), O_RDONLY | O_CLOEXEC); }));
+    if (!file) {
+        return false;
+    }
     char buffer[16384];
-    while (file) {
+    while (true) {
         const ssize_t moved = Retry([&] { return read(file.Get(), buffer, sizeof buffer); });
         if (moved <= 0) {
-            break;
+            return moved == 0;
         }
-        text.append(buffer, static_cast<size_t>(moved));
+        content.append(buffer, static_cast<size_t>(moved));
     }
-    return text;
+}
+
+std::string ReadSystemFile(const std::string& nativePath) {
+    std::string content;
+    return ReadWholeFile(nativePath, content) ? content : std::string();
 }
 
 }  // namespace rampart::platform

@@ -58,7 +58,9 @@ bool FailOnPath(int error, const std::string& nativePath);
 int64_t ReadFully(int fd, uint64_t offset, void* buffer, size_t size);
 int64_t WriteFully(int fd, uint64_t offset, const void* buffer, size_t size);
 
-// A small file that the system or another program wrote; empty when it cannot be read.
+// The content of a small file. False with errno set when it cannot be read.
+bool ReadWholeFile(const std::string& nativePath, std::string& content);
+// The same of a file of /proc or /sys; empty when it cannot be read.
 std::string ReadSystemFile(const std::string& nativePath);
 
 }  // namespace rampart::platform

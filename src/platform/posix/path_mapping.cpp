@@ -124,7 +124,7 @@ bool AppendMappedPath(std::string& native, TextView path) {
         }
     }
     if (native.empty()) {
-        native = "/";
+        native.push_back('/');
     }
     return true;
 }

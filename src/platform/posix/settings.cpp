@@ -81,6 +81,17 @@ std::string SettingsFile() {
     return SettingsFolder() + "/settings.ini";
 }
 
+// A file that is not there yet has no settings; one that cannot be read is a failure, or a change would lose
+// them.
+bool Load(Sections& sections) {
+    std::string text;
+    if (!ReadWholeFile(SettingsFile(), text) && errno != ENOENT && errno != ENOTDIR) {
+        return FailWithErrno(errno);
+    }
+    sections = Parse(text);
+    return true;
+}
+
 // Whole or not at all: a reader finds the old file or the new one, also after a crash.
 bool Replace(const std::string& path, std::string_view text) {
     const std::string temporary = path + ".new";
@@ -101,24 +112,25 @@ bool Change(const std::function<bool(Sections&)>& change) {
     if (!lock || Retry([&] { return flock(lock.Get(), LOCK_EX); }) != 0) {
         return FailWithErrno(errno);
     }
-    Sections sections = Parse(ReadSystemFile(SettingsFile()));
-    return change(sections) && Replace(SettingsFile(), Print(sections));
+    Sections sections;
+    return Load(sections) && change(sections) && Replace(SettingsFile(), Print(sections));
 }
 
 }  // namespace
 
 bool ReadSetting(TextView section, TextView name, Text& value) {
-    const Sections sections = Parse(ReadSystemFile(SettingsFile()));
-    const auto values = sections.find(ToUtf8(section));
-    if (values == sections.end()) {
+    Sections sections;
+    if (!Load(sections)) {
         return false;
     }
-    const auto found = values->second.find(ToUtf8(name));
-    if (found == values->second.end()) {
-        return false;
+    if (const auto values = sections.find(ToUtf8(section)); values != sections.end()) {
+        if (const auto found = values->second.find(ToUtf8(name)); found != values->second.end()) {
+            value = FromUtf8(found->second);
+            return true;
+        }
     }
-    value = FromUtf8(found->second);
-    return true;
+    SetLastError(kFileNotFound);
+    return false;
 }
 
 bool WriteSetting(TextView section, TextView name, TextView value) {

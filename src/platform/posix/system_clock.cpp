@@ -33,6 +33,9 @@ public:
             m_hours.fill({});
             tzset();
         }
+        if (utcSeconds < -kFarAway || utcSeconds > kFarAway) {
+            return AskLocalOffset(utcSeconds);  // the ends of its hour may not fit
+        }
         const int64_t hour = utcSeconds / kHour - (utcSeconds % kHour < 0 ? 1 : 0);
         Hour& cached = m_hours[static_cast<uint64_t>(hour) % m_hours.size()];
         if (cached.valid && cached.hour == hour) {
@@ -48,6 +51,7 @@ public:
 
 private:
     static constexpr int64_t kHour = 3600;
+    static constexpr int64_t kFarAway = int64_t{1} << 60;
     struct Hour {
         int64_t hour = 0;
         int32_t offset = 0;

@@ -15,8 +15,7 @@ uint32_t ProcessId() {
 }
 
 uint64_t ThreadId() {
-    thread_local const uint64_t id = static_cast<uint64_t>(gettid());
-    return id;
+    return static_cast<uint64_t>(gettid());
 }
 
 void SetThreadPriority(int priority) {

@@ -75,6 +75,15 @@ TEST(MountTable, ReadsWhatTheKernelWrites) {
     EXPECT_TRUE(IsRemovableMount(mounts[1]));
 }
 
+TEST(MountTable, PartsOfOneFileSystemAreToldApart) {
+    const std::vector<Mount> mounts = ParseMounts(
+        "26 1 0:30 /@ / rw - btrfs /dev/vda1 rw\n27 26 0:30 /@home /mnt/home rw - btrfs /dev/vda1 rw\n"
+        "28 26 0:30 /@home /mnt/again rw - btrfs /dev/vda1 rw\n");
+    ASSERT_EQ(mounts.size(), 3u);
+    EXPECT_NE(MountSerial(mounts[0]), MountSerial(mounts[1]));
+    EXPECT_EQ(MountSerial(mounts[1]), MountSerial(mounts[2]));
+}
+
 TEST(MountTable, AMountPointHoldsOnlyWhatLiesBelowIt) {
     EXPECT_TRUE(IsBelow("/mnt/a", "/mnt/a"));
     EXPECT_TRUE(IsBelow("/mnt/a/b", "/mnt/a"));

@@ -75,7 +75,7 @@ TEST(SpecialFiles, ADotMakesANameHidden) {
 
 TEST(CopyFileContent, HolesStayHoles) {
     TempFolder folder;
-    constexpr off_t kSize = 64 * 1024 * 1024;
+    constexpr off_t kSize = 8 * 1024 * 1024;
     folder.Write("from", "begin");
     auto file = FileHandle::Open(folder.Engine("from"), kOpenWrite);
     ASSERT_EQ(file->WriteAt(kSize / 2, "middle", 6), 6);
