@@ -5,6 +5,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <vector>
 
 #include "framework/framework.h"
 #include "interfaces/baselib.h"
@@ -59,4 +62,11 @@ protected:
 
     CCriticalSection m_lock;
     __int64 m_nRecordLimit = 0;
+
+private:
+    bool ReadLast(__int64 last, std::vector<ErrorInfo>& records);
+    bool TrimToLimit(std::function<bool(CString const&)> const& use);
+    std::map<int, CString> PresentNames(std::vector<ErrorInfo> const& records);
+
+    std::map<int, CString> m_names;  // what a trimmed file shows for each task id
 };

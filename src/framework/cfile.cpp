@@ -109,7 +109,12 @@ platform::FileHandle& CFile::OpenHandle() const {
 }
 
 void CFile::ThrowLastError() const {
-    const LONG systemError = static_cast<LONG>(platform::LastError());
+    uint32_t number = platform::LastError();
+    if (number == platform::kInvalidHandle) {
+        number =
+            platform::kAccessDenied;  // the handle is good, but it was opened for the other direction only
+    }
+    const LONG systemError = static_cast<LONG>(number);
     AfxThrowFileException(CFileException::OsErrorToException(systemError), systemError, m_path);
 }
 

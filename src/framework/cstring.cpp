@@ -52,17 +52,22 @@ void CString::Release(TCHAR* data) noexcept {
     Header* header = reinterpret_cast<Header*>(data) - 1;
     if (header->references.load(std::memory_order_relaxed) != kShared &&
         header->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+#ifndef __clang_analyzer__  // which cannot follow the count and takes every text for freed
         header->~Header();
         ::operator delete(header);
+#endif
     }
+}
+
+bool CString::IsAlone() const noexcept {
+    return GetHeader()->references.load(std::memory_order_acquire) == 1;
 }
 
 // Makes the buffer this object's alone, with room for `newLength`; what is there stays, as far as there is
 // room.
 TCHAR* CString::PrepareWrite(size_t newLength) {
-    const Header* header = GetHeader();
-    const size_t capacity = static_cast<size_t>(header->capacity);
-    const bool alone = header->references.load(std::memory_order_acquire) == 1;
+    const size_t capacity = static_cast<size_t>(GetAllocLength());
+    const bool alone = IsAlone();
     if (alone && newLength <= capacity) {
         return m_data;
     }

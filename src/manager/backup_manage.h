@@ -18,6 +18,10 @@
 
 class CBackupTask;
 
+namespace rampart {
+struct TaskReplyRow;
+}  // namespace rampart
+
 class VAULTLIB_API CBackupManage : public CTruePrgCallback {
    public:
     CBackupManage();
@@ -42,7 +46,10 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     void SetGUIWindowsUserAppDataPath(CString const& path) { m_guiWindowsUserAppDataPath = path; }
     void SetGUIGlobalDataPath(CString const& path) { m_guiGlobalDataPath = path; }
     int LoadTaskList(int, int);
+    // Settles this machine's id and name: the same for every start of this machine and user.
     void InitMyID();
+    // Copies the cache to the GUI's folder when that side lacks it.
+    void CopyServiceCacheToCurrentUserCache();
 
     // ---- Task list ----
     CBackupTask* GetTaskByName(CString name, POSITION* = nullptr);
@@ -51,13 +58,14 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     int UpdateTask(CBackupTask* task, CBackupTask* edited);
     int EnableTask(CBackupTask* task);
     int BatchDeleteTask(CStringList& names, int deleteServerData, int& errorCode, int, int deleteOption);
+    // Take the first task of that name off the list; the object stays. Ex is called with m_taskLock held.
     int RemoveTaskFromTasklist(CBackupTask* task);
     int RemoveTaskFromTasklistEx(CBackupTask* task);
     int DeleteTaskListByName(CString const& name);
     int DeleteAllTaskList(std::vector<CBackupTask*>& list);
     int AddTaskToWaitlist(CBackupTask* task, int force);
     int RemoveTaskFromWaitlist(CBackupTask* task);
-    int RemoveTaskFromWaitlistNoLock(CBackupTask* task);
+    int RemoveTaskFromWaitlistNoLock(CBackupTask* task);  // called with m_taskLock held
     std::map<CString, int> GetTaskStatusMapValue();
     int HaveActionToProcess();
     int ProcessAlltheAction();
@@ -71,7 +79,7 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     void SetTasklistChanged(int value) { m_taskListChanged = value; }
     int GetAddNewTaskRet() const { return m_addNewTaskRet; }
 
-    // ---- The task in creation ----
+    // ---- The task in creation; the accessors need one (IsCreateingTask) unless a line says otherwise ----
     int BeginNewTask();
     void CancelNewTask();
     int EndNewTask();
@@ -85,10 +93,10 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     void SetServerFolder(CString const& folder);
     int GetType() const;
     void SetType(int type);
-    int GetEncryMode() const;
+    int GetEncryMode() const;                // 0 without a task
     void SetEncryMode(int mode);
-    __int64 GetMaxVersions() const;
-    void SetMaxVersions(__int64 versions);
+    __int64 GetMaxVersions() const;          // 1 without a task
+    void SetMaxVersions(__int64 versions);   // ignored without a task
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date);
     void SetDating(CTime const& date);
@@ -102,6 +110,9 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
 
     // ---- Scheduling ----
     void DoScheduleTask();
+    void SyncScheduleTask();    // looks for missed runs of dated tasks
+    void SyncRealTimeTask();    // queues real-time tasks and starts their watchers
+    void DoScheduleNextTime();  // moves the dates of all dated tasks past missed runs
     void DoScheduleNextTimeWithTask(CBackupTask* task);
     void DoneTask(CBackupTask* task, int result, int, BackupThreadType type);
     int ConnectLoopNetwork();
@@ -119,6 +130,9 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     int ParseTaskListFromWebDatabase(CString reply, int refresh);
     int GetLocalPathFromWebDatabase(CString const& taskName, CBackupTask* task);
     void GetTaskNamesFromWebDatabase(std::vector<CString>& names);
+    int RefreshTaskListFromDatabase(int& code);
+    int CheckNotExistedTasks();
+    int UpdateTaskLocalPathForServerDatabase(CBackupTask* task);
     static CString GetFileNameFromPath(CString const& path);
     static void StrListToStr(CStringList const& list, CString& text);
 
@@ -128,10 +142,13 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     static CString GetSvrHistFolder(int encrypted, int old);
 
     // ---- Reports ----
+    // The one entry for all events; any thread may call. `task` may be null.
     int RecordErr(CBackupTask* task, CString text, EventTypes type);
     void SendLogByEmail(CBackupTask* task, CString errorText, int result);
     void ViewErrLog();
-    void AddErrTask(CBackupTask* task);
+    void AddErrTask(CBackupTask* task);  // any thread of a run may call
+    int ErrorOccured();
+    void ClearErrTasklist();
 
     // ---- Scan ----
     __int64 GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder, CString filterType,
@@ -209,8 +226,24 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
 
    protected:
     void ClearTaskList();
+    void StopAllTask(std::vector<CBackupTask*>& tasks);
     unsigned long ReadRealTimeDelayInfo();
     void WriteRealTimeDelayInfo(unsigned long seconds);
     unsigned long ReadDelayTimeForMissedTaskInfo();
     void WriteDelayTimeForMissedTaskInfo(unsigned long minutes);
+
+   private:
+    void ShareCaches(CString const& ownPath);
+    int ParseRows(CString const& reply, int refresh, std::vector<CBackupTask*>& removed);
+    void TakeNotExistedTasks(std::vector<CBackupTask*>& removed);
+    void QueueTask(CBackupTask* task);
+    bool QueueDueTasks();
+    bool IsNetworkThere();
+    bool StartQueuedTasks();
+    static void SkipMissedRuns(CBackupTask& task, CTime const& minute);
+    void ChangeWatchers(CBackupTask& task, CBackupTask const& edited, bool isMoved);
+    bool MakeRoomFor(rampart::TaskReplyRow const& row, std::vector<CBackupTask*>& removed);
+    void RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks);
+
+    CCriticalSection m_errTaskLock;  // guards m_errTaskList
 };

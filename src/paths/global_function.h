@@ -1,5 +1,5 @@
-// GlobalFunction: the engine's free functions under one exported name. Each group is implemented in the room of its
-// subject.
+// GlobalFunction: the engine's free functions under one exported name. Each group is implemented in the room
+// of its subject.
 #pragma once
 
 #include "framework/framework.h"
@@ -15,7 +15,7 @@ enum CompareLocalAndServer {
 };
 
 class VAULTLIB_API GlobalFunction {
-   public:
+public:
     // ---- Host hooks (engine) ----
     static int QuilMessageBox(TCHAR const* text, unsigned int type, unsigned long timeoutSeconds, int);
     static int IsNeedShowPrg();
@@ -26,8 +26,8 @@ class VAULTLIB_API GlobalFunction {
     static void* CreateBackServiceMutex();
     static int StartServiceProcess();
     // Takes `buffer` over (freed with free). `reply` is malloc'ed and the caller's.
-    static int SendMsgToUI(CString const&, int command, unsigned char* buffer, __int64 size, unsigned char** reply,
-                           __int64* replySize);
+    static int SendMsgToUI(CString const&, int command, unsigned char* buffer, __int64 size,
+                           unsigned char** reply, __int64* replySize);
 
     // ---- Space questions (run) ----
     static int SpaceLimitAlert(CString text, int style);  // nonzero to go on to the retry question
@@ -35,7 +35,8 @@ class VAULTLIB_API GlobalFunction {
 
     // ---- Server folders and comparisons (run) ----
     static int CreateSrvFolder(CString path, CString name, CString description, __int64* code);
-    static unsigned int IsServerLocalSameFile(CString const& serverPath, CString const& localPath, int useCreationTime);
+    static unsigned int IsServerLocalSameFile(CString const& serverPath, CString const& localPath,
+                                              int useCreationTime);
     static void SortFileHistoryList(CPtrList& list, int);
 
     // ---- Display and dates (task) ----

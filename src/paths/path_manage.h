@@ -1,4 +1,5 @@
-// CPathManage: what a task leaves out, and where the engine keeps its own data. Static; the object has no state.
+// CPathManage: what a task leaves out, and where the engine keeps its own data. Static; the object has no
+// state.
 #pragma once
 
 #include <vector>
@@ -13,14 +14,14 @@ enum Enum_Filter_Type {
 };
 
 class VAULTLIB_API CPathManage {
-   public:
+public:
     // ---- Filters ----
-    static int Init();                   // process start: product word and default filter texts
-    static void InitRegexFilter();       // account-wide lists from the service's settings, compiled
+    static int Init();              // process start: product word and default filter texts
+    static void InitRegexFilter();  // account-wide lists from the service's settings, compiled
     static void InitClientRegexFilter();
     static Enum_Filter_Type GetFilterType(CString const& type);
-    // 1 if the path is to be left out. `list` is only tested for being non-empty: the entries that count are those of
-    // RestoreUIFilterToVector and RestoreUIFiltedPathToVector.
+    // 1 if the path is to be left out. `list` is only tested for being non-empty: the entries that count are
+    // those of RestoreUIFilterToVector and RestoreUIFiltedPathToVector.
     static int FilterFile(CString const& path, CStringList* list, CString const& type);
     static int FilterFolder(CString const& path, CStringList* list, CString const& type);
     static void StoreFilterToVector(CString const& text, std::vector<CString>& out);
@@ -62,7 +63,7 @@ class VAULTLIB_API CPathManage {
     static CString s_cacheFolder;  // with trailing backslash
     static int s_cacheFolderLength;
 
-   private:
+private:
     static int ExcludeFilterFile(CString const& path, CStringList* list);
     static int ExcludeFilterFolder(CString const& path, CStringList* list);
     static int IncludeFilterFile(CString const& path, CStringList* list);

@@ -92,6 +92,10 @@ class VAULTLIB_API CBackupTask {
     int StartHook();
     int StopHook();
 
+    // ---- Change application ----
+    // Renames the server folder and the history folder; name and path of the record stay. 0 if that was refused.
+    int RenameTask(CString newName);
+
     // ---- Scan ----
     int CalculateBackupFilesSize(__int64& need, __int64& total, CStringList& list, __int64& result);
     __int64 GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote, CString serverFolder,
@@ -157,8 +161,11 @@ class VAULTLIB_API CBackupTask {
     // Server folder that holds the versions of one file.
     CString GetFileHistoryFolder(CString const& serverFile);
 
-    // ---- Report of a run ----
+    // ---- Report of a run; any thread of the run may call ----
     void InitEventLog();
+    void AddRunError(CString const& text);  // a line more, while the text is short enough
+    void ClearRunError();
+    CString GetRunErrorText();
     void AddEmailErrorLog(CString const& name, CString const& text);
     void AddEmailWarningLog(CString const& name, CString const& text);
     void AddSuccessEmailLog();
@@ -264,6 +271,8 @@ class VAULTLIB_API CBackupTask {
     void BackupDrive(CString& path, CString const& serverFolder);
 
    private:
+    CCriticalSection m_reportLock;  // guards m_runErrorText and the three mail lists
+
     // The progress counters before a try of a file, which a retry puts back.
     struct RetryCounters {
         __int64 sent;

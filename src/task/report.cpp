@@ -9,6 +9,7 @@ namespace {
 
 // A list keeps at most one line more than this; a further one empties it first.
 constexpr int kMaxLines = 100;
+constexpr int kMaxRunErrorLength = 10240;
 
 void AddLine(CStringList& list, CString const& line) {
     if (list.GetCount() > kMaxLines) {
@@ -35,6 +36,7 @@ CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator
 }  // namespace
 
 void CBackupTask::InitEventLog() {
+    rampart::CriticalLock const lock(m_reportLock);
     m_reportUploadedCount = 0;
     m_reportChangedCount = 0;
     m_reportAddedCount = 0;
@@ -45,11 +47,30 @@ void CBackupTask::InitEventLog() {
     m_warningEmailLog.RemoveAll();
 }
 
+void CBackupTask::AddRunError(CString const& text) {
+    rampart::CriticalLock const lock(m_reportLock);
+    if (m_runErrorText.GetLength() < kMaxRunErrorLength) {
+        m_runErrorText += text + _T("\n");
+    }
+}
+
+void CBackupTask::ClearRunError() {
+    rampart::CriticalLock const lock(m_reportLock);
+    m_runErrorText.Empty();
+}
+
+CString CBackupTask::GetRunErrorText() {
+    rampart::CriticalLock const lock(m_reportLock);
+    return m_runErrorText;
+}
+
 void CBackupTask::AddEmailErrorLog(CString const& name, CString const& text) {
+    rampart::CriticalLock const lock(m_reportLock);
     AddLine(m_errorEmailLog, name + _T(": ") + text);
 }
 
 void CBackupTask::AddEmailWarningLog(CString const& name, CString const& text) {
+    rampart::CriticalLock const lock(m_reportLock);
     AddLine(m_warningEmailLog, name + _T(": ") + text);
 }
 
@@ -68,17 +89,21 @@ void CBackupTask::AddSuccessEmailLog() {
     counts.Format(DictUtil::GetValue(_T("SuccessEmailScanFiles"), _T("")), static_cast<__int64>(m_reportTotalCount),
                   static_cast<__int64>(m_reportAddedCount), static_cast<__int64>(m_reportChangedCount),
                   static_cast<__int64>(m_reportUploadedCount));
+    rampart::CriticalLock const lock(m_reportLock);
     AddLine(m_successEmailLog, line + _T("\n") + counts + _T("\n"));
 }
 
 CString CBackupTask::GetErrorEmailLog() {
+    rampart::CriticalLock const lock(m_reportLock);
     return DrainLines(m_errorEmailLog, _T("\n\n"), _T("\n"), m_pTaskPrg);
 }
 
 CString CBackupTask::GetSuccessEmailLog() {
+    rampart::CriticalLock const lock(m_reportLock);
     return DrainLines(m_successEmailLog, _T("\n"), _T("\n\n"), m_pTaskPrg);
 }
 
 CString CBackupTask::GetWarningLog() {
+    rampart::CriticalLock const lock(m_reportLock);
     return DrainLines(m_warningEmailLog, _T("\n\n"), _T("\n"), m_pTaskPrg);
 }

@@ -14,6 +14,15 @@ enum TaskType : int32_t {
     TaskTypeEmailFlag = 16,
 };
 
+namespace rampart {
+
+// The schedule mode; one that no branch knows for a negative word.
+inline int ScheduleMode(TaskType type) {
+    return static_cast<int32_t>(type) % TaskTypeEmailFlag;
+}
+
+}  // namespace rampart
+
 // One source path of a task.
 struct VAULTLIB_API SourceInfo {
     CString path;         // local; a drive root, folder or file

@@ -65,7 +65,7 @@ TEST(Time, FieldsOutOfRangeFailAndMomentsOutOfRangeFailOtherwise) {
 }
 
 TEST(Time, WithoutACalendarTheFieldsSaySo) {
-    for (const __int64 seconds : {__int64(-1), __int64(kLastSecond + 1), std::numeric_limits<__int64>::min(),
+    for (const __int64 seconds : {LONGLONG{-1}, kLastSecond + 1, std::numeric_limits<__int64>::min(),
                                   std::numeric_limits<__int64>::max()}) {
         const CTime time(seconds);
         EXPECT_EQ(time.GetYear(), 0);

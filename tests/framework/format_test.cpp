@@ -34,7 +34,7 @@ TEST(Format, TakesTextsOfEveryKind) {
     EXPECT_EQ(FormatText(_T("%s %S"), static_cast<LPCTSTR>(nullptr), static_cast<const char*>(nullptr)),
               _T("(null) (null)"));
     EXPECT_EQ(FormatText(_T("[%6s][%-6s][%.2s]"), text, text, text), _T("[  text][text  ][te]"));
-    EXPECT_EQ(FormatText(_T("%c%C%c"), 'a', TCHAR('\u20AC'), 'b'), _T("a\u20ACb"));
+    EXPECT_EQ(FormatText(_T("%c%C%c"), 'a', TCHAR(0x20AC), 'b'), _T("a\u20ACb"));
     EXPECT_EQ(FormatText(_T("%C:"), L'c'), _T("c:"));
     const TCHAR unterminated[] = {'a', 'b', 'c'};
     EXPECT_EQ(FormatText(_T("%.3s"), &unterminated[0]), _T("abc"));

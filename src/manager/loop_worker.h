@@ -1,0 +1,13 @@
+// Work on a thread of its own while its caller sits in the host's modal loop.
+#pragma once
+
+#include <functional>
+
+namespace rampart {
+
+// Runs `work` on a worker between the host's WaitForEnterLoopMode and LeaveLoopMode, and returns once the
+// worker has ended, however the loop went: what `work` refers to may live on the caller's stack. What `work`
+// throws is a line in the debug log. False if there was no thread to be had.
+bool RunUnderLoop(unsigned int loopType, int canCancel, std::function<void()> const& work);
+
+}  // namespace rampart

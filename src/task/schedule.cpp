@@ -1,0 +1,157 @@
+// The dates of a task: whether it is due, its next run, and how a stored date is brought up to the present.
+#include "engine/vaultlib_app.h"
+#include "link/manage_multiple_running_task.h"
+#include "manager/backup_manage.h"
+#include "task/backup_task.h"
+#include "task/engine_text.h"
+#include "task/schedule_calendar.h"
+#include "task/stored_time.h"
+
+namespace {
+
+constexpr int kDefaultUpdateMinutes = 60;
+constexpr int kSecondsOfMinute = 60;
+
+rampart::TaskDates DatesOf(CBackupTask const& task) {
+    return {rampart::ScheduleMode(task.m_type), task.m_beginDate, task.m_endDate, task.m_dating,
+            task.m_backupDate};
+}
+
+// Whether the task may start by itself at all.
+bool MayFire(CBackupTask& task) {
+    CBackupManage const* const manager = theVaultLibApp.m_pBackupManage;
+    return manager != nullptr && task.m_pcID == manager->m_myID && task.m_scheduleEnabled != 0 &&
+           task.m_state != TaskStateDisabled &&
+           !ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) && task.m_isDeleting == 0;
+}
+
+bool TakeNetworkRetry(CBackupTask& task) {
+    if (task.m_networkRetryCount < 1 || task.m_networkRetryDate > rampart::StoredNow()) {
+        return false;
+    }
+    rampart::DebugLine(_T("RetryBackupNetworkPathTime: ") + TimeUtil::TimeToStr(task.m_networkRetryDate));
+    --task.m_networkRetryCount;
+    return true;
+}
+
+// Changes wait: they are worked off once in a time span.
+bool TakeMonitorTick(CBackupTask& task) {
+    int const span = DictUtil::GetConfigInt(_T("Options"), _T("MonitorTimeSpan"), _T("60"), _T(""));
+    __int64 const now = rampart::RawNow().GetTime();
+    if (now < task.m_lastMonitorTick + span) {
+        return false;
+    }
+    task.m_lastMonitorTick = now;
+    return true;
+}
+
+// A real-time task fires by its date only to say that it is alive.
+bool IsDateUpdateDue(CBackupTask& task) {
+    if (task.ExceptionHook()) {
+        task.StopHook();
+        if (PathUtilities::IsExisting(ApiUtil::PathToFullPath(task.GetTopFolder()))) {
+            task.StartHook();
+        }
+    }
+    if (task.m_isResume != 0 || !rampart::LiesWithin(task.m_backupDate, task.m_beginDate, task.m_endDate)) {
+        return false;
+    }
+    CString const option =
+        DictUtil::GetConfigString(_T("Options"), _T("OnlyUpdateBackupDate"), _T(""), _T(""));
+    __int64 const minutes = option.IsEmpty() ? kDefaultUpdateMinutes : rampart::ReadNumber(option);
+    if (rampart::StoredMinute() < task.m_backupDate + CTimeSpan(minutes * kSecondsOfMinute)) {
+        return false;
+    }
+    task.m_onlyUpdateBackupDate = 1;
+    return true;
+}
+
+bool IsDatedRunDue(CBackupTask& task) {
+    if (rampart::IsOnceDone(DatesOf(task))) {
+        return false;
+    }
+    CTime const minute = rampart::StoredMinute();
+    if (!rampart::LiesWithin(minute, task.m_beginDate, task.m_endDate)) {
+        rampart::DebugLine(task.m_taskName + _T("--out of backup starting date and end date: ") +
+                           TimeUtil::TimeToStr(task.m_beginDate));
+        return false;
+    }
+    int const mode = rampart::ScheduleMode(task.m_type);
+    if (mode != TaskTypeDaily && mode != TaskTypeWeekly && mode != TaskTypeOnce) {
+        return false;
+    }
+    if (minute < task.m_dating) {
+        return false;
+    }
+    if (task.m_state == TaskStateCanceled || task.m_state == TaskStateFailed) {
+        task.m_state = TaskStateReady;
+        task.m_networkRetryArmed = 1;
+        return true;
+    }
+    rampart::DebugLine(_T("NowDating1: ") + TimeUtil::TimeToStr(task.m_dating));
+    theVaultLibApp.m_pBackupManage->DoScheduleNextTimeWithTask(&task);
+    rampart::DebugLine(_T("NowDating2: ") + TimeUtil::TimeToStr(task.m_dating));
+    if (minute < task.m_dating) {
+        return false;
+    }
+    task.m_networkRetryArmed = 1;
+    return true;
+}
+
+}  // namespace
+
+int CBackupTask::NowDating() {
+    if (!MayFire(*this)) {
+        return 0;
+    }
+    if (m_isResume != 0 && m_resumeDate <= rampart::StoredNow()) {
+        return 1;
+    }
+    if (TakeNetworkRetry(*this)) {
+        return 1;
+    }
+    if (m_actionsPending != 0) {
+        return TakeMonitorTick(*this) ? 1 : 0;
+    }
+    if (rampart::ScheduleMode(m_type) == TaskTypeRealTime) {
+        return IsDateUpdateDue(*this) ? 1 : 0;
+    }
+    return IsDatedRunDue(*this) ? 1 : 0;
+}
+
+void CBackupTask::SetNextDating() {
+    if (m_scheduleEnabled == 0) {
+        return;
+    }
+    auto trace = [](TCHAR const* label, CTime const& date) {
+        rampart::DebugLine(label + TimeUtil::TimeToStr(date));
+    };
+    rampart::DebugLine(_T("start set next dating"));
+    CTime const now = rampart::RawNow();
+    trace(_T("currentLocalTime: "), now);
+    CTime const dating = rampart::ToRaw(m_dating);
+    trace(_T("datingLocalTime: "), dating);
+    CTime const today = now - CTimeSpan(now.GetSecond());
+    CTime const next = rampart::NextRunAfter(rampart::ScheduleMode(m_type), m_repeatDays, today, dating,
+                                             rampart::RawNow, trace);
+    m_dating = rampart::ToStored(next);
+    rampart::DebugLine(_T("finish set next dating"));
+}
+
+void CBackupTask::AdjustDating(int keepOnceDone) {
+    m_dating = rampart::BroughtForward(DatesOf(*this), rampart::StoredMinute(), keepOnceDone);
+}
+
+void CBackupTask::SetBeginDate(CTime const& date) {
+    m_beginDate = date;
+    if (rampart::ScheduleMode(m_type) != TaskTypeRealTime) {
+        AdjustDating(1);
+    }
+}
+
+void CBackupTask::SetDating(CTime const& date, int adjust) {
+    m_dating = date;
+    if (adjust != 0) {
+        AdjustDating(0);
+    }
+}

@@ -1,0 +1,295 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "eventlog/error_log.h"
+#include "paths/path_manage.h"
+#include "support/engine_stand_in.h"
+#include "support/scripted_clock.h"
+#include "support/service_stand_in.h"
+#include "support/temp_home.h"
+
+namespace rampart::test {
+
+namespace {
+
+struct Event {
+    CString name;
+    int id;
+    CString message;
+    int type;
+    bool operator==(Event const&) const = default;
+};
+
+class EventLog : public testing::Test {
+protected:
+    void SetUp() override {
+        Service().customerId = _T("4711");
+        CString folder;
+        ASSERT_TRUE(CPathManage::GetOrCreateInAppDataPath(CString(), folder));
+        m_folder = folder + _T("4711");
+        ASSERT_TRUE(KXFolder::RCreateDirectory(m_folder));
+        m_path = m_folder + _T("\\errlog.txt");
+    }
+
+    std::vector<Event> Shown() {
+        CPtrList list;
+        EXPECT_EQ(m_log.GetErrorList(list), 1);
+        return Taken(list);
+    }
+
+    std::vector<Event> Taken(CPtrList& list) {
+        std::vector<Event> events;
+        for (void* entry : list) {
+            const auto& info = *static_cast<ErrorInfo*>(entry);
+            events.push_back({info.m_strTaskName, info.m_nTaskID, info.m_strMessage, info.m_nType});
+        }
+        m_log.ClearErrorList(list);
+        return events;
+    }
+
+    // The records as they stand in the file, with the count that its header gives.
+    std::vector<Event> InFile(__int64& count) {
+        KXFile file(m_path, CFile::modeRead | CFile::shareDenyNone);
+        CArchive archive(&file, CArchive::load);
+        __int64 marker = 0;
+        float version = 0;
+        archive >> marker >> count >> version;
+        EXPECT_EQ(marker, -900);
+        EXPECT_EQ(version, 4.5F);
+        std::vector<Event> events;
+        while (archive.GetFile()->GetPosition() <= file.GetLength() &&
+               events.size() < static_cast<size_t>(count)) {
+            Event event;
+            CString time;
+            int32_t id = 0;
+            int32_t type = 0;
+            archive >> event.name >> id >> time >> event.message >> type;
+            event.id = id;
+            event.type = type;
+            events.push_back(event);
+        }
+        BYTE more = 0;
+        EXPECT_EQ(archive.Read(&more, 1), 0U) << "bytes behind the last record";
+        return events;
+    }
+
+    void WriteOldFile(std::vector<CString> const& messages) {
+        KXFile file(m_path, CFile::modeCreate | CFile::modeWrite);
+        CArchive archive(&file, CArchive::store);
+        archive << static_cast<__int64>(messages.size());
+        for (CString const& message : messages) {
+            archive << CString(_T("Old task")) << int32_t{7} << CString(_T("01/02/2020 03:04:05")) << message;
+        }
+        archive.Close();
+    }
+
+    void Record(int count) {
+        for (int number = 0; number < count; ++number) {
+            ASSERT_EQ(m_log.RecordError(nullptr, FormatText(_T("event %d"), number), EVENT_INFO), 1);
+        }
+    }
+
+    TempHome m_home;
+    EngineStandIn m_engine;
+    CErrorLog m_log;
+    CString m_folder;
+    CString m_path;
+};
+
+TEST_F(EventLog, FirstEventMakesTheFile) {
+    ScriptedClock clock(Utc(2024, 3, 5, 17, 8, 9), 3600);
+    ASSERT_EQ(m_log.RecordError(nullptr, _T("something happened"), EVENT_WARNING), 1);
+    __int64 count = 0;
+    const std::vector<Event> expected{
+        {DictUtil::GetValue(_T("GlobalError"), CString()), 0, _T("something happened"), 1}};
+    EXPECT_EQ(InFile(count), expected);
+    EXPECT_EQ(count, 1);
+    CPtrList list;
+    ASSERT_EQ(m_log.GetErrorList(list), 1);
+    EXPECT_EQ(static_cast<ErrorInfo*>(list.GetHead())->m_strTime, _T("03/05/2024 17:08:09"));
+    m_log.ClearErrorList(list);
+}
+
+TEST_F(EventLog, NewestEventIsShownFirst) {
+    Record(3);
+    const auto shown = Shown();
+    ASSERT_EQ(shown.size(), 3U);
+    EXPECT_EQ(shown.front().message, _T("event 2"));
+    CPtrList list;
+    ASSERT_EQ(m_log.GetEventList(2, list), 1);
+    const auto last = Taken(list);
+    ASSERT_EQ(last.size(), 2U);
+    EXPECT_EQ(last.back().message, _T("event 1"));
+}
+
+TEST_F(EventLog, OldFormBecomesNewOnTheFirstEvent) {
+    WriteOldFile({_T("one"), _T("two"), _T("three")});
+    Record(1);
+    __int64 count = 0;
+    const std::vector<Event> events = InFile(count);
+    EXPECT_EQ(count, 4);
+    ASSERT_EQ(events.size(), 4U);
+    EXPECT_EQ(events[0], (Event{_T("Old task"), 7, _T("three"), EVENT_ERROR}));
+    EXPECT_EQ(events[2], (Event{_T("Old task"), 7, _T("one"), EVENT_ERROR}));
+    EXPECT_EQ(events[3].message, _T("event 0"));
+}
+
+TEST_F(EventLog, StoringTrimsToTheLimitAndTheReaderTakesItBack) {
+    Record(21);
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    ASSERT_EQ(m_log.StoreErrorList(out), 1);
+    out.Close();
+    __int64 count = 0;
+    const auto inFile = InFile(count);
+    EXPECT_EQ(count, 20);
+    EXPECT_EQ(inFile.front().message, _T("event 20"));
+    EXPECT_EQ(inFile.back().message, _T("event 1"));
+
+    memory.SeekToBegin();
+    CArchive in(&memory, CArchive::load);
+    CPtrList list;
+    ASSERT_EQ(m_log.LoadErrorList(list, in), 1);
+    EXPECT_EQ(Taken(list).size(), 20U);
+    Record(1);
+    EXPECT_EQ(Shown().size(), 21U);
+}
+
+TEST_F(EventLog, RenamedTaskShowsItsPresentName) {
+    CBackupTask task;
+    task.m_taskName = _T("Before");
+    task.m_taskID = 12;
+    m_engine.tasks[12] = &task;
+    ASSERT_EQ(m_log.RecordError(&task, _T("started"), EVENT_INFO), 1);
+    task.m_taskName = _T("After");
+    EXPECT_EQ(Shown().front().name, _T("After"));
+    __int64 count = 0;
+    EXPECT_EQ(InFile(count).front().name, _T("Before"));
+    m_engine.tasks.clear();
+    EXPECT_EQ(Shown().front().name, _T("Before"));
+
+    m_engine.tasks[12] = &task;
+    Record(19);
+    ASSERT_EQ(m_log.RecordError(nullptr, _T("one too many"), EVENT_INFO), 1);
+    ASSERT_EQ(m_log.RecordError(&task, _T("ended"), EVENT_INFO), 1);
+    task.m_taskName = _T("Later");
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    ASSERT_EQ(m_log.StoreErrorList(out), 1);
+    EXPECT_EQ(InFile(count).front().name, _T("Later"));
+}
+
+// Whoever holds the manager's locks may be waiting to record an event.
+TEST_F(EventLog, IsNotLockedWhileTheManagerIsAsked) {
+    CBackupTask task;
+    task.m_taskID = 5;
+    m_engine.tasks[5] = &task;
+    for (int number = 0; number < 21; ++number) {
+        ASSERT_EQ(m_log.RecordError(&task, _T("event"), EVENT_INFO), 1);
+    }
+    int asked = 0;
+    m_engine.onQuestion = [&] {
+        ++asked;
+        std::thread([] { CErrorLog().RecordError(nullptr, _T("meanwhile"), EVENT_INFO); }).join();
+    };
+    Shown();
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    EXPECT_EQ(m_log.StoreErrorList(out), 1);
+    EXPECT_GE(asked, 2);
+}
+
+TEST_F(EventLog, ThreadsThatRecordTogetherLoseNothing) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([] {
+            for (int number = 0; number < 25; ++number) {
+                CErrorLog().RecordError(nullptr, _T("event"), EVENT_ERROR);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    __int64 count = 0;
+    EXPECT_EQ(InFile(count).size(), 100U);
+}
+
+TEST_F(EventLog, CutFileKeepsWhatCanBeRead) {
+    Record(25);
+    {
+        KXFile file(m_path, CFile::modeReadWrite);
+        file.SetLength(file.GetLength() - 3);
+    }
+    EXPECT_EQ(Shown().size(), 24U);
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    EXPECT_EQ(m_log.StoreErrorList(out), 1);
+    __int64 count = 0;
+    EXPECT_EQ(InFile(count).front().message, _T("event 23"));
+    Record(1);
+    EXPECT_EQ(Shown().size(), 21U);
+}
+
+TEST_F(EventLog, AFewBytesCountAsAnEmptyFile) {
+    {
+        KXFile file(m_path, CFile::modeCreate | CFile::modeWrite);
+        file.Write("abc", 3);
+    }
+    EXPECT_TRUE(Shown().empty());
+    Record(1);
+    __int64 count = 0;
+    EXPECT_EQ(InFile(count).size(), 1U);
+}
+
+TEST_F(EventLog, UnusableFileLosesTheEventWithoutThrowing) {
+    ASSERT_TRUE(KXFolder::RCreateDirectory(m_path));
+    EXPECT_EQ(m_log.RecordError(nullptr, _T("lost"), EVENT_INFO), 0);
+    CPtrList list;
+    EXPECT_EQ(m_log.GetErrorList(list), 0);
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    EXPECT_EQ(m_log.StoreErrorList(out), 0);
+}
+
+TEST_F(EventLog, RemovedLogStartsAnew) {
+    Record(2);
+    m_log.RemoveAllLogs();
+    EXPECT_FALSE(KXFile::FileExists(m_path));
+    Record(1);
+    EXPECT_EQ(Shown().size(), 1U);
+}
+
+TEST_F(EventLog, ExportHoldsNumberedGroupsAndAnEndMark) {
+    XMLDocument document;
+    document.Create(_T("Log"));
+    XMLNode root = document.GetAsNode();
+    Record(25);
+    ASSERT_TRUE(m_log.SaveErrorLogListToXMLNode(root));
+    int count = 0;
+    EXPECT_TRUE(root.GetValue(_T("Count"), count, 0));
+    EXPECT_EQ(count, 20);
+    CString text;
+    EXPECT_TRUE(root.GetValue(_T("FlagValue"), text, CString()));
+    EXPECT_EQ(text, _T("-900"));
+    EXPECT_TRUE(root.GetValue(_T("Description0"), text, CString()));
+    EXPECT_EQ(text, _T("event 24"));
+    EXPECT_TRUE(root.GetValue(_T("Type19"), count, -1));
+    EXPECT_FALSE(root.GetValue(_T("Type20"), count, -1));
+    EXPECT_TRUE(root.GetValue(_T("EndMessage"), count, 0));
+}
+
+TEST_F(EventLog, EmptyLogExportsItsEndMarkAlone) {
+    XMLDocument document;
+    document.Create(_T("Log"));
+    XMLNode root = document.GetAsNode();
+    ASSERT_TRUE(m_log.SaveErrorLogListToXMLNode(root));
+    EXPECT_EQ(root.GetNumberOfNodes(), 1);
+    XMLNode invalid;
+    EXPECT_FALSE(m_log.SaveErrorLogListToXMLNode(invalid));
+}
+
+}  // namespace
+
+}  // namespace rampart::test

@@ -1,0 +1,281 @@
+// Tasks and their rows in the database of a real vault.
+#include <gtest/gtest.h>
+
+#include "paths/global_function.h"
+#include "support/engine_home.h"
+#include "support/scripted_clock.h"
+#include "task/stored_time.h"
+
+namespace rampart::test {
+
+namespace {
+
+class TaskDatabase : public testing::Test {
+protected:
+    CBackupManage& Manager() { return *m_home.manager; }
+
+    std::unique_ptr<CBackupTask> NewTask(TCHAR const* name) {
+        auto task = std::make_unique<CBackupTask>();
+        task->m_taskName = name;
+        task->m_type = TaskTypeDaily;
+        task->m_dating = StoredNow() + CTimeSpan(3600);
+        task->m_serverFilePath = CString(_T("\\Backups\\")) + name;
+        return task;
+    }
+
+    void Add(CBackupTask& task) {
+        ASSERT_EQ(Manager().AddOrEditTaskToDatabase(&task, _T("Add"), _T("0"), _T(""), _T("1")), 0);
+    }
+
+    std::vector<CString> Names() {
+        std::vector<CString> names;
+        Manager().GetTaskNamesFromWebDatabase(names);
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    // The one task that a fresh manager reads.
+    CBackupTask& Loaded(CBackupManage& reader) {
+        reader.m_myID = Manager().m_myID;
+        EXPECT_EQ(reader.LoadTaskListFromWebDatabase(), 1);
+        EXPECT_EQ(reader.m_taskList.size(), 1u);
+        return *reader.m_taskList.front();
+    }
+
+    ScriptedClock m_clock{Utc(2024, 5, 15, 10, 0, 5), 7200};
+    EngineHome m_home;
+};
+
+TEST_F(TaskDatabase, EmptyDatabaseHoldsNoList) {
+    EXPECT_EQ(Manager().LoadTaskListFromWebDatabase(), 0);
+    EXPECT_TRUE(Names().empty());
+}
+
+TEST_F(TaskDatabase, EveryFieldComesBack) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("Fotos & \u00DCbung|1=2"));
+    task->m_taskID = -77;
+    task->m_pcID = 3000000000u;
+    task->m_description = _T("line\nbreak % \u00E9");
+    task->m_type = TaskTypeWeekly;
+    task->m_logFilePath = _T("C:\\logs\\backup_x.dat");
+    task->m_filterExList.AddTail(_T("*.tmp"));
+    task->m_filterExList.AddTail(_T("*.bak"));
+    task->m_filtedPathList.AddTail(_T("C:\\no"));
+    task->m_filterType = _T("1");
+    task->m_maxVersion = 3;
+    task->m_backupDate = StoredNow() - CTimeSpan(60);
+    task->m_beginDate = StoredNow() - CTimeSpan(3600);
+    task->m_endDate = StoredNow() + CTimeSpan(86400);
+    task->m_resumeDate = StoredNow() + CTimeSpan(30);
+    task->m_modifyTime = StoredNow();
+    task->m_isResume = 1;
+    task->m_remoteSize = 5000000000;
+    task->m_state = TaskStateFailed;
+    task->m_repeatDays = 18;
+    for (TCHAR const* const path : {_T("C:\\data"), _T("C:\\data\\file;&=|.txt")}) {
+        task->m_localDirList.push_back(new SourceInfo{path, 4000000000u, path[7] == 0});  // the task's own
+    }
+    Add(*task);
+
+    CBackupManage reader;
+    CBackupTask const& read = Loaded(reader);
+    EXPECT_EQ(read.m_taskName, task->m_taskName);
+    EXPECT_EQ(read.m_taskID, task->m_taskID);
+    EXPECT_EQ(read.m_pcID, task->m_pcID);
+    EXPECT_EQ(read.m_pcName, task->m_pcName);
+    EXPECT_EQ(read.m_description, task->m_description);
+    EXPECT_EQ(read.m_type, task->m_type);
+    EXPECT_EQ(read.m_serverFilePath, task->m_serverFilePath);
+    EXPECT_EQ(read.m_logFilePath, _T("backup_x.dat"));
+    EXPECT_EQ(read.m_filterExList.GetCount(), 2);
+    EXPECT_EQ(read.m_filterExList.GetTail(), _T("*.bak"));
+    EXPECT_EQ(read.m_filtedPathList.GetHead(), _T("C:\\no"));
+    EXPECT_EQ(read.m_filterType, _T("1"));
+    EXPECT_EQ(read.m_maxVersion, 3);
+    EXPECT_EQ(read.m_backupDate, task->m_backupDate);
+    EXPECT_EQ(read.m_dating, task->m_dating);
+    EXPECT_EQ(read.m_serverNextDate, task->m_dating);
+    EXPECT_EQ(read.m_beginDate, task->m_beginDate);
+    EXPECT_EQ(read.m_endDate, task->m_endDate);
+    EXPECT_EQ(read.m_resumeDate, task->m_resumeDate);
+    EXPECT_EQ(read.m_modifyTime, task->m_modifyTime);
+    EXPECT_EQ(read.m_isResume, 1);
+    EXPECT_EQ(read.m_remoteSize, task->m_remoteSize);
+    EXPECT_EQ(read.m_state, TaskStateFailed);
+    EXPECT_EQ(read.m_scheduleEnabled, 1);
+    EXPECT_EQ(read.m_repeatDays, 18);
+    ASSERT_EQ(read.m_localDirList.size(), 2u);
+    for (size_t index = 0; index < 2; ++index) {
+        EXPECT_EQ(read.m_localDirList[index]->path, task->m_localDirList[index]->path);
+        EXPECT_EQ(read.m_localDirList[index]->serial, 4000000000u);
+        EXPECT_EQ(read.m_localDirList[index]->isFolder, task->m_localDirList[index]->isFolder);
+    }
+}
+
+TEST_F(TaskDatabase, DisabledTaskLoadsDisabledAndAWeeklyOneWithItsOwnDay) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
+    task->m_state = TaskStateDisabled;
+    task->m_dating = ToStored(CTime(2024, 5, 18, 0, 30, 0));  // a Saturday here, a Friday in UTC
+    Add(*task);
+    CBackupManage reader;
+    CBackupTask const& read = Loaded(reader);
+    EXPECT_EQ(read.m_scheduleEnabled, 0);
+    EXPECT_EQ(read.m_state, TaskStateDisabled);
+    EXPECT_EQ(read.m_repeatDays, 1 << 6);
+}
+
+TEST_F(TaskDatabase, ManyPathsArriveAndAnEditSendsOnlyTheChanges) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
+    for (int index = 0; index < 250; ++index) {
+        task->m_localDirList.push_back(new SourceInfo{FormatText(_T("C:\\%d"), index), 1, 1});  // the task's own
+    }
+    Add(*task);
+    task->m_newPathList.push_back(new SourceInfo{_T("C:\\new"), 1, 1});
+    task->m_deletePathList.push_back(new SourceInfo{_T("C:\\7"), 1, 1});
+    EXPECT_EQ(Manager().UpdateTaskLocalPathForServerDatabase(task.get()), 1);
+    EXPECT_TRUE(task->m_newPathList.empty());
+    EXPECT_TRUE(task->m_deletePathList.empty());
+    CBackupManage reader;
+    CBackupTask& read = Loaded(reader);
+    EXPECT_EQ(read.m_localDirList.size(), 250u);
+    EXPECT_TRUE(read.IsInSourceList(_T("C:\\new")));
+    EXPECT_TRUE(read.IsInSourceList(_T("C:\\249")));
+    EXPECT_FALSE(read.IsInSourceList(_T("C:\\7")));
+}
+
+TEST_F(TaskDatabase, NewTaskGoesFromCreationToListAndDatabase) {
+    ASSERT_EQ(Manager().BeginNewTask(), 1);
+    CString const name = Manager().GetTaskName();
+    EXPECT_EQ(name, FormatText(DictUtil::GetValue(_T("IDS_TASKNAMEFOR"), _T("")), 0));
+    EXPECT_EQ(Manager().GetTaskDescription(), name);
+    Manager().SetType(TaskTypeDaily);
+    Manager().SetDating(StoredNow() + CTimeSpan(7200));
+    Manager().SetServerFolder(_T("\\Backups\\x"));
+    Manager().SetFilter(_T("*.a|*.b"));
+    EXPECT_EQ(Manager().GetFilter().GetCount(), 2);
+    ASSERT_EQ(Manager().EndNewTask(), 1);
+    EXPECT_FALSE(Manager().IsCreateingTask());
+    EXPECT_NE(Manager().GetTaskByName(name), nullptr);
+    EXPECT_EQ(Names(), std::vector<CString>{name});
+
+    ASSERT_EQ(Manager().BeginNewTask(), 1);
+    EXPECT_EQ(Manager().SetTaskName(name, 0), 0) << "the database knows it";
+    EXPECT_EQ(Manager().SetTaskName(_T("free"), 0), 1);
+    CBackupTask* const first = Manager().m_pNewTask;
+    ASSERT_EQ(Manager().BeginNewTask(), 1);
+    EXPECT_NE(Manager().m_pNewTask, first);
+    Manager().CancelNewTask();
+    EXPECT_EQ(Manager().m_pNewTask, first) << "the creation that was set aside comes back";
+}
+
+TEST_F(TaskDatabase, SecondTaskOfANameIsRefusedBeforeTheServer) {
+    std::unique_ptr<CBackupTask> first = NewTask(_T("t"));
+    ASSERT_EQ(Manager().AddTask(first.release()), 1);
+    std::unique_ptr<CBackupTask> const second = NewTask(_T("T"));
+    EXPECT_EQ(Manager().AddTask(second.get()), 0);
+    EXPECT_EQ(Manager().GetNeedReloadTaskListValue(), 1);
+    EXPECT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Names().size(), 1u);
+}
+
+TEST_F(TaskDatabase, EditKeepsTheTaskAndMovesItsFolderWithTheName) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("old"));
+    CBackupTask& task = *added;
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(_T("\\Backups\\old"), _T(""), _T(""), nullptr));
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    CBackupTask edited;
+    edited.m_taskID = task.m_taskID;
+    edited.m_taskName = _T("new");
+    edited.m_type = TaskTypeDaily;
+    edited.m_dating = task.m_dating;
+    edited.m_serverFilePath = task.m_serverFilePath;
+    edited.m_maxVersion = 5;
+    ASSERT_EQ(Manager().UpdateTask(&task, &edited), 1);
+    EXPECT_EQ(task.m_taskName, _T("new"));
+    EXPECT_EQ(task.m_serverFilePath, _T("\\Backups\\new"));
+    EXPECT_EQ(Names(), std::vector<CString>{_T("new")});
+    CServerPathList& mirror = ApiUtil::GetServerPathlist();
+    EXPECT_TRUE(mirror.IsPathExistEx(_T("\\Backups\\new"), 0, 0));
+    EXPECT_FALSE(mirror.IsPathExistEx(_T("\\Backups\\old"), 0, 0));
+    CBackupManage reader;
+    EXPECT_EQ(Loaded(reader).m_maxVersion, 5);
+
+    CBackupTask stranger;
+    stranger.m_taskID = task.m_taskID + 1;
+    EXPECT_EQ(Manager().UpdateTask(&stranger, &edited), 0);
+}
+
+TEST_F(TaskDatabase, DeletedTaskTakesRowAndDataAlong) {
+    for (TCHAR const* const name : {_T("a"), _T("b")}) {
+        std::unique_ptr<CBackupTask> task = NewTask(name);
+        ASSERT_TRUE(GlobalFunction::CreateSrvFolder(task->m_serverFilePath, _T(""), _T(""), nullptr));
+        ASSERT_EQ(Manager().AddTask(task.release()), 1);
+    }
+    CStringList names;
+    names.AddTail(_T("unknown"));
+    names.AddTail(_T("a"));
+    int code = 99;
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 0, code, 0, 0), 1);
+    EXPECT_EQ(code, 99) << "no server path was touched";
+    EXPECT_EQ(Names(), std::vector<CString>{_T("b")});
+    CServerPathList& mirror = ApiUtil::GetServerPathlist();
+    EXPECT_TRUE(mirror.IsPathExistEx(_T("\\Backups\\a"), 0, 0));
+
+    names.RemoveAll();
+    names.AddTail(_T("B"));
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 1);
+    EXPECT_EQ(code, 0);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+    EXPECT_TRUE(Names().empty());
+    EXPECT_FALSE(mirror.IsPathExistEx(_T("\\Backups\\b"), 0, 0));
+}
+
+// A task whose folder is the root would take everything with it.
+TEST_F(TaskDatabase, DeletedTaskWithoutAFolderOfItsOwnDeletesNothing) {
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(_T("\\Backups\\other"), _T(""), _T(""), nullptr));
+    for (TCHAR const* const folder : {_T("\\"), _T("")}) {
+        std::unique_ptr<CBackupTask> task = NewTask(_T("root"));
+        task->m_serverFilePath = folder;
+        ASSERT_EQ(Manager().AddTask(task.release()), 1);
+        CStringList names;
+        names.AddTail(_T("root"));
+        int code = 0;
+        EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 1);
+        EXPECT_TRUE(ApiUtil::GetServerPathlist().IsPathExistEx(_T("\\Backups\\other"), 0, 0));
+    }
+}
+
+TEST_F(TaskDatabase, RefreshTakesWhatOthersChanged) {
+    std::unique_ptr<CBackupTask> kept = NewTask(_T("kept"));
+    std::unique_ptr<CBackupTask> changed = NewTask(_T("changed"));
+    std::unique_ptr<CBackupTask> gone = NewTask(_T("gone"));
+    CBackupTask* const keptTask = kept.get();
+    for (std::unique_ptr<CBackupTask>* const task : {&kept, &changed, &gone}) {
+        ASSERT_EQ(Manager().AddTask(task->release()), 1);
+    }
+    CBackupManage other;
+    other.m_myID = Manager().m_myID;
+    ASSERT_EQ(other.LoadTaskListFromWebDatabase(), 1);
+    m_clock.Advance(10);
+    CBackupTask& edited = *other.GetTaskByName(_T("changed"));
+    edited.m_maxVersion = 99;
+    ASSERT_EQ(other.UpdateTaskLocalPathForServerDatabase(&edited), 1);
+    std::unique_ptr<CBackupTask> const added = NewTask(_T("added"));
+    added->m_modifyTime = StoredNow();
+    Add(*added);
+    ASSERT_EQ(ApiUtilExp::DeleteTaskFromWebDatabase(_T("gone|")), 0);
+
+    Manager().SetNeedReloadTaskListValue(0);
+    int code = 0;
+    ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
+    EXPECT_EQ(Manager().GetNeedReloadTaskListValue(), 1);
+    EXPECT_EQ(Manager().GetTaskByName(_T("kept")), keptTask);
+    ASSERT_NE(Manager().GetTaskByName(_T("changed")), nullptr);
+    EXPECT_EQ(Manager().GetTaskByName(_T("changed"))->m_maxVersion, 99);
+    EXPECT_NE(Manager().GetTaskByName(_T("added")), nullptr);
+    EXPECT_EQ(Manager().GetTaskByName(_T("gone")), nullptr);
+}
+
+}  // namespace
+
+}  // namespace rampart::test

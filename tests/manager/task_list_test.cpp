@@ -1,0 +1,239 @@
+// The list of tasks, the wait list, and the passes over them.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "paths/global_function.h"
+#include "support/engine_home.h"
+#include "support/scripted_clock.h"
+#include "task/stored_time.h"
+
+namespace rampart::test {
+
+namespace {
+
+class TaskList : public testing::Test {
+protected:
+    CBackupTask& Task(TCHAR const* name) { return m_home.ListedTask(name); }
+    CBackupManage& Manager() { return *m_home.manager; }
+    bool IsWaiting(CBackupTask& task) { return Manager().m_waitList.Find(&task) != nullptr; }
+
+    // A running task that ends with the scope.
+    struct Running {
+        explicit Running(CBackupTask& task) : m_task(task) {
+            ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(&task);
+        }
+        ~Running() { ManageMultipleRunningTask::GetInstance()->RemoveWorkingTaskFromVector(&m_task); }
+        CBackupTask& m_task;
+    };
+
+    ScriptedClock m_clock{Utc(2024, 5, 15, 10), 7200};
+    EngineHome m_home;
+};
+
+TEST_F(TaskList, TaskIsFoundByNameAndByMachineAndName) {
+    Manager().m_pcName = _T("DESK");
+    CBackupTask& task = Task(_T("Photos"));
+    EXPECT_EQ(Manager().GetTaskByName(_T("PHOTOS")), &task);
+    EXPECT_EQ(Manager().GetTaskByName(_T("desk.photos")), &task);
+    EXPECT_EQ(Manager().GetTaskByName(_T("other.photos")), nullptr);
+    EXPECT_EQ(Manager().GetTaskByID(task.m_taskID), &task);
+}
+
+TEST_F(TaskList, WaitingTaskIsQueuedOnceAndGoesBackToReady) {
+    CBackupTask& task = Task(_T("a"));
+    EXPECT_EQ(Manager().AddTaskToWaitlist(&task, 0), 1);
+    EXPECT_EQ(Manager().AddTaskToWaitlist(&task, 1), 0);
+    EXPECT_EQ(task.m_state, TaskStateWaiting);
+    EXPECT_EQ(Manager().RemoveTaskFromWaitlist(&task), 1);
+    EXPECT_EQ(task.m_state, TaskStateReady);
+    task.m_state = TaskStateFailed;
+    EXPECT_EQ(Manager().RemoveTaskFromWaitlistNoLock(&task), 1);
+    EXPECT_EQ(task.m_state, TaskStateFailed) << "it was not on the list";
+}
+
+TEST_F(TaskList, RunningTaskIsQueuedOnlyByForceAndStaysRunning) {
+    CBackupTask& task = Task(_T("a"));
+    task.m_state = TaskStateRunning;
+    Running const running(task);
+    EXPECT_EQ(Manager().AddTaskToWaitlist(&task, 0), 0);
+    EXPECT_EQ(Manager().AddTaskToWaitlist(&task, 1), 1);
+    EXPECT_EQ(task.m_state, TaskStateRunning);
+}
+
+TEST_F(TaskList, DeletingByNameSaysWhetherThereWasAList) {
+    EXPECT_EQ(Manager().DeleteTaskListByName(_T("a")), 0);
+    Task(_T("a"));
+    EXPECT_EQ(Manager().DeleteTaskListByName(_T("b")), 1);
+    EXPECT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().DeleteTaskListByName(_T("A")), 1);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+}
+
+TEST_F(TaskList, StatesAreToldByNameTheFirstOfANameCounts) {
+    Task(_T("a")).m_state = TaskStateFailed;
+    Task(_T("a")).m_state = TaskStateRunning;
+    Task(_T("b")).m_state = TaskStateWaiting;
+    std::map<CString, int> const expected{{_T("a"), TaskStateFailed}, {_T("b"), TaskStateWaiting}};
+    EXPECT_EQ(Manager().GetTaskStatusMapValue(), expected);
+}
+
+// The pass queues what is due and keeps what may not start yet.
+TEST_F(TaskList, DueTasksWaitInTheirOrderWhileAnotherRuns) {
+    CBackupTask& busy = Task(_T("busy"));
+    CBackupTask& first = Task(_T("first"));
+    CBackupTask& later = Task(_T("later"));
+    CBackupTask& foreign = Task(_T("foreign"));
+    for (CBackupTask* const task : {&busy, &first, &later, &foreign}) {
+        task->m_type = TaskTypeDaily;
+        task->m_dating = StoredNow() - CTimeSpan(30);
+    }
+    later.m_dating = StoredNow() + CTimeSpan(3600);
+    foreign.m_pcID = Manager().m_myID + 1;
+    Running const running(busy);
+    Manager().DoScheduleTask();
+    EXPECT_TRUE(IsWaiting(first));
+    EXPECT_EQ(first.m_state, TaskStateWaiting);
+    EXPECT_FALSE(IsWaiting(busy));
+    EXPECT_FALSE(IsWaiting(later));
+    EXPECT_FALSE(IsWaiting(foreign));
+    m_clock.Advance(3600);
+    Manager().DoScheduleTask();
+    EXPECT_EQ(Manager().m_waitList.GetCount(), 2);
+    EXPECT_EQ(Manager().m_waitList.GetHead(), &first);
+}
+
+TEST_F(TaskList, FailedAndLatelyCancelledTasksAreDroppedFromTheWaitList) {
+    CBackupTask& failed = Task(_T("failed"));
+    CBackupTask& cancelled = Task(_T("cancelled"));
+    for (CBackupTask* const task : {&failed, &cancelled}) {
+        Manager().AddTaskToWaitlist(task, 0);
+    }
+    failed.m_errorOccured = 1;
+    cancelled.m_state = TaskStateCanceled;
+    cancelled.m_lastRunDate = RawNow() - CTimeSpan(86399);
+    Manager().DoScheduleTask();
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    EXPECT_EQ(failed.m_state, TaskStateReady);
+    EXPECT_EQ(cancelled.m_state, TaskStateReady);
+}
+
+TEST_F(TaskList, MissedDailyRunIsMadeUpAfterTheDelay) {
+    Manager().m_skipMissedTask = 0;
+    CBackupTask& missed = Task(_T("missed"));
+    CBackupTask& done = Task(_T("done"));
+    CBackupTask& never = Task(_T("never"));
+    CTime const now = StoredNow();
+    for (CBackupTask* const task : {&missed, &done, &never}) {
+        task->m_type = TaskTypeDaily;
+        task->m_dating = now - CTimeSpan(3600);
+    }
+    missed.m_backupDate = now - CTimeSpan(7200);
+    done.m_backupDate = now - CTimeSpan(1800);
+    never.m_serverNextDate = now - CTimeSpan(2 * 86400);
+    Manager().SyncScheduleTask();
+    EXPECT_EQ(missed.m_isResume, 1);
+    EXPECT_EQ(missed.m_resumeDate, now + CTimeSpan(60));
+    EXPECT_EQ(done.m_isResume, 0);
+    EXPECT_EQ(never.m_isResume, 1);
+
+    missed.m_resumeDate = now + CTimeSpan(5);
+    Manager().SyncScheduleTask();
+    EXPECT_EQ(missed.m_resumeDate, now + CTimeSpan(5)) << "the earlier request stays";
+}
+
+TEST_F(TaskList, SkippedRunsMoveTheDatePastThem) {
+    ASSERT_EQ(Manager().m_skipMissedTask, 0) << "made up unless the setting says otherwise";
+    CBackupTask& daily = Task(_T("daily"));
+    CBackupTask& weekly = Task(_T("weekly"));
+    daily.m_type = TaskTypeDaily;
+    weekly.m_type = TaskTypeWeekly;
+    weekly.m_repeatDays = 1 << 3;  // Wednesday, like today
+    CTime const hourAgo = StoredNow() - CTimeSpan(3600);
+    daily.m_dating = hourAgo - CTimeSpan(3 * 86400);
+    weekly.m_dating = hourAgo - CTimeSpan(7 * 86400);
+    CTime const before = daily.m_dating;
+    Manager().DoScheduleNextTime();
+    EXPECT_EQ(daily.m_dating, before);
+
+    GlobalFunction::SaveFlag(_T("MissedTaskReStart"), 0);
+    Manager().Initialize();
+    Manager().DoScheduleNextTime();
+    EXPECT_EQ(daily.m_dating, hourAgo + CTimeSpan(86400));
+    EXPECT_EQ(weekly.m_dating, hourAgo + CTimeSpan(7 * 86400));
+    EXPECT_EQ(daily.NowDating(), 0);
+}
+
+// A run that is due this very minute is not missed.
+TEST_F(TaskList, RunOfThisMinuteIsNotSkipped) {
+    Manager().m_skipMissedTask = 1;
+    CBackupTask& task = Task(_T("daily"));
+    task.m_type = TaskTypeDaily;
+    task.m_dating = StoredNow();
+    EXPECT_EQ(task.NowDating(), 1);
+    EXPECT_EQ(task.m_dating, StoredNow());
+}
+
+TEST_F(TaskList, DelaysAreReadFromTheSettings) {
+    EXPECT_EQ(Manager().GetRealTimeDelaySeconds(), 60u);
+    EXPECT_EQ(Manager().GetDelayTimeForMissedTask(), 1u);
+    Manager().SetDelayTimeForMissedTask(5);
+    Manager().SetRealTimeDelaySeconds(90);
+    CBackupManage other;
+    other.Initialize();
+    EXPECT_EQ(other.GetDelayTimeForMissedTask(), 5u);
+    EXPECT_EQ(other.GetRealTimeDelaySeconds(), 30u) << "the stored number is a switch to the option";
+    Manager().SetDelayTimeForMissedTask(60);
+    EXPECT_EQ(Manager().GetDelayTimeForMissedTask(), 0u) << "minutes of the hour";
+    Manager().SetRealTimeDelaySeconds(86400);
+    EXPECT_EQ(Manager().GetRealTimeDelaySeconds(), 90u);
+    for (unsigned long const minutes : {0ul, 1441ul}) {
+        GlobalFunction::SaveFlag(_T("DelayMinsMissedTask"), minutes);
+        CBackupManage fresh;
+        fresh.Initialize();
+        EXPECT_EQ(fresh.GetDelayTimeForMissedTask(), 1u);
+    }
+}
+
+TEST_F(TaskList, ListsMayBeAskedFromManyThreads) {
+    CBackupTask& task = Task(_T("a"));
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round) {
+                Manager().AddTaskToWaitlist(&task, 1);
+                Manager().GetTaskByName(_T("a"));
+                Manager().GetTaskStatusMapValue();
+                Manager().SetWorkingFile(_T(" C:\\A "), _T("\\A"));
+                EXPECT_EQ(Manager().GetWorkingFile(), _T("c:\\a"));
+                Manager().AddErrTask(&task);
+                Manager().RemoveTaskFromWaitlist(&task);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    EXPECT_EQ(Manager().m_errTaskList.GetCount(), 1);
+}
+
+TEST_F(TaskList, MachineKeepsItsIdAndTakesTheOneOfTheOtherSide) {
+    uint32_t const id = Manager().m_myID;
+    EXPECT_EQ(Manager().m_myIDCreated, 1);
+    CBackupManage again;
+    again.InitMyID();
+    EXPECT_EQ(again.m_myID, id);
+    EXPECT_EQ(again.m_myIDCreated, 0);
+    EXPECT_FALSE(again.m_pcName.IsEmpty());
+
+    m_home.Write("gui/", "");
+    CString const gui = CString(TextView(m_home.Engine("gui"))) + _T("\\");
+    again.SetGUIWindowsUserAppDataPath(gui);
+    again.InitMyID();
+    EXPECT_EQ(m_home.Read("gui/PCInfo.dat").size(), 4u) << "the side that lacks it gets a copy";
+}
+
+}  // namespace
+
+}  // namespace rampart::test
