@@ -39,6 +39,13 @@ struct VAULTLIB_API VaultEntry {
     __int64 storedTime = 0;
 };
 
+// What this process made visible in the vault since it connected.
+struct VAULTLIB_API TransferTotals {
+    __int64 files = 0;        // committed
+    __int64 bytes = 0;        // their content
+    __int64 storedBytes = 0;  // what the packs grew by: without what was stored before, compressed
+};
+
 // Operations return a service code and, on a failure, a sentence in `message` that says what happened to what and what
 // can be done. They block; any thread may call.
 class VAULTLIB_API VaultAdmin {
@@ -54,6 +61,7 @@ class VAULTLIB_API VaultAdmin {
     // Native path that a URL, or the configuration for an empty one, stands for.
     static CString LocationOf(CString const& url);
     static void Close();
+    static void Transferred(TransferTotals& totals);
 
     // `progress` (may be empty) is called with the work done and the whole of it; false cancels with code 6.
     static int Verify(bool readData, std::function<bool(__int64, __int64)> const& progress, VaultCheck& check,

@@ -1,0 +1,110 @@
+// Runs of the whole engine in this process: a first backup of small files, and the scan when nothing changed.
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "engine/vaultlib.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kFilesPerFolder = 100;
+constexpr int kFileBytes = 4096;
+
+// A tree, a vault and an engine in a folder that goes with the object.
+class Bench {
+public:
+    explicit Bench(int files) : m_root(fs::temp_directory_path() / ("rampart-bench-" + std::to_string(files))) {
+        fs::remove_all(m_root);
+        MakeTree(files);
+        setenv("RAMPART_HOME", (m_root / "home").c_str(), 1);
+        CString message;
+        if (VaultAdmin::Open(CString::FromUtf8((m_root / "vault").string()), true, message) != 0) {
+            throw std::runtime_error(message.ToUtf8());
+        }
+        CPathManage::Init();
+        CPathManage::InitRegexFilter();
+        CPathManage::UpdateCacheFolder();
+        m_manager = std::make_unique<CBackupManage>();
+        theVaultLibApp.m_pBackupManage = m_manager.get();
+        m_manager->Initialize();
+        m_manager->LoadTaskList(0, 0);
+        m_manager->BeginNewTask();
+        m_task = m_manager->m_pNewTask;
+        m_task->m_type = TaskTypeOnce;
+        m_task->m_dating = m_task->m_dating + CTimeSpan(3600);
+        m_task->m_serverFilePath = _T("\\bench\\") + m_task->m_taskName;
+        CStringList paths;
+        paths.AddTail(rampart::ToEnginePath((m_root / "tree").string()));
+        m_task->ReplaceLocalList(paths);
+        m_manager->EndNewTask();
+    }
+    ~Bench() {
+        m_manager.reset();
+        theVaultLibApp.m_pBackupManage = nullptr;
+        VaultAdmin::Close();
+        fs::remove_all(m_root);
+    }
+
+    void Run() {
+        m_task->StartBackupByUser(0);
+        while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(m_task)) {
+            rampart::SleepMilliseconds(1);
+        }
+    }
+
+private:
+    void MakeTree(int files) {
+        for (int i = 0; i < files; ++i) {
+            fs::path const folder = m_root / "tree" / std::to_string(i / kFilesPerFolder);
+            if (i % kFilesPerFolder == 0) {
+                fs::create_directories(folder);
+            }
+            std::string content = std::to_string(i);
+            while (content.size() < kFileBytes) {
+                content += content + " text that repeats";
+            }
+            std::ofstream(folder / ("file-" + std::to_string(i))) << content.substr(0, kFileBytes);
+        }
+    }
+
+    fs::path m_root;
+    std::unique_ptr<CBackupManage> m_manager;
+    CBackupTask* m_task = nullptr;
+};
+
+void FirstBackup(benchmark::State& state) {
+    int const files = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto bench = std::make_unique<Bench>(files);
+        state.ResumeTiming();
+        bench->Run();
+        state.PauseTiming();
+        bench.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * files);
+}
+
+void UnchangedRun(benchmark::State& state) {
+    int const files = static_cast<int>(state.range(0));
+    Bench bench(files);
+    bench.Run();
+    for (auto _ : state) {
+        bench.Run();
+    }
+    state.SetItemsProcessed(state.iterations() * files);
+}
+
+BENCHMARK(FirstBackup)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(UnchangedRun)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();

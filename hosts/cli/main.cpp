@@ -1,0 +1,131 @@
+// rampart: the command line host.
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "commands.h"
+#include "engine/vaultlib.h"
+#include "exit_code.h"
+#include "output.h"
+
+namespace rampart::cli {
+
+namespace {
+
+constexpr char kExamples[] = R"(
+Examples:
+  rampart backup ~/documents                      back up a folder into the configured vault
+  rampart backup /etc /srv --vault /mnt/disk/v    two folders into a vault on another disk
+  rampart backup ~/src --exclude 'build/' --exclude '*.o'
+  rampart ls                                      what the vault holds
+  rampart versions ~/documents/letter.odt         the versions kept of one file
+  rampart restore documents --into /tmp/back      everything, as it was last
+  rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
+  rampart vault verify --read-data                check every stored byte
+
+Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was left out, 6 cancelled.)";
+
+struct CommandLine {
+    CommonOptions common;
+    BackupOptions backup;
+    RestoreOptions restore;
+    ListOptions list;
+    ListOptions versions;
+    VerifyOptions verify;
+};
+
+void AddCommonOptions(CLI::App& app, CommonOptions& common) {
+    app.add_option("--vault", common.vault, "Vault to use: a folder or vault:///folder (default: the configured one)")
+        ->envname("RAMPART_VAULT");
+    app.add_flag("--json", common.json, "Print the result as JSON");
+    app.add_flag("-q,--quiet", common.quiet, "Print errors and warnings only");
+}
+
+void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const command = app.add_subcommand("backup", "Back up files and folders");
+    command->add_option("paths", line.backup.paths, "Files and folders to back up")->required();
+    command->add_option("--to", line.backup.to, "Folder in the vault (default: machine name/task name)");
+    command->add_option("--name", line.backup.name, "Name of the task (default: the task of these sources)");
+    command
+        ->add_option("--exclude", line.backup.exclude,
+                     "Leave out what matches: a name or path with * and ?; one that ends in / names folders only")
+        ->allow_extra_args(false);
+    command->add_option("--include", line.backup.include, "Take only what matches, by the same patterns")
+        ->allow_extra_args(false);
+    command->add_option("--versions", line.backup.versions, "Versions to keep of each file, the present one included")
+        ->check(CLI::Range(1, 1000000));
+    command->callback([&] { exitCode = RunBackup(line.common, line.backup); });
+}
+
+void AddRestore(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const command = app.add_subcommand("restore", "Bring files back");
+    command->add_option("what", line.restore.what, "Name of a task, or a path in the vault")->required();
+    command->add_option("--into", line.restore.into, "Folder to restore into; made if it is missing")->required();
+    auto* const version = command->add_option("--version", line.restore.version,
+                                              "Which version of each file: 1 is the newest, 2 the one before it")
+                              ->check(CLI::Range(1, 1000000));
+    command
+        ->add_option("--at", line.restore.at,
+                     "The state at a moment of local time, 'YYYY-MM-DD', 'YYYY-MM-DD HH:MM' or with seconds")
+        ->excludes(version);
+    command->add_flag("--overwrite", line.restore.overwrite, "Replace files that differ from the stored ones");
+    command->callback([&] { exitCode = RunRestore(line.common, line.restore); });
+}
+
+void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const list = app.add_subcommand("ls", "List tasks, or a folder of the vault");
+    list->add_option("path", line.list.path, "Name of a task, or a path in the vault (default: the tasks)");
+    list->add_flag("-r,--recursive", line.list.recursive, "With everything below");
+    list->callback([&] { exitCode = RunList(line.common, line.list); });
+
+    CLI::App* const versions = app.add_subcommand("versions", "List the versions kept of a file");
+    versions->add_option("file", line.versions.path, "A local file that is backed up, or a path in the vault")
+        ->required();
+    versions->callback([&] { exitCode = RunVersions(line.common, line.versions); });
+}
+
+void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const vault = app.add_subcommand("vault", "Make, check and measure a vault");
+    vault->require_subcommand(1);
+    vault->add_subcommand("init", "Make a new vault")->callback([&] { exitCode = RunVaultInit(line.common); });
+    CLI::App* const verify = vault->add_subcommand("verify", "Check the catalog against the stored packs");
+    verify->add_flag("--read-data", line.verify.readData, "Read and check every stored byte too");
+    verify->callback([&] { exitCode = RunVaultVerify(line.common, line.verify); });
+    vault->add_subcommand("stats", "Show sizes and counts")->callback([&] { exitCode = RunVaultStats(line.common); });
+}
+
+int Main(int argc, char** argv) {
+    CLI::App app{"Rampart keeps versions of your files in a vault, and brings them back."};
+    app.name("rampart");
+    app.footer(kExamples);
+    app.set_version_flag("--version", std::string("rampart ") + RAMPART_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    CommandLine line;
+    int exitCode = kExitDone;
+    AddCommonOptions(app, line.common);
+    AddBackup(app, line, exitCode);
+    AddRestore(app, line, exitCode);
+    AddListings(app, line, exitCode);
+    AddVault(app, line, exitCode);
+    try {
+        app.parse(argc, argv);
+        return exitCode;
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? kExitDone : kExitUsage;
+    } catch (CommandError const& error) {
+        PrintError(line.common, error.what());
+        return error.Code();
+    } catch (std::exception const& error) {
+        PrintError(line.common, std::string("unexpected failure: ") + error.what());
+        return kExitFailed;
+    }
+}
+
+}  // namespace
+
+}  // namespace rampart::cli
+
+int main(int argc, char** argv) {
+    rampart::CatchInterrupts();
+    return rampart::cli::Main(argc, argv);
+}

@@ -1,0 +1,41 @@
+// What the user typed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace rampart::cli {
+
+struct CommonOptions {
+    std::string vault;  // URL or native path; empty for the configured one
+    bool json = false;
+    bool quiet = false;
+};
+
+struct BackupOptions {
+    std::vector<std::string> paths;
+    std::string to;    // server folder; empty for one named after machine and task
+    std::string name;  // task name; empty for one made from the sources
+    std::vector<std::string> exclude;
+    std::vector<std::string> include;
+    long long versions = 0;  // 0: the task's own, or the default
+};
+
+struct RestoreOptions {
+    std::string what;  // task name or server path
+    std::string into;
+    int version = 1;   // 1 is the newest
+    std::string at;    // moment whose state is wanted; empty for none
+    bool overwrite = false;
+};
+
+struct ListOptions {
+    std::string path;
+    bool recursive = false;
+};
+
+struct VerifyOptions {
+    bool readData = false;
+};
+
+}  // namespace rampart::cli

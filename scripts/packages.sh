@@ -1,0 +1,48 @@
+# Debian packages that a build needs, and their installation. Sourced by quickstart.sh and test.sh.
+
+build_packages=(
+    g++ cmake ninja-build ccache pkg-config
+    libfmt-dev libspdlog-dev libpugixml-dev libsimpleini-dev libutf8proc-dev libre2-dev libsqlite3-dev libzstd-dev
+    libsodium-dev libcli11-dev nlohmann-json3-dev
+)
+test_packages=(libgtest-dev libgmock-dev clang-format python3)
+bench_packages=(libbenchmark-dev restic borgbackup rsync time)
+
+say() {
+    printf '\n== %s\n' "$*"
+}
+
+fail() {
+    printf 'error: %s\n' "$*" >&2
+    exit 1
+}
+
+# install_packages NAME...: installs those that are missing; needs root or sudo only when something is.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    done
+    if [ ${#missing[@]} -eq 0 ]; then
+        return
+    fi
+    say "Installing ${missing[*]}"
+    local run=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "these packages are missing and there is no sudo: ${missing[*]}"
+        run=(sudo)
+    fi
+    "${run[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq || fail "apt-get update failed"
+    "${run[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+        >/dev/null || fail "these packages could not be installed: ${missing[*]}"
+}
+
+# build PRESET [TARGET...]
+build() {
+    local preset=$1
+    shift
+    say "Building ($preset)"
+    cmake --preset "$preset" >"$root/build/$preset-configure.log" 2>&1 ||
+        { tail -n 20 "$root/build/$preset-configure.log" >&2; fail "the configuration of $preset failed"; }
+    ninja -C "$root/build/$preset" "$@" || fail "the build of $preset failed"
+}

@@ -1,0 +1,198 @@
+// Whole runs over a real vault: what was backed up comes back, and what was not is named.
+#include <filesystem>
+#include <thread>
+
+#include "progress/task_prg.h"
+#include "support/engine_fixture.h"
+
+namespace rampart::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using BackupRun = EngineTest;
+
+constexpr int64_t kSecond = 1000000000;
+constexpr int64_t kSomeTime = 1700000000 * kSecond + 123456789;
+
+}  // namespace
+
+TEST_F(BackupRun, WhatIsStoredComesBackWithContentTimesAndNames) {
+    TempTree const tree({{"docs/plain.txt", "plain"},
+                         {"docs/empty", ""},
+                         {"docs/empty folder/", ""},
+                         {"docs/two words.txt", "blank"},
+                         {"docs/naïve 文書.txt", "non-ASCII"},
+                         {"docs/a:b\\c*d?e\"f<g>h|i", "characters of no engine path"},
+                         {"docs/dot.", "trailing dot"},
+                         {"docs/blank ", "trailing blank"},
+                         {"docs/line\nbreak", "newline"},
+                         {"docs/bytes \xff\xfe", "not UTF-8"},
+                         {"docs/Case.txt", "upper"},
+                         {"docs/case.txt", "lower"},
+                         {"docs/Sub/x", "in Sub"},
+                         {"docs/sub/x", "in sub"},
+                         {"docs/big", std::string(3000000, 'b')},
+                         {"docs/big2", std::string(2500000, 'c')}});
+    tree.SetWriteTime("docs/plain.txt", kSomeTime);
+    CBackupTask& task = MakeTask("docs", {tree.Native("docs")});
+
+    EXPECT_EQ(TaskStateFinished, Run(task));
+
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+    EXPECT_TRUE(skipped.empty());
+    EXPECT_EQ(0, task.m_errorOccured);
+}
+
+TEST_F(BackupRun, ASecondRunSendsNothingAndAChangeOnlyItself) {
+    TempTree const tree({{"d/a", "one"}, {"d/b/c", "two"}, {"d/B/c", "three"}, {"d/A", "four"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    __int64 const first = FilesSent();
+    EXPECT_EQ(4, first);
+
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(first, FilesSent());
+    EXPECT_EQ(0, task.m_reportAddedCount + task.m_reportChangedCount);
+
+    tree.Write("d/b/c", "two changed");
+    tree.SetWriteTime("d/b/c", kSomeTime);
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(first + 1, FilesSent());
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+}
+
+TEST_F(BackupRun, NamesThatDifferOnlyInCaseAreTwoFilesThoughTimesAndSizesAgree) {
+    TempTree const tree({{"d/name", "first"}, {"d/Folder/x", "alpha"}});
+    tree.SetWriteTime("d/name", kSomeTime);
+    tree.SetWriteTime("d/Folder/x", kSomeTime);
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+
+    // Beside what is stored already, the same in size and time.
+    tree.Write("d/NAME", "other");
+    tree.Write("d/folder/x", "gamma");
+    tree.SetWriteTime("d/NAME", kSomeTime);
+    tree.SetWriteTime("d/folder/x", kSomeTime);
+    ASSERT_EQ(TaskStateFinished, Run(task));
+
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+    EXPECT_TRUE(VersionNames(task, task.m_serverFilePath + _T("\\d\\name")).empty());
+}
+
+TEST_F(BackupRun, OldContentsStayAsVersionsAsManyAsAskedFor) {
+    TempTree const tree({{"d/letter.txt", "0"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_maxVersion = 3;
+    CString const file = task.m_serverFilePath + _T("\\d\\letter.txt");
+    for (int run = 0; run < 6; ++run) {
+        tree.Write("d/letter.txt", "content " + std::to_string(run));
+        tree.SetWriteTime("d/letter.txt", kSomeTime + run * 60 * kSecond);
+        ASSERT_EQ(TaskStateFinished, Run(task));
+        EXPECT_EQ(static_cast<size_t>(std::min(run, 2)), VersionNames(task, file).size()) << run;
+    }
+    // The two before the present one.
+    std::set<std::string> contents;
+    for (auto const& [name, entry] : Restored(task.GetFileHistoryFolder(file))) {
+        contents.insert(entry.content);
+    }
+    EXPECT_EQ((std::set<std::string>{"content 3", "content 4"}), contents);
+}
+
+TEST_F(BackupRun, WhatCannotBeReadOrIsNoFileIsNamedAndTheRestIsStored) {
+    TempTree const tree({{"d/good", "good"}, {"d/locked/in", "x"}, {"d/secret", "s"}});
+    fs::create_symlink("good", tree.Path("d/link"));
+    ASSERT_EQ(0, std::system(("mkfifo '" + tree.Native("d/pipe") + "'").c_str()));
+    CBackupTask& task = MakeTask("t", {tree.Native("d"), tree.Native("gone")});
+
+    EXPECT_EQ(TaskStateFinished, Run(task));
+
+    EXPECT_TRUE(skipped.contains(tree.Native("d/link")));
+    EXPECT_TRUE(skipped.contains(tree.Native("d/pipe")));
+    EXPECT_TRUE(skipped.contains(tree.Native("gone")));
+    auto const stored = Restored(task.m_serverFilePath);
+    EXPECT_EQ("good", stored.at("d/good").content);
+    EXPECT_EQ("s", stored.at("d/secret").content);
+    EXPECT_EQ(0u, stored.count("d/pipe"));
+}
+
+TEST_F(BackupRun, ExcludedNamesAndFoldersStayOut) {
+    TempTree const tree({{"d/keep.txt", "k"}, {"d/drop.log", "d"}, {"d/cache/x", "x"}, {"d/deep/cache/y.txt", "y"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_filterType = _T("0");
+    task.m_filterExList.AddTail(_T("*.log"));
+    task.m_filtedPathList.AddTail(_T("cache"));
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    auto const stored = Restored(task.m_serverFilePath);
+    EXPECT_EQ(1u, stored.count("d/keep.txt"));
+    EXPECT_EQ(0u, stored.count("d/drop.log"));
+    EXPECT_EQ(0u, stored.count("d/cache/x"));
+    EXPECT_EQ(0u, stored.count("d/deep/cache/y.txt"));
+    EXPECT_EQ(1u, stored.count("d/deep/"));
+}
+
+TEST_F(BackupRun, IncludeModeTakesOnlyWhatIsNamed) {
+    TempTree const tree({{"d/a.txt", "a"}, {"d/b.log", "b"}, {"d/photos/p", "p"}, {"d/photos/q.txt", "q"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_filterType = _T("1");
+    task.m_filterExList.AddTail(_T("*.txt"));
+    task.m_filtedPathList.AddTail(_T("photos"));
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    auto const stored = Restored(task.m_serverFilePath);
+    EXPECT_EQ(1u, stored.count("d/a.txt"));
+    EXPECT_EQ(0u, stored.count("d/b.log"));
+    EXPECT_EQ(1u, stored.count("d/photos/p"));
+    EXPECT_EQ(1u, stored.count("d/photos/q.txt"));
+}
+
+TEST_F(BackupRun, ACancelEndsTheRunAndTheNextOneSendsTheRest) {
+    TempFolder const tree;
+    for (int i = 0; i < 3000; ++i) {
+        tree.Write("d/" + std::to_string(i % 30) + "/f" + std::to_string(i), std::string(2000, 'x') + std::to_string(i));
+    }
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(1, task.StartBackupByUser(0));
+    while (FilesSent() == 0 && ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
+        platform::SleepMilliseconds(1);
+    }
+    task.m_pTaskPrg->CancelMe();
+    WaitForEnd(task);
+    EXPECT_EQ(TaskStateCanceled, task.m_state);
+    __int64 const before = FilesSent();
+    EXPECT_LT(before, 3000);
+
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(3000, FilesSent());
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+}
+
+TEST_F(BackupRun, TheThreadedRoadStoresTheSameTree) {
+    home.Write("config/rampart.ini", "[Options]\nSupportCopyThread=1\nCopySpeedCap=180\n");
+    TempFolder const tree;
+    for (int i = 0; i < 700; ++i) {
+        tree.Write("d/" + std::to_string(i % 7) + "/f" + std::to_string(i), std::string(i, 'y'));
+    }
+    tree.Write("d/huge", std::string(9000000, 'h'));
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+    // The cache holds nothing any more.
+    CString temp;
+    CPathManage::GetTempFolder(temp, 0, 1);
+    EXPECT_EQ(0, KXFolder::GetFolderSize(temp, 0));
+}
+
+TEST_F(BackupRun, ATaskWithoutAServerFolderStaysInTheRegistryUntilItIsEnded) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_serverFilePath = _T("");
+    ASSERT_EQ(1, task.StartBackupByUser(0));
+    platform::SleepMilliseconds(100);
+    EXPECT_TRUE(ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task));
+    EXPECT_EQ(TaskStateRunning, task.m_state);
+    task.EndTask();
+    EXPECT_FALSE(ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task));
+}
+
+}  // namespace rampart::test

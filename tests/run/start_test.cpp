@@ -1,0 +1,90 @@
+// Which starts are allowed, and what is said when one is not.
+#include "progress/task_prg.h"
+#include "support/engine_fixture.h"
+
+namespace rampart::test {
+
+namespace {
+
+using Start = EngineTest;
+
+std::string Contains(CString const& text) {
+    return text.ToUtf8();
+}
+
+}  // namespace
+
+TEST_F(Start, IsRefusedForATaskThatGoesAwayStopsOrIsDisabled) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("mine", {tree.Native("d")});
+
+    task.m_isDeleting = 1;
+    EXPECT_EQ(0, task.StartBackupByUser(0));
+    EXPECT_NE(std::string::npos, Contains(task.GetManualStartErrorMsg()).find("mine"));
+    task.m_isDeleting = 0;
+
+    task.m_pTaskPrg->SetStopping(1);
+    EXPECT_EQ(0, task.StartBackup(1, 1));
+    EXPECT_FALSE(task.GetManualStartErrorMsg().IsEmpty());
+    task.m_pTaskPrg->SetStopping(0);
+
+    task.SetManualStartErrorMsg(_T(""));
+    task.m_state = TaskStateDisabled;
+    EXPECT_EQ(0, task.StartBackup(1, 1));
+    EXPECT_TRUE(task.GetManualStartErrorMsg().IsEmpty());
+    EXPECT_EQ(TaskStateDisabled, task.m_state);
+}
+
+TEST_F(Start, OutsideTheWindowIsRefusedWithAWarning) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("late", {tree.Native("d")});
+    task.m_endDate = CTime(2001, 1, 1, 0, 0, 0);
+    EXPECT_EQ(0, task.StartBackupByUser(0));
+    EXPECT_NE(std::string::npos, Contains(task.GetManualStartErrorMsg()).find("late"));
+    EXPECT_NE(std::string::npos, task.m_runErrorText.ToUtf8().find("late"));
+}
+
+TEST_F(Start, ByHandWhileAnotherTaskRunsWaitsAndDropsQueuedChanges) {
+    TempTree const tree({{"d/a", "a"}, {"e/b", "b"}});
+    CBackupTask& first = MakeTask("first", {tree.Native("d")});
+    CBackupTask& second = MakeTask("second", {tree.Native("e")});
+    ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(&first);
+    second.m_actionList.AddAction(new ActionInfo);  // the list's
+
+    EXPECT_EQ(0, second.StartBackupByUser(0));
+
+    EXPECT_NE(std::string::npos, Contains(second.GetManualStartErrorMsg()).find("first|"));
+    EXPECT_EQ(TaskStateWaiting, second.m_state);
+    EXPECT_FALSE(second.m_actionList.HaveAction());
+    ManageMultipleRunningTask::GetInstance()->RemoveWorkingTaskFromVector(&first);
+    EXPECT_EQ(TaskStateFinished, Run(second));
+}
+
+TEST_F(Start, FromAWatcherOnlySetsTheMarkAndHoldsBackBeforeAResume) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    EXPECT_EQ(0, task.StartBackupByUser(1));
+    EXPECT_EQ(1, task.m_actionsPending);
+
+    task.m_actionsPending = 0;
+    task.m_isResume = 1;
+    task.m_resumeDate = task.GetDating() - CTimeSpan(3600) + CTimeSpan(30);
+    EXPECT_EQ(0, task.StartBackupByUser(1));
+    EXPECT_EQ(0, task.m_actionsPending);
+    EXPECT_FALSE(task.GetManualStartErrorMsg().IsEmpty());
+}
+
+TEST_F(Start, ANetworkSourceThatIsGoneIsTriedAgainAndFailsOnlyAtTheEnd) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_localDirList.front()->path = _T("\\\\no-such-host\\share\\folder");
+    EXPECT_NE(TaskStateFailed, Run(task));
+    EXPECT_EQ(6, task.m_networkRetryCount);
+    EXPECT_EQ(0, task.m_networkRetryArmed);
+    EXPECT_EQ(0, task.m_errorOccured);
+
+    task.m_networkRetryCount = 0;  // the series is used up
+    EXPECT_EQ(TaskStateFailed, Run(task) == TaskStateFailed ? TaskStateFailed : task.m_state);
+}
+
+}  // namespace rampart::test
