@@ -14,9 +14,9 @@ TCHAR GetDiskBySerial(unsigned long serial) {
 }
 
 TCHAR GetDriveFromPath(CString const& path) {
-    const TextView root = path.View().substr(0, RootLength(path));
-    const size_t colon = root.rfind(_T(':'));
-    return colon == TextView::npos || colon == 0 ? TCHAR(0) : TCHAR(root[colon - 1] & ~0x20);
+    TextView root = path.View().substr(0, RootLength(path));
+    root.remove_prefix(root.starts_with(kLongPathPrefix) ? kLongPathPrefix.size() : 0);
+    return root.size() >= 2 && root[1] == _T(':') ? TCHAR(root[0] & ~0x20) : TCHAR(0);
 }
 
 int GetSystemDriver(CString& drive) {

@@ -119,10 +119,16 @@ std::optional<std::string> WithIniValue(std::string_view utf8, TextView section,
 }
 
 TextView UnquotedIniValue(TextView value) {
-    if (value.size() < 2 || value.front() != _T('"') || value.back() != _T('"')) {
+    const auto isQuoted = [](TextView text) {
+        return text.size() >= 2 && text.front() == _T('"') && text.back() == _T('"');
+    };
+    if (!isQuoted(value)) {
         return value;
     }
     const TextView inner = value.substr(1, value.size() - 2);
+    if (isQuoted(inner)) {
+        return inner;
+    }
     for (size_t index = 0; index < inner.size(); index++) {
         if (inner[index] == _T('"') && (index == 0 || inner[index - 1] != _T('\\'))) {
             return value;

@@ -25,7 +25,8 @@ std::vector<IniEntry> ParseIni(std::string_view utf8);
 std::optional<std::string> WithIniValue(std::string_view utf8, platform::TextView section,
                                         platform::TextView key, platform::TextView value);
 
-// A value without the double quotes around it, if it has any and none inside. They keep blanks at its ends.
+// A value without the double quotes around it. They keep blanks at its ends. A value with a quote inside,
+// such as "a" and "b", stays as it is; one that is to begin and end with quotes has two pairs.
 platform::TextView UnquotedIniValue(platform::TextView value);
 
 // Unquoted, and with \n, \t, \\ and \" replaced by what they stand for; another backslash stays as it is.

@@ -87,10 +87,7 @@ int KXFolder::IsDirectory(CString const& path) {
 }
 
 int KXFolder::IsDriveRoot(CString const& path) {
-    const TextView text = path;
-    const size_t root = RootLength(text);
-    const size_t colon = text.find(_T(':'));
-    return root > 0 && root == text.size() && colon != TextView::npos && colon + 2 >= root ? 1 : 0;
+    return GetDriveFromPath(path) != 0 && RootLength(path) == path.View().size() ? 1 : 0;
 }
 
 __int64 KXFolder::GetFolderSize(CString const& path, int) {

@@ -5,6 +5,7 @@
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "platform/clock.h"
+#include "platform/path_mapping.h"
 #include "platform/process.h"
 
 using namespace rampart;
@@ -19,7 +20,11 @@ Text LogName() {
     return name.empty() ? Text(_T("rampart")) : name;
 }
 
+// RAMPART_LOG names another folder.
 Text LogFolder() {
+    if (const std::string folder = platform::EnvironmentVariable("RAMPART_LOG"); !folder.empty()) {
+        return platform::ToEnginePath(folder);
+    }
     return platform::UserDataFolder() + _T("\\") +
            DictUtil::GetValue(_T("IDS_STRCOMPANY"), _T("Rampart")).ToText() + _T("\\") +
            DictUtil::GetValue(_T("IDS_STRPRODUCT"), _T("Rampart")).ToText() + _T("\\logs");

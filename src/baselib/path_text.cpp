@@ -5,8 +5,6 @@
 namespace rampart {
 namespace {
 
-constexpr TextView kLongPrefix = _T("\\\\?\\");
-
 bool IsLetter(TCHAR character) {
     return (character | 0x20) >= _T('a') && (character | 0x20) <= _T('z');
 }
@@ -18,7 +16,7 @@ size_t ComponentEnd(TextView path, size_t begin) {
 }  // namespace
 
 size_t RootLength(TextView path) {
-    const size_t prefix = path.starts_with(kLongPrefix) ? kLongPrefix.size() : 0;
+    const size_t prefix = path.starts_with(kLongPathPrefix) ? kLongPathPrefix.size() : 0;
     const TextView rest = path.substr(prefix);
     if (rest.size() >= 2 && rest[1] == _T(':') && IsLetter(rest[0])) {
         return prefix + (rest.size() > 2 && rest[2] == kBackslash ? 3 : 2);

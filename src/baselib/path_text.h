@@ -8,6 +8,7 @@ namespace rampart {
 using platform::TextView;
 
 inline constexpr TCHAR kBackslash = _T('\\');
+inline constexpr TextView kLongPathPrefix = _T("\\\\?\\");
 
 // Length of the root that the path begins with: "C:\", "C:" alone, "\\server\share\", "\", each behind an
 // optional

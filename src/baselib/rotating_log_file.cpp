@@ -1,5 +1,7 @@
 #include "baselib/rotating_log_file.h"
 
+#include <spdlog/sinks/base_sink-inl.h>  // for a mutex of our own
+
 #include <algorithm>
 
 #include "platform/clock.h"

@@ -10,8 +10,8 @@ using namespace rampart;
 namespace {
 
 constexpr uint64_t kLargestDocument = uint64_t{1} << 30;
-// A text of blanks alone is a value too.
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata_single;
+// A text of blanks alone is a value too, and a value keeps its line ends.
+constexpr unsigned kParseOptions = (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
 
 }  // namespace
 
@@ -31,7 +31,8 @@ bool XMLDocument::Load(CString const& path) {
         const pugi::xml_parse_result result =
             document->load_buffer(content.data(), content.size(), kParseOptions);
         if (!result) {
-            m_impl->error = FormatText(_T("%S, at byte %I64d"), result.description(), static_cast<__int64>(result.offset));
+            m_impl->error = FormatText(_T("%S, at byte %I64d"), result.description(),
+                                       static_cast<__int64>(result.offset));
             return false;
         }
         m_impl->error = CString();

@@ -113,6 +113,10 @@ bool XMLNode::SetValue(CString const& name, CString const& value) {
     return child && child.text().set(value.ToUtf8().c_str());
 }
 
+bool XMLNode::SetValue(CString const& name, TCHAR const* value) {
+    return SetValue(name, CString(value));
+}
+
 bool XMLNode::SetValue(CString const& name, bool value) {
     return SetValue(name, CString(value ? _T("1") : _T("0")));
 }

@@ -1,7 +1,8 @@
 #include "framework/sync.h"
 
-#include <chrono>
+#include "platform/clock.h"
 
+namespace platform = rampart::platform;
 using rampart::SafePointHold;
 
 BOOL CCriticalSection::Lock() {
@@ -10,12 +11,20 @@ BOOL CCriticalSection::Lock() {
     return TRUE;
 }
 
+// In steps on the platform's clock: waits with an end are rare here, and a plain mutex stays visible to the
+// tools that check the order of locks.
 BOOL CCriticalSection::Lock(DWORD timeoutMs) {
     if (timeoutMs == rampart::kWaitForever) {
         return Lock();
     }
-    if (!m_mutex.try_lock_for(std::chrono::milliseconds(timeoutMs))) {
-        return FALSE;
+    constexpr uint32_t kStepMs = 1;
+    platform::Clock& clock = platform::CurrentClock();
+    const uint64_t startMs = clock.MonotonicMilliseconds();
+    while (!m_mutex.try_lock()) {
+        if (clock.MonotonicMilliseconds() - startMs >= timeoutMs) {
+            return FALSE;
+        }
+        clock.Sleep(kStepMs);
     }
     SafePointHold::Begin();
     return TRUE;

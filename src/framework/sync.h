@@ -30,7 +30,7 @@ public:
     BOOL Unlock() override RAMPART_RELEASE();
 
 private:
-    std::recursive_timed_mutex m_mutex;
+    std::recursive_mutex m_mutex;
 };
 
 // An event with a handle, which ends with it.

@@ -66,8 +66,8 @@ public:
 
 class VAULTLIB_API PathUtilities {
 public:
-    static CString Append(CString const& a,
-                          CString const& b);  // joined by exactly one backslash, even if a side is empty
+    // Joined by exactly one backslash, even if a side is empty.
+    static CString Append(CString const& a, CString const& b);
     static CString GetExtension(CString const& path);  // with its point, also of ".profile"
     static CString RemoveExtension(CString const& path);
     static CString GetFileName(CString const& path);  // the last component; trailing backslashes do not count
@@ -78,8 +78,8 @@ public:
     // lie there.
     static CString GetSubPath(CString const& full, CString const& base);
     static CString RemoveBackslash(CString const& path);  // without trailing backslashes, a root's too
-    static CString StripToRoot(
-        CString const& path);                     // "C:\", "\\server\share\" or "\"; empty if there is none
+    // "C:\", "\\server\share\" or "\"; empty if there is none.
+    static CString StripToRoot(CString const& path);
     static bool IsExisting(CString const& path);  // anything of that name, links too
     static int IsHidePath(CString const& path);
     static bool RenameFile(CString const& from, CString const& to);  // false also if `to` exists
@@ -250,6 +250,7 @@ public:
     bool GetValue(CString const& name, __int64& out, __int64 defaultValue) const;
     // Creates or replaces the child element.
     bool SetValue(CString const& name, CString const& value);
+    bool SetValue(CString const& name, TCHAR const* value);
     bool SetValue(CString const& name, bool value);
     bool SetValue(CString const& name, float value);
     bool SetValue(CString const& name, int value);

@@ -101,6 +101,8 @@ using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes
 // Copies content, last-write and access time; uses a shared extent where the file system can, and keeps
 // holes. The target is replaced; copying a file onto itself fails with kSharingViolation and leaves it as it
 // is. On a stop or a failure the partial target is removed. LastError is kRequestAborted after a stop.
-bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress);
+// `shared` hears whether the whole content was shared at one moment, so that a change of the source
+// meanwhile cannot have cut it in two.
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool* shared = nullptr);
 
 }  // namespace rampart::platform

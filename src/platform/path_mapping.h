@@ -16,11 +16,15 @@ Text NameToEngine(std::string_view native);
 std::string NameToNative(TextView engine);
 
 // A whole path. "C:\home\me" is "/home/me" where C: is "/". Forward slashes in an engine path count as
-// backslashes. A path without a drive letter is taken below the root of C:. A path of an unknown drive gives
-// an empty text and the error kPathNotFound. Prefix "\\?\" is accepted and dropped.
+// backslashes, several count as one, and one at the end is dropped. A path without a drive letter is taken
+// below the root of C:. The prefix "\\?\" is accepted and dropped. "." and ".." are resolved in the text and
+// never lead above the drive. Empty on a failure: kPathNotFound for an unknown drive or an empty path,
+// kBadNetworkPath for "\\server\share", and kInvalidName for a path that no file can have (a NUL, a name that
+// would come out as "." or "..").
 std::string ToNativePath(TextView enginePath);
 
-// `native` is absolute; the drive with the longest mount point that holds it gives the letter.
+// The drive with the longest mount point that holds `native` gives the letter; a mount point itself is "D:\".
+// Empty names, "." and ".." are resolved in the text. Empty with kInvalidName if `native` is not absolute.
 Text ToEnginePath(std::string_view native);
 
 }  // namespace rampart::platform

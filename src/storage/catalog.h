@@ -1,7 +1,7 @@
 // What the vault knows about its records, chunks and packs: the metadata seam behind the embedded service.
 //
-// Operations throw StorageError and may be called from any thread. Each writing operation is one durable transaction;
-// those that change the tree give the change sequence right after it.
+// Operations throw StorageError and may be called from any thread. Each writing operation is one durable
+// transaction; those that change the tree give the change sequence right after it.
 #pragma once
 
 #include <functional>
@@ -65,10 +65,12 @@ public:
     virtual int64_t ListFolder(std::string_view path, const RecordVisitor& visit) = 0;
     virtual int64_t ListTree(std::string_view path, const FolderVisitor& visit) = 0;
     virtual int64_t ChangeSequence() = 0;
-    virtual int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders, bool& tooMany) = 0;
+    virtual int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
+                                   bool& tooMany) = 0;
 
     // 0 if the folder exists already.
-    virtual int64_t CreateFolder(std::string_view path, std::string_view description, uint32_t flags, int64_t& id) = 0;
+    virtual int64_t CreateFolder(std::string_view path, std::string_view description, uint32_t flags,
+                                 int64_t& id) = 0;
     virtual int64_t Rename(std::string_view path, std::string_view newName) = 0;
     virtual int64_t Describe(std::string_view path, std::string_view description) = 0;
     // 0 if there was nothing to delete.
@@ -83,7 +85,6 @@ public:
     virtual PackState AddPack() = 0;
     virtual std::vector<PackState> UnsealedPacks() = 0;
     virtual PackState GetPack(int64_t id) = 0;
-    virtual void SealPack(int64_t id) = 0;
     virtual int64_t PackBytes() = 0;  // of all packs
 
     virtual std::string GetSetting(std::string_view name) = 0;

@@ -67,8 +67,8 @@ bool DecodeChunk(const Chunk& chunk, std::string& content) {
     }
     if ((chunk.flags & kChunkCompressed) != 0) {
         content.resize(chunk.size);
-        const size_t size = ZSTD_decompressDCtx(Decompressor(), content.data(), content.size(), chunk.stored.data(),
-                                                chunk.stored.size());
+        const size_t size = ZSTD_decompressDCtx(Decompressor(), content.data(), content.size(),
+                                                chunk.stored.data(), chunk.stored.size());
         if (ZSTD_isError(size) || size != chunk.size) {
             return false;
         }

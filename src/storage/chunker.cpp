@@ -7,18 +7,18 @@ namespace {
 
 class FixedChunker : public Chunker {
 public:
-    explicit FixedChunker(size_t pieceBytes) : pieceBytes_(std::max<size_t>(pieceBytes, 1)) {}
+    explicit FixedChunker(size_t pieceBytes) : m_pieceBytes(std::max<size_t>(pieceBytes, 1)) {}
 
     size_t NextCut(std::string_view data, bool end) const override {
-        if (data.size() >= pieceBytes_) {
-            return pieceBytes_;
+        if (data.size() >= m_pieceBytes) {
+            return m_pieceBytes;
         }
         return end ? data.size() : 0;
     }
-    size_t LongestChunk() const override { return pieceBytes_; }
+    size_t LongestChunk() const override { return m_pieceBytes; }
 
 private:
-    size_t pieceBytes_;
+    size_t m_pieceBytes;
 };
 
 }  // namespace

@@ -35,7 +35,8 @@ constexpr char kUnfinished[] = ".unfinished";
         default:
             break;
     }
-    throw StorageError(code, "cannot " + action + " " + object + ": " + platform::ToUtf8(platform::ErrorText(error)));
+    throw StorageError(
+        code, "cannot " + action + " " + object + ": " + platform::ToUtf8(platform::ErrorText(error)));
 }
 
 void WriteAll(FileHandle& file, uint64_t offset, std::string_view bytes, const std::string& name) {
@@ -51,32 +52,33 @@ void WriteAll(FileHandle& file, uint64_t offset, std::string_view bytes, const s
 
 class AppendFile : public AppendObject {
 public:
-    AppendFile(std::unique_ptr<FileHandle> file, std::string name) : file_(std::move(file)), name_(std::move(name)) {}
+    AppendFile(std::unique_ptr<FileHandle> file, std::string name)
+        : m_file(std::move(file)), m_name(std::move(name)) {}
 
     int64_t Size() override {
         uint64_t size = 0;
-        if (!file_->GetSize(size)) {
-            Fail("measure", name_);
+        if (!m_file->GetSize(size)) {
+            Fail("measure", m_name);
         }
         return static_cast<int64_t>(size);
     }
     void WriteAt(int64_t offset, std::string_view bytes) override {
-        WriteAll(*file_, static_cast<uint64_t>(offset), bytes, name_);
+        WriteAll(*m_file, static_cast<uint64_t>(offset), bytes, m_name);
     }
     void Sync() override {
-        if (!file_->Sync()) {
-            Fail("make durable", name_);
+        if (!m_file->Sync()) {
+            Fail("make durable", m_name);
         }
     }
     void Truncate(int64_t size) override {
-        if (!file_->SetSize(static_cast<uint64_t>(size))) {
-            Fail("shorten", name_);
+        if (!m_file->SetSize(static_cast<uint64_t>(size))) {
+            Fail("shorten", m_name);
         }
     }
 
 private:
-    std::unique_ptr<FileHandle> file_;
-    std::string name_;
+    std::unique_ptr<FileHandle> m_file;
+    std::string m_name;
 };
 
 Text ToEngineName(std::string_view key) {
@@ -88,10 +90,10 @@ Text ToEngineName(std::string_view key) {
 }  // namespace
 
 DirectoryStore::DirectoryStore(const std::string& nativeFolder)
-    : nativeFolder_(nativeFolder), folder_(platform::ToEnginePath(nativeFolder)) {}
+    : m_nativeFolder(nativeFolder), m_folder(platform::ToEnginePath(nativeFolder)) {}
 
 Text DirectoryStore::PathOf(std::string_view key) const {
-    return folder_ + _T("\\") + ToEngineName(key);
+    return m_folder + _T("\\") + ToEngineName(key);
 }
 
 void DirectoryStore::MakeFolderOf(std::string_view key) {
@@ -103,7 +105,7 @@ void DirectoryStore::MakeFolderOf(std::string_view key) {
 
 void DirectoryStore::SyncFolderOf(std::string_view key) {
     const size_t cut = key.rfind('/');
-    const Text folder = cut == std::string_view::npos ? folder_ : PathOf(key.substr(0, cut));
+    const Text folder = cut == std::string_view::npos ? m_folder : PathOf(key.substr(0, cut));
     if (!platform::SyncFolder(folder)) {
         Fail("make durable the folder of", std::string(key));
     }
@@ -114,8 +116,8 @@ void DirectoryStore::Put(const std::string& key, std::string_view bytes) {
     const Text path = PathOf(key);
     const Text unfinished =
         path + _T(".") + ToEngineName(std::to_string(platform::ProcessId()) + kUnfinished);
-    auto file = FileHandle::Open(unfinished, platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate |
-                                                 platform::kOpenTruncate);
+    auto file = FileHandle::Open(unfinished, platform::kOpenRead | platform::kOpenWrite |
+                                                 platform::kOpenCreate | platform::kOpenTruncate);
     if (!file) {
         Fail("create", key);
     }
@@ -134,16 +136,16 @@ void DirectoryStore::Put(const std::string& key, std::string_view bytes) {
         throw;
     }
     SyncFolderOf(key);
-    std::lock_guard lock(openMutex_);
-    open_.erase(key);
+    std::lock_guard lock(m_openMutex);
+    m_open.erase(key);
 }
 
 std::shared_ptr<FileHandle> DirectoryStore::OpenForReading(const std::string& key) {
     {
-        std::lock_guard lock(openMutex_);
-        const auto found = open_.find(key);
-        if (found != open_.end()) {
-            found->second.lastUse = ++useCount_;
+        std::lock_guard lock(m_openMutex);
+        const auto found = m_open.find(key);
+        if (found != m_open.end()) {
+            found->second.lastUse = ++m_useCount;
             return found->second.handle;
         }
     }
@@ -151,13 +153,13 @@ std::shared_ptr<FileHandle> DirectoryStore::OpenForReading(const std::string& ke
     if (!handle) {
         Fail("open", key);
     }
-    std::lock_guard lock(openMutex_);
-    if (open_.size() >= kMostOpenObjects) {
-        open_.erase(std::min_element(open_.begin(), open_.end(), [](const auto& a, const auto& b) {
+    std::lock_guard lock(m_openMutex);
+    if (m_open.size() >= kMostOpenObjects) {
+        m_open.erase(std::min_element(m_open.begin(), m_open.end(), [](const auto& a, const auto& b) {
             return a.second.lastUse < b.second.lastUse;
         }));
     }
-    open_[key] = {handle, ++useCount_};
+    m_open[key] = {handle, ++m_useCount};
     return handle;
 }
 
@@ -184,8 +186,8 @@ std::optional<int64_t> DirectoryStore::Size(const std::string& key) {
 
 void DirectoryStore::Delete(const std::string& key) {
     {
-        std::lock_guard lock(openMutex_);
-        open_.erase(key);
+        std::lock_guard lock(m_openMutex);
+        m_open.erase(key);
     }
     if (!platform::RemoveFile(PathOf(key))) {
         const uint32_t error = platform::LastError();
@@ -199,7 +201,7 @@ void DirectoryStore::List(const std::string& prefix,
                           const std::function<void(const std::string& key, int64_t size)>& visit) {
     const size_t cut = prefix.rfind('/');
     const std::string level = cut == std::string::npos ? std::string() : prefix.substr(0, cut + 1);
-    const Text folder = level.empty() ? folder_ : PathOf(level.substr(0, cut));
+    const Text folder = level.empty() ? m_folder : PathOf(level.substr(0, cut));
     auto reader = platform::DirectoryReader::Open(folder, true);
     if (!reader) {
         const uint32_t error = platform::LastError();
@@ -247,8 +249,8 @@ std::unique_ptr<AppendObject> DirectoryStore::OpenAppend(const std::string& key,
 
 int64_t DirectoryStore::FreeBytes() {
     platform::DiskSpace space{};
-    if (!platform::QueryDiskSpace(folder_, space)) {
-        Fail("measure the disk of", nativeFolder_);
+    if (!platform::QueryDiskSpace(m_folder, space)) {
+        Fail("measure the disk of", m_nativeFolder);
     }
     return static_cast<int64_t>(std::min<uint64_t>(space.availableBytes, INT64_MAX));
 }

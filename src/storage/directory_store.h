@@ -31,16 +31,16 @@ private:
     void SyncFolderOf(std::string_view key);
     std::shared_ptr<platform::FileHandle> OpenForReading(const std::string& key);
 
-    const std::string nativeFolder_;
-    const platform::Text folder_;  // as an engine path
+    const std::string m_nativeFolder;
+    const platform::Text m_folder;  // as an engine path
 
     struct OpenObject {
         std::shared_ptr<platform::FileHandle> handle;
         uint64_t lastUse = 0;
     };
-    std::mutex openMutex_;
-    std::unordered_map<std::string, OpenObject> open_;  // guarded by openMutex_
-    uint64_t useCount_ = 0;                             // guarded by openMutex_
+    std::mutex m_openMutex;
+    std::unordered_map<std::string, OpenObject> m_open;  // guarded by m_openMutex
+    uint64_t m_useCount = 0;                             // guarded by m_openMutex
 };
 
 }  // namespace rampart

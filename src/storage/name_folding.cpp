@@ -43,7 +43,8 @@ std::string FoldUnicode(std::string_view name) {
 }  // namespace
 
 std::string FoldCase(std::string_view name) {
-    const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+    const bool ascii =
+        std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
     if (!ascii) {
         return FoldUnicode(name);
     }

@@ -1,4 +1,5 @@
-// Where the vault's packs and mails lie: named objects of bytes. One of the two seams behind the embedded service.
+// Where the vault's packs and mails lie: named objects of bytes. One of the two seams behind the embedded
+// service.
 //
 // Keys are ASCII with "/" between levels ("packs/0000000001.pack"). Operations throw StorageError (kNoSpace,
 // kVaultReadOnly, kNotFound, kFailed) and may be called from any thread.
@@ -13,8 +14,8 @@
 
 namespace rampart {
 
-// An object that grows, owned by one writer on the whole machine until it is destroyed. One thread at a time, but Sync
-// may run beside WriteAt.
+// An object that grows, owned by one writer on the whole machine until it is destroyed. One thread at a time,
+// but Sync may run beside WriteAt.
 class AppendObject {
 public:
     virtual ~AppendObject() = default;
@@ -37,7 +38,8 @@ public:
     // An object that does not exist counts as deleted.
     virtual void Delete(const std::string& key) = 0;
     // Keys that begin with `prefix`, a level with its "/"; the order is open.
-    virtual void List(const std::string& prefix, const std::function<void(const std::string& key, int64_t size)>& visit) = 0;
+    virtual void List(const std::string& prefix,
+                      const std::function<void(const std::string& key, int64_t size)>& visit) = 0;
     // Null if another writer owns it. `create` makes it if it is missing; otherwise that is kNotFound.
     virtual std::unique_ptr<AppendObject> OpenAppend(const std::string& key, bool create) = 0;
     // Bytes that can still be stored, as far as the store can tell.

@@ -37,7 +37,8 @@ void AppendEntry(const Chunk& chunk, std::string& pack) {
 
 std::optional<EntryHeader> ParseEntryHeader(std::string_view bytes) {
     if (bytes.size() < kEntryHeaderBytes || !bytes.starts_with(kEntryMagic) ||
-        LittleEndianAt<uint64_t>(bytes, kHeaderChecksumAt) != ComputeChecksum(bytes.substr(0, kHeaderChecksumAt))) {
+        LittleEndianAt<uint64_t>(bytes, kHeaderChecksumAt) !=
+            ComputeChecksum(bytes.substr(0, kHeaderChecksumAt))) {
         return std::nullopt;
     }
     EntryHeader header;

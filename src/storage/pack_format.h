@@ -1,5 +1,5 @@
-// The bytes of a pack: a file header, then entries, each a header and the stored bytes of one chunk. A pack can be read
-// from its start without the catalog. All numbers are little-endian.
+// The bytes of a pack: a file header, then entries, each a header and the stored bytes of one chunk. A pack
+// can be read from its start without the catalog. All numbers are little-endian.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ inline constexpr uint32_t kPackVersion = 1;
 std::string PackHeader();
 bool IsPackHeader(std::string_view bytes);
 
-// Entry header: "RPE1", flags, stored size, content size, digest, checksum of the stored bytes, checksum of the header
-// up to here.
+// Entry header: "RPE1", flags, stored size, content size, digest, checksum of the stored bytes, checksum of
+// the header up to here.
 inline constexpr size_t kEntryHeaderBytes = 64;
 
 struct EntryHeader {

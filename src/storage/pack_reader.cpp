@@ -7,8 +7,8 @@ namespace rampart {
 namespace {
 
 [[noreturn]] void FailDamaged(const PlacedChunk& chunk, const std::string& what) {
-    throw StorageError(kContentDamaged, "chunk " + ToHex(chunk.digest) + " in " + PackKey(chunk.place.pack) + " at " +
-                                            std::to_string(chunk.place.offset) + ": " + what);
+    throw StorageError(kContentDamaged, "chunk " + ToHex(chunk.digest) + " in " + PackKey(chunk.place.pack) +
+                                            " at " + std::to_string(chunk.place.offset) + ": " + what);
 }
 
 size_t ReadRange(ObjectStore& store, const PlacedChunk& chunk, void* buffer, size_t size) {
@@ -25,7 +25,8 @@ size_t ReadRange(ObjectStore& store, const PlacedChunk& chunk, void* buffer, siz
 EntryHeader CheckedHeader(const PlacedChunk& chunk, std::string_view bytes) {
     const auto header = ParseEntryHeader(bytes);
     if (!header) {
-        FailDamaged(chunk, bytes.size() < kEntryHeaderBytes ? "the pack is too short" : "no valid entry there");
+        FailDamaged(chunk,
+                    bytes.size() < kEntryHeaderBytes ? "the pack is too short" : "no valid entry there");
     }
     if (header->digest != chunk.digest || header->storedSize != chunk.place.storedSize ||
         header->size != chunk.place.size || header->flags != chunk.place.flags) {
@@ -41,7 +42,7 @@ Chunk PackReader::Read(const PlacedChunk& chunk, std::string& buffer) const {
     if (buffer.size() < size) {
         buffer.resize(size);
     }
-    const std::string_view bytes(buffer.data(), ReadRange(store_, chunk, buffer.data(), size));
+    const std::string_view bytes(buffer.data(), ReadRange(m_store, chunk, buffer.data(), size));
     const EntryHeader header = CheckedHeader(chunk, bytes);
     if (bytes.size() < size) {
         FailDamaged(chunk, "the pack is too short");
@@ -55,7 +56,7 @@ Chunk PackReader::Read(const PlacedChunk& chunk, std::string& buffer) const {
 
 void PackReader::CheckHeader(const PlacedChunk& chunk) const {
     char bytes[kEntryHeaderBytes];
-    CheckedHeader(chunk, {bytes, ReadRange(store_, chunk, bytes, sizeof(bytes))});
+    CheckedHeader(chunk, {bytes, ReadRange(m_store, chunk, bytes, sizeof(bytes))});
 }
 
 }  // namespace rampart

@@ -10,16 +10,17 @@ namespace rampart {
 
 class PackReader {
 public:
-    explicit PackReader(ObjectStore& store) : store_(store) {}
+    explicit PackReader(ObjectStore& store) : m_store(store) {}
 
-    // The chunk's bytes lie in `buffer`. kContentDamaged if what lies there is not the entry of this chunk. Any thread.
+    // The chunk's bytes lie in `buffer`. kContentDamaged if what lies there is not the entry of this chunk.
+    // Any thread.
     Chunk Read(const PlacedChunk& chunk, std::string& buffer) const;
 
     // Only the entry's header, for a check without the data.
     void CheckHeader(const PlacedChunk& chunk) const;
 
 private:
-    ObjectStore& store_;
+    ObjectStore& m_store;
 };
 
 }  // namespace rampart

@@ -13,18 +13,18 @@ constexpr size_t kBufferBytes = 4u << 20;
 }  // namespace
 
 PackWriter::PackWriter(Catalog& catalog, ObjectStore& store, int64_t packLimit)
-    : catalog_(catalog), store_(store), packLimit_(packLimit) {}
+    : m_catalog(catalog), m_store(store), m_packLimit(packLimit) {}
 
 void PackWriter::TrimTails() {
-    for (const PackState& listed : catalog_.UnsealedPacks()) {
-        if (store_.Size(PackKey(listed.id)).value_or(0) <= listed.bytes) {
+    for (const PackState& listed : m_catalog.UnsealedPacks()) {
+        if (m_store.Size(PackKey(listed.id)).value_or(0) <= listed.bytes) {
             continue;
         }
         try {
-            const auto object = store_.OpenAppend(PackKey(listed.id), false);
+            const auto object = m_store.OpenAppend(PackKey(listed.id), false);
             if (object) {
                 // Asked again under the lock: the owner may have committed in between.
-                const PackState pack = catalog_.GetPack(listed.id);
+                const PackState pack = m_catalog.GetPack(listed.id);
                 if (object->Size() > pack.bytes) {
                     object->Truncate(pack.bytes);
                 }
@@ -36,63 +36,63 @@ void PackWriter::TrimTails() {
 }
 
 void PackWriter::Add(std::span<const Chunk> chunks) {
-    std::lock_guard lock(addMutex_);
+    std::lock_guard lock(m_addMutex);
     for (const Chunk& chunk : chunks) {
-        if (pending_.contains(chunk.digest)) {
+        if (m_pending.contains(chunk.digest)) {
             continue;
         }
         OpenPack& pack = CurrentPack();
-        const ChunkPlace place{pack.state.id, pack.state.bytes, static_cast<uint32_t>(chunk.stored.size()), chunk.size,
-                               chunk.flags};
-        AppendEntry(chunk, buffer_);
+        const ChunkPlace place{pack.state.id, pack.state.bytes, static_cast<uint32_t>(chunk.stored.size()),
+                               chunk.size, chunk.flags};
+        AppendEntry(chunk, m_buffer);
         const auto entryBytes = static_cast<int64_t>(kEntryHeaderBytes + chunk.stored.size());
         pack.state.bytes += entryBytes;
-        pendingBytes_ += entryBytes;
-        pending_.emplace(chunk.digest, place);
-        pack.state.sealed = pack.state.bytes >= packLimit_;
-        if (pack.state.sealed || buffer_.size() >= kBufferBytes) {
+        m_pendingBytes += entryBytes;
+        m_pending.emplace(chunk.digest, place);
+        pack.state.sealed = pack.state.bytes >= m_packLimit;
+        if (pack.state.sealed || m_buffer.size() >= kBufferBytes) {
             Flush();
         }
     }
 }
 
 void PackWriter::MarkPending(std::span<const Digest> digests, std::vector<uint8_t>& known) {
-    std::lock_guard lock(addMutex_);
+    std::lock_guard lock(m_addMutex);
     for (size_t i = 0; i < digests.size(); ++i) {
-        known[i] |= static_cast<uint8_t>(pending_.contains(digests[i]));
+        known[i] |= static_cast<uint8_t>(m_pending.contains(digests[i]));
     }
 }
 
 int64_t PackWriter::PendingBytes() {
-    std::lock_guard lock(addMutex_);
-    return pendingBytes_;
+    std::lock_guard lock(m_addMutex);
+    return m_pendingBytes;
 }
 
 void PackWriter::Commit(const Record& record) {
-    std::lock_guard commitLock(commitMutex_);
+    std::lock_guard commitLock(m_commitMutex);
     std::vector<PlacedChunk> chunks;
     std::vector<OpenPack> packs;
     int64_t bytes = 0;
     uint64_t generation = 0;
     {
-        std::lock_guard lock(addMutex_);
-        if (!pending_.empty()) {
+        std::lock_guard lock(m_addMutex);
+        if (!m_pending.empty()) {
             Flush();
-            packs = packs_;
+            packs = m_packs;
         }
-        chunks.reserve(pending_.size());
-        for (const auto& [digest, place] : pending_) {
+        chunks.reserve(m_pending.size());
+        for (const auto& [digest, place] : m_pending) {
             chunks.push_back({digest, place});
         }
-        bytes = pendingBytes_;
-        generation = generation_;
+        bytes = m_pendingBytes;
+        generation = m_generation;
     }
     std::vector<PackState> states;
     for (const OpenPack& pack : packs) {
         try {
             pack.object->Sync();
         } catch (...) {
-            std::lock_guard lock(addMutex_);
+            std::lock_guard lock(m_addMutex);
             Abandon();
             throw;
         }
@@ -100,47 +100,47 @@ void PackWriter::Commit(const Record& record) {
     }
     record(chunks, states);
 
-    std::lock_guard lock(addMutex_);
-    if (generation != generation_) {
+    std::lock_guard lock(m_addMutex);
+    if (generation != m_generation) {
         return;
     }
     for (const PlacedChunk& chunk : chunks) {
-        pending_.erase(chunk.digest);
+        m_pending.erase(chunk.digest);
     }
-    pendingBytes_ -= bytes;
+    m_pendingBytes -= bytes;
     for (const PackState& state : states) {
         if (state.sealed) {
-            std::erase_if(packs_, [&](const OpenPack& pack) { return pack.state.id == state.id; });
+            std::erase_if(m_packs, [&](const OpenPack& pack) { return pack.state.id == state.id; });
         }
     }
 }
 
 PackWriter::OpenPack& PackWriter::CurrentPack() {
-    if (!packs_.empty() && !packs_.back().state.sealed) {
-        return packs_.back();
+    if (!m_packs.empty() && !m_packs.back().state.sealed) {
+        return m_packs.back();
     }
-    for (const PackState& pack : catalog_.UnsealedPacks()) {
-        const bool ours = std::any_of(packs_.begin(), packs_.end(),
+    for (const PackState& pack : m_catalog.UnsealedPacks()) {
+        const bool ours = std::any_of(m_packs.begin(), m_packs.end(),
                                       [&](const OpenPack& open) { return open.state.id == pack.id; });
-        if (!ours && pack.bytes < packLimit_ && Adopt(pack.id)) {
-            return packs_.back();
+        if (!ours && pack.bytes < m_packLimit && Adopt(pack.id)) {
+            return m_packs.back();
         }
     }
-    while (!Adopt(catalog_.AddPack().id)) {
+    while (!Adopt(m_catalog.AddPack().id)) {
     }
-    return packs_.back();
+    return m_packs.back();
 }
 
 bool PackWriter::Adopt(int64_t packId) {
-    PackState pack = catalog_.GetPack(packId);
-    if (pack.bytes > 0 && !store_.Size(PackKey(packId))) {
+    PackState pack = m_catalog.GetPack(packId);
+    if (pack.bytes > 0 && !m_store.Size(PackKey(packId))) {
         return false;
     }
-    std::shared_ptr<AppendObject> object = store_.OpenAppend(PackKey(packId), pack.bytes == 0);
+    std::shared_ptr<AppendObject> object = m_store.OpenAppend(PackKey(packId), pack.bytes == 0);
     if (!object) {
         return false;
     }
-    pack = catalog_.GetPack(packId);
+    pack = m_catalog.GetPack(packId);
     const int64_t size = object->Size();
     if (pack.sealed || size < pack.bytes) {
         // Shorter than what was committed to it: nothing may be written over the gap, verify tells of it.
@@ -150,33 +150,33 @@ bool PackWriter::Adopt(int64_t packId) {
         object->Truncate(pack.bytes);
     }
     if (pack.bytes == 0) {
-        buffer_ = PackHeader();
+        m_buffer = PackHeader();
         pack.bytes = kPackHeaderBytes;
     }
-    packs_.push_back({pack, std::move(object)});
+    m_packs.push_back({pack, std::move(object)});
     return true;
 }
 
 void PackWriter::Flush() {
-    if (buffer_.empty()) {
+    if (m_buffer.empty()) {
         return;
     }
-    OpenPack& pack = packs_.back();
+    OpenPack& pack = m_packs.back();
     try {
-        pack.object->WriteAt(pack.state.bytes - static_cast<int64_t>(buffer_.size()), buffer_);
+        pack.object->WriteAt(pack.state.bytes - static_cast<int64_t>(m_buffer.size()), m_buffer);
     } catch (...) {
         Abandon();
         throw;
     }
-    buffer_.clear();
+    m_buffer.clear();
 }
 
 void PackWriter::Abandon() {
-    pending_.clear();
-    pendingBytes_ = 0;
-    packs_.clear();
-    buffer_.clear();
-    ++generation_;
+    m_pending.clear();
+    m_pendingBytes = 0;
+    m_packs.clear();
+    m_buffer.clear();
+    ++m_generation;
 }
 
 }  // namespace rampart

@@ -16,13 +16,14 @@ namespace rampart {
 
 inline constexpr int64_t kPackLimitBytes = 32 << 20;
 
-// Any thread. Chunks are pending from Add until the next Commit, whoever calls it. A write or sync that fails drops all
-// that is pending: the callers' own commits then find that content missing.
+// Any thread. Chunks are pending from Add until the next Commit, whoever calls it. A write or sync that fails
+// drops all that is pending: the callers' own commits then find that content missing.
 class PackWriter {
 public:
     PackWriter(Catalog& catalog, ObjectStore& store, int64_t packLimit = kPackLimitBytes);
 
-    // Cuts what crashed writers left behind the committed end of their packs. Packs that are in use are left alone.
+    // Cuts what crashed writers left behind the committed end of their packs. Packs that are in use are left
+    // alone.
     void TrimTails();
 
     void Add(std::span<const Chunk> chunks);
@@ -31,7 +32,8 @@ public:
     // Bytes written that no commit covers yet.
     int64_t PendingBytes();
 
-    // Makes what is pending durable, then has `record` bring it into the catalog; it stays pending if that throws.
+    // Makes what is pending durable, then has `record` bring it into the catalog; it stays pending if that
+    // throws.
     using Record = std::function<void(std::span<const PlacedChunk> chunks, std::span<const PackState> packs)>;
     void Commit(const Record& record);
 
@@ -41,24 +43,25 @@ private:
         std::shared_ptr<AppendObject> object;
     };
 
-    // These need addMutex_.
+    // These need m_addMutex.
     OpenPack& CurrentPack();
     bool Adopt(int64_t packId);
     void Flush();
     void Abandon();
 
-    Catalog& catalog_;
-    ObjectStore& store_;
-    const int64_t packLimit_;
+    Catalog& m_catalog;
+    ObjectStore& m_store;
+    const int64_t m_packLimit;
 
-    std::mutex commitMutex_;  // one commit at a time; taken before addMutex_
-    std::mutex addMutex_;     // guards what follows
-    // Packs with content that no commit covers, and as the last one the pack that grows, unless that is sealed.
-    std::vector<OpenPack> packs_;
-    std::string buffer_;  // the tail of the last pack, not written yet
-    std::unordered_map<Digest, ChunkPlace, DigestHash> pending_;
-    int64_t pendingBytes_ = 0;
-    uint64_t generation_ = 0;  // counts the times that pending chunks were dropped
+    std::mutex m_commitMutex;  // one commit at a time; taken before m_addMutex
+    std::mutex m_addMutex;     // guards what follows
+    // Packs with content that no commit covers, and as the last one the pack that grows, unless that is
+    // sealed.
+    std::vector<OpenPack> m_packs;
+    std::string m_buffer;  // the tail of the last pack, not written yet
+    std::unordered_map<Digest, ChunkPlace, DigestHash> m_pending;
+    int64_t m_pendingBytes = 0;
+    uint64_t m_generation = 0;  // counts the times that pending chunks were dropped
 };
 
 }  // namespace rampart

@@ -7,8 +7,8 @@
 
 namespace rampart {
 
-// The names on the way from the root, as views into `path`. Empty names (a doubled, leading or trailing backslash) are
-// passed over, so that "\" gives none.
+// The names on the way from the root, as views into `path`. Empty names (a doubled, leading or trailing
+// backslash) are passed over, so that "\" gives none.
 std::vector<std::string_view> SplitServerPath(std::string_view path);
 
 // Cuts a path into its folder and its last name; both empty for the root.

@@ -14,46 +14,59 @@ bool IsDiskFull(sqlite3* database, int extended) {
     return (extended & 0xff) == SQLITE_IOERR && sqlite3_system_errno(database) == ENOSPC;
 }
 
+std::string ImmutableAddress(const std::string& path) {
+    std::string address = "file:";
+    for (const char c : path) {
+        if (c == '%' || c == '?' || c == '#') {
+            constexpr char kDigits[] = "0123456789abcdef";
+            address.append({'%', kDigits[static_cast<unsigned char>(c) >> 4], kDigits[c & 15]});
+        } else {
+            address.push_back(c);
+        }
+    }
+    return address + "?immutable=1";
+}
+
 }  // namespace
 
 SqliteStatement::~SqliteStatement() {
-    sqlite3_reset(statement_);
+    sqlite3_reset(m_statement);
 }
 
 void SqliteStatement::Check(int result) const {
     if (result != SQLITE_OK) {
-        owner_.Fail(result);
+        m_owner.Fail(result);
     }
 }
 
 SqliteStatement& SqliteStatement::Bind(int parameter, int64_t value) {
-    Check(sqlite3_bind_int64(statement_, parameter, value));
+    Check(sqlite3_bind_int64(m_statement, parameter, value));
     return *this;
 }
 
 SqliteStatement& SqliteStatement::BindText(int parameter, std::string_view text) {
-    Check(sqlite3_bind_text(statement_, parameter, text.empty() ? "" : text.data(), static_cast<int>(text.size()),
-                            SQLITE_STATIC));
+    Check(sqlite3_bind_text(m_statement, parameter, text.empty() ? "" : text.data(),
+                            static_cast<int>(text.size()), SQLITE_STATIC));
     return *this;
 }
 
 SqliteStatement& SqliteStatement::BindBlob(int parameter, std::string_view bytes) {
-    Check(sqlite3_bind_blob64(statement_, parameter, bytes.data(), bytes.size(), SQLITE_STATIC));
+    Check(sqlite3_bind_blob64(m_statement, parameter, bytes.data(), bytes.size(), SQLITE_STATIC));
     return *this;
 }
 
 SqliteStatement& SqliteStatement::BindNull(int parameter) {
-    Check(sqlite3_bind_null(statement_, parameter));
+    Check(sqlite3_bind_null(m_statement, parameter));
     return *this;
 }
 
 bool SqliteStatement::Step() {
-    const int result = sqlite3_step(statement_);
+    const int result = sqlite3_step(m_statement);
     if (result == SQLITE_ROW) {
         return true;
     }
     if (result != SQLITE_DONE) {
-        owner_.Fail(result);
+        m_owner.Fail(result);
     }
     return false;
 }
@@ -64,22 +77,25 @@ void SqliteStatement::Run() {
 }
 
 void SqliteStatement::Reset() {
-    sqlite3_reset(statement_);
+    sqlite3_reset(m_statement);
 }
 
 std::string_view SqliteStatement::Bytes(int column) const {
-    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-    return {data, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(m_statement, column));
+    return {data, static_cast<size_t>(sqlite3_column_bytes(m_statement, column))};
 }
 
-SqliteConnection::SqliteConnection(const std::string& path, const std::string& vaultName, const Settings& settings)
-    : vaultName_(vaultName) {
+SqliteConnection::SqliteConnection(const std::string& path, const std::string& vaultName,
+                                   const Settings& settings)
+    : m_vaultName(vaultName) {
     int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     flags |= settings.readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     flags |= settings.create ? SQLITE_OPEN_CREATE : 0;
+    const std::string name = settings.immutable ? ImmutableAddress(path) : path;
+    flags |= settings.immutable ? SQLITE_OPEN_URI : 0;
     sqlite3* database = nullptr;
-    const int result = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
-    database_.reset(database);
+    const int result = sqlite3_open_v2(name.c_str(), &database, flags, nullptr);
+    m_database.reset(database);
     if (result != SQLITE_OK) {
         Fail(result);
     }
@@ -91,10 +107,11 @@ SqliteConnection::SqliteConnection(const std::string& path, const std::string& v
 }
 
 SqliteStatement SqliteConnection::Prepare(const char* sql) {
-    auto& statement = statements_[sql];
+    auto& statement = m_statements[sql];
     if (!statement) {
         sqlite3_stmt* prepared = nullptr;
-        const int result = sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+        const int result =
+            sqlite3_prepare_v3(m_database.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
         if (result != SQLITE_OK) {
             Fail(result);
         }
@@ -104,7 +121,7 @@ SqliteStatement SqliteConnection::Prepare(const char* sql) {
 }
 
 void SqliteConnection::Execute(const char* sql) {
-    const int result = sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
+    const int result = sqlite3_exec(m_database.get(), sql, nullptr, nullptr, nullptr);
     if (result != SQLITE_OK) {
         Fail(result);
     }
@@ -116,19 +133,20 @@ int64_t SqliteConnection::Number(const char* sql) {
 }
 
 void SqliteConnection::Fail(int result) const {
-    sqlite3* database = database_.get();
+    sqlite3* database = m_database.get();
     const int extended = database != nullptr ? sqlite3_extended_errcode(database) : result;
     const std::string reason = database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(result);
-    const std::string catalog = "the catalog of the vault at " + vaultName_;
+    const std::string catalog = "the catalog of the vault at " + m_vaultName;
     if (IsDiskFull(database, extended)) {
-        throw StorageError(kNoSpace, "the disk of the vault at " + vaultName_ + " is full");
+        throw StorageError(kNoSpace, "the disk of the vault at " + m_vaultName + " is full");
     }
     switch (extended & 0xff) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
-            throw StorageError(kVaultDamaged, catalog + " is damaged: " + reason +
-                                                  "; its packs are untouched; restore a snapshot of the catalog with "
-                                                  "the vault's repair");
+            throw StorageError(kVaultDamaged,
+                               catalog + " is damaged: " + reason +
+                                   "; its packs are untouched; restore a snapshot of the catalog with "
+                                   "the vault's repair");
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
             throw StorageError(kConnectionFailed, catalog + " is kept busy by another process");
@@ -136,8 +154,12 @@ void SqliteConnection::Fail(int result) const {
         case SQLITE_PERM:
         case SQLITE_AUTH:
             throw StorageError(kVaultReadOnly, catalog + " cannot be written: " + reason);
-        case SQLITE_CANTOPEN:
-            throw StorageError(kVaultReadOnly, catalog + " cannot be opened: " + reason);
+        case SQLITE_CANTOPEN: {
+            const int number = sqlite3_system_errno(database);
+            const bool forbidden = number == EACCES || number == EPERM || number == EROFS;
+            throw StorageError(forbidden ? kVaultReadOnly : kConnectionFailed,
+                               catalog + " cannot be opened: " + reason);
+        }
         case SQLITE_NOMEM:
             throw std::bad_alloc();
         default:
@@ -145,15 +167,14 @@ void SqliteConnection::Fail(int result) const {
     }
 }
 
-SqliteTransaction::SqliteTransaction(SqliteConnection& connection, Kind kind) : connection_(connection) {
-    SqliteStatement statement = connection_.Prepare(kind == kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
-    statement.Run();
+SqliteTransaction::SqliteTransaction(SqliteConnection& connection, Kind kind) : m_connection(connection) {
+    m_connection.Prepare(kind == kWrite ? "BEGIN IMMEDIATE" : "BEGIN").Run();
 }
 
 SqliteTransaction::~SqliteTransaction() {
-    if (open_) {
+    if (m_open) {
         try {
-            connection_.Execute("ROLLBACK");
+            m_connection.Prepare("ROLLBACK").Run();
         } catch (...) {
             // A failure that had ended the transaction by itself.
         }
@@ -161,9 +182,8 @@ SqliteTransaction::~SqliteTransaction() {
 }
 
 void SqliteTransaction::Commit() {
-    SqliteStatement statement = connection_.Prepare("COMMIT");
-    statement.Run();
-    open_ = false;
+    m_connection.Prepare("COMMIT").Run();
+    m_open = false;
 }
 
 }  // namespace rampart

@@ -11,12 +11,12 @@
 
 namespace rampart {
 
-// A prepared statement in use; reset when it goes out of scope. Columns count from 0, parameters from 1. Failures throw
-// StorageError.
+// A prepared statement in use; reset when it goes out of scope. Columns count from 0, parameters from 1.
+// Failures throw StorageError.
 class SqliteStatement {
 public:
     SqliteStatement(const class SqliteConnection& owner, sqlite3_stmt* statement)
-        : owner_(owner), statement_(statement) {}
+        : m_owner(owner), m_statement(statement) {}
     ~SqliteStatement();
     SqliteStatement(const SqliteStatement&) = delete;
     SqliteStatement& operator=(const SqliteStatement&) = delete;
@@ -31,15 +31,15 @@ public:
     void Run();   // a statement without rows, or whose rows do not matter; can be run again with other values
     void Reset();
 
-    int64_t Int(int column) const { return sqlite3_column_int64(statement_, column); }
-    bool IsNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+    int64_t Int(int column) const { return sqlite3_column_int64(m_statement, column); }
+    bool IsNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
     std::string_view Bytes(int column) const;  // a text or a blob, until the next step
 
 private:
     void Check(int result) const;
 
-    const SqliteConnection& owner_;
-    sqlite3_stmt* statement_;
+    const SqliteConnection& m_owner;
+    sqlite3_stmt* m_statement;
 };
 
 // One thread at a time.
@@ -48,6 +48,7 @@ public:
     struct Settings {
         bool readOnly = false;
         bool create = false;
+        bool immutable = false;  // a read-only medium: no locks, no log
         int busyTimeoutMs = 30000;
         int cacheKibibytes = 8192;
     };
@@ -56,7 +57,7 @@ public:
 
     // `sql` must be a literal: statements are kept by its address.
     SqliteStatement Prepare(const char* sql);
-    void Execute(const char* sql);  // one or several statements without parameters
+    void Execute(const char* sql);    // one or several statements without parameters
     int64_t Number(const char* sql);  // first column of the first row
 
     // Throws a StorageError for the last failure of this connection.
@@ -69,9 +70,9 @@ private:
     struct FinalizeStatement {
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
-    const std::string vaultName_;
-    std::unique_ptr<sqlite3, CloseDatabase> database_;
-    std::unordered_map<const char*, std::unique_ptr<sqlite3_stmt, FinalizeStatement>> statements_;
+    const std::string m_vaultName;
+    std::unique_ptr<sqlite3, CloseDatabase> m_database;
+    std::unordered_map<const char*, std::unique_ptr<sqlite3_stmt, FinalizeStatement>> m_statements;
 };
 
 // Rolls back unless committed.
@@ -85,8 +86,8 @@ public:
     void Commit();
 
 private:
-    SqliteConnection& connection_;
-    bool open_ = true;
+    SqliteConnection& m_connection;
+    bool m_open = true;
 };
 
 }  // namespace rampart

@@ -12,11 +12,11 @@ namespace rampart {
 
 class StorageError : public std::runtime_error {
 public:
-    StorageError(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
-    int code() const { return code_; }
+    StorageError(int code, const std::string& text) : std::runtime_error(text), m_code(code) {}
+    int code() const { return m_code; }
 
 private:
-    int code_;
+    int m_code;
 };
 
 // Runs `body`, which gives a ServiceResult, and lets no exception out.

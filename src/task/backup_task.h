@@ -262,6 +262,25 @@ class VAULTLIB_API CBackupTask {
     int BackupDir(CString& path, CString serverFolder, int recurse);
     int BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread);
     void BackupDrive(CString& path, CString const& serverFolder);
+
+   private:
+    // The progress counters before a try of a file, which a retry puts back.
+    struct RetryCounters {
+        __int64 sent;
+        __int64 total;
+        __int64 startBytes;
+    };
+    // What follows from a nonzero code of a file's transfer: a retry, or the code itself, reported.
+    int AnswerUploadCode(int code, CString& path, CString const& serverFolder, int attempt, int fromCacheThread,
+                         RetryCounters const& counters);
+    // Makes the server folder of one local folder. False: `r` is the file-level result that ends the folder.
+    bool MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
+                          bool& tryAgain);
+    int WalkBackupDir(CString const& path, CString const& serverFolder);
+    // The thread of the last run and the workers that it left: they use this object until their very end.
+    void WaitForThreads();
+
+    rampart::Word<HANDLE> m_runThread = nullptr;
 };
 
 // Thread entries of a run; `task` is a CBackupTask.

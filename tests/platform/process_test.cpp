@@ -69,8 +69,9 @@ TEST(SystemInformation, ThisProcessAndMachine) {
 }
 
 TEST(StartProcess, AProgramThatIsNotThereIsAnError) {
+    TempHome home;
     SetLastError(kNoError);
-    EXPECT_FALSE(StartProcess(_T("no-such-program-anywhere --option")));
+    EXPECT_FALSE(StartProcess(FromUtf8("'" + home.Native("none") + "' --option")));
     EXPECT_EQ(LastError(), kFileNotFound);
     SetLastError(kNoError);
     EXPECT_FALSE(StartProcess(_T("\"open quote")));

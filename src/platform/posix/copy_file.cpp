@@ -36,6 +36,7 @@ public:
         m_isPartial = !CopyContent();
         return !m_isPartial;
     }
+    bool IsShared() const { return m_isShared; }
 
 private:
     bool OpenSource() {
@@ -100,6 +101,7 @@ private:
             return MoveRange(0, m_total, /*buffered=*/true);
         }
         if (ioctl(m_target.Get(), FICLONE, m_source.Get()) == 0) {
+            m_isShared = true;
             return true;
         }
         const bool sparse = static_cast<uint64_t>(m_status.st_blocks) * kBlock < m_total;
@@ -185,6 +187,7 @@ private:
     Descriptor m_target;
     struct stat m_status = {};
     bool m_isPartial = false;  // the target holds something, but not the whole
+    bool m_isShared = false;
     uint64_t m_total = 0;
     uint64_t m_reported = 0;
     std::unique_ptr<char[]> m_buffer;
@@ -192,11 +195,18 @@ private:
 
 }  // namespace
 
-bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress) {
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool* shared) {
     std::string source = ToNativePath(from);
     std::string target = ToNativePath(to);
-    return !source.empty() && !target.empty() &&
-           FileCopy(std::move(source), std::move(target), progress).Run();
+    if (source.empty() || target.empty()) {
+        return false;
+    }
+    FileCopy copy(std::move(source), std::move(target), progress);
+    const bool done = copy.Run();
+    if (shared != nullptr) {
+        *shared = copy.IsShared();
+    }
+    return done;
 }
 
 }  // namespace rampart::platform

@@ -1,0 +1,78 @@
+// What the scan pays for configuration, texts, paths, listings and log lines.
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "interfaces/baselib.h"
+#include "platform/path_mapping.h"
+#include "platform/process.h"
+
+namespace {
+
+void ConfigInt(benchmark::State& state) {
+    const CString section = _T("Options"), key = _T("AllowUploadTempAndVirtualFiles"), none;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(DictUtil::GetConfigInt(section, key, none, none));
+    }
+}
+BENCHMARK(ConfigInt)->Threads(1)->Threads(2);
+
+void ConfigIntFromLiterals(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            DictUtil::GetConfigInt(_T("Options"), _T("IgnoreTimeSpan"), _T("3"), _T("")));
+    }
+}
+BENCHMARK(ConfigIntFromLiterals);
+
+void DictionaryText(benchmark::State& state) {
+    const CString key = _T("IDS_STRENCRYFOLDER"), none;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(DictUtil::GetValue(key, none));
+    }
+}
+BENCHMARK(DictionaryText);
+
+void AppendPath(benchmark::State& state) {
+    const CString folder = _T("C:\\home\\someone\\documents\\projects\\2024"),
+                  name = _T("a file of some length.txt");
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(PathUtilities::Append(folder, name));
+    }
+}
+BENCHMARK(AppendPath);
+
+void DebugLine(benchmark::State& state) {
+    const CString line =
+        _T("Upload: \"C:\\home\\someone\\documents\\projects\\2024\\a file of some length.txt\", 0");
+    for (auto _ : state) {
+        GetManageDebugLog().AddDebugInfo(line, 0);
+    }
+}
+BENCHMARK(DebugLine);
+
+// One folder, its entries with size and time; the items are the entries.
+void ListFolder(benchmark::State& state) {
+    namespace fs = std::filesystem;
+    const fs::path folder =
+        fs::temp_directory_path() / ("rampart-bench-" + std::to_string(rampart::platform::ProcessId()));
+    fs::create_directories(folder);
+    for (int index = 0; index < state.range(0); index++) {
+        std::ofstream(folder / ("file number " + std::to_string(index) + ".txt"));
+    }
+    const CString pattern =
+        CString(rampart::TextView(rampart::platform::ToEnginePath(folder.string()))) + _T("\\*.*");
+    for (auto _ : state) {
+        KXFileFind finder;
+        for (int working = finder.FindFile(pattern); working;) {
+            working = finder.FindNextFileW();
+            benchmark::DoNotOptimize(finder.GetLength());
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    fs::remove_all(folder);
+}
+BENCHMARK(ListFolder)->Arg(100)->Arg(20000)->Unit(benchmark::kMillisecond);
+
+}  // namespace

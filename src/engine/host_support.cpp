@@ -1,0 +1,75 @@
+#include "engine/host_support.h"
+
+#include "interfaces/baselib.h"
+#include "paths/path_manage.h"
+#include "platform/clock.h"
+#include "platform/path_mapping.h"
+#include "platform/terminal.h"
+
+namespace rampart {
+
+namespace {
+
+// What the path mapping makes of the two wildcards.
+constexpr TCHAR kMappedStar = 0xF02A;
+constexpr TCHAR kMappedQuestionMark = 0xF03F;
+
+}  // namespace
+
+CString ToEnginePath(std::string const& nativePath) {
+    std::string path = platform::AbsoluteNativePath(nativePath);
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return CString(platform::TextView(platform::ToEnginePath(path)));
+}
+
+std::string ToNativePath(CString const& enginePath) {
+    return platform::ToNativePath(enginePath.View());
+}
+
+std::string ToNativeName(CString const& name) {
+    return platform::NameToNative(name.View());
+}
+
+CString ToEnginePattern(std::string const& pattern) {
+    bool const isAbsolute = !pattern.empty() && pattern.front() == '/';
+    CString text =
+        isAbsolute ? ToEnginePath(pattern) : CString(platform::TextView(platform::NameToEngine(pattern)));
+    text.Replace(kMappedStar, _T('*'));
+    text.Replace(kMappedQuestionMark, _T('?'));
+    text.Replace(_T('/'), _T('\\'));
+    return text;
+}
+
+bool IsErrorTerminal() {
+    return platform::IsTerminal(platform::StandardStream::kError);
+}
+
+bool IsOutputTerminal() {
+    return platform::IsTerminal(platform::StandardStream::kOutput);
+}
+
+int TerminalWidth() {
+    return platform::TerminalWidth();
+}
+
+void CatchInterrupts() {
+    platform::CatchInterrupts();
+}
+
+bool IsInterrupted() {
+    return platform::IsInterrupted();
+}
+
+void SleepMilliseconds(unsigned int milliseconds) {
+    platform::SleepMilliseconds(milliseconds);
+}
+
+CString ApplicationDataFolder() {
+    CString folder;
+    CPathManage::GetOrCreateInAppDataPath(_T(""), folder);
+    return folder;
+}
+
+}  // namespace rampart

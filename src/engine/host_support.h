@@ -1,0 +1,31 @@
+// What a console host needs from the system: native paths, the terminal, the user's interrupt.
+#pragma once
+
+#include <string>
+
+#include "framework/framework.h"
+
+namespace rampart {
+
+// Paths as people type them (any bytes; relative ones from the working folder) to engine paths and back.
+VAULTLIB_API CString ToEnginePath(std::string const& nativePath);
+VAULTLIB_API std::string ToNativePath(CString const& enginePath);
+// The bytes of one name of an engine path.
+VAULTLIB_API std::string ToNativeName(CString const& name);
+// A wildcard pattern: as ToEnginePath for an absolute one, with * and ? kept; any other only with its slashes turned.
+VAULTLIB_API CString ToEnginePattern(std::string const& pattern);
+
+VAULTLIB_API bool IsErrorTerminal();   // standard error is a terminal
+VAULTLIB_API bool IsOutputTerminal();
+VAULTLIB_API int TerminalWidth();
+
+// Notes an interrupt instead of ending the process; a second one ends it at once with exit code 6.
+VAULTLIB_API void CatchInterrupts();
+VAULTLIB_API bool IsInterrupted();
+
+VAULTLIB_API void SleepMilliseconds(unsigned int milliseconds);
+
+// Folder of the application's own data, as an engine path.
+VAULTLIB_API CString ApplicationDataFolder();
+
+}  // namespace rampart

@@ -1,0 +1,23 @@
+// The umbrella header of vaultlib, the only one that a host includes.
+#pragma once
+
+#include "engine/host_support.h"
+#include "engine/loop_item.h"
+#include "engine/main_wnd.h"
+#include "engine/vaultlib_app.h"
+#include "eventlog/error_log.h"
+#include "framework/framework.h"
+#include "interfaces/baselib.h"
+#include "interfaces/filterlib.h"
+#include "interfaces/progresslib.h"
+#include "interfaces/transferlib.h"
+#include "interfaces/vault_admin.h"
+#include "link/manage_multiple_running_task.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+#include "paths/path_manage.h"
+#include "progress/prg_attachment.h"
+#include "progress/progress_bar.h"
+#include "progress/simple_prg.h"
+#include "progress/task_prg.h"
+#include "task/backup_task.h"

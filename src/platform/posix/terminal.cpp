@@ -1,0 +1,82 @@
+#include "platform/terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+
+namespace rampart::platform {
+
+namespace {
+
+constexpr int kDefaultWidth = 80;
+constexpr int kInterruptedExitCode = 6;
+
+std::atomic<bool> s_interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "used in a signal handler");
+
+void OnSignal(int) {
+    if (s_interrupted.exchange(true)) {
+        _exit(kInterruptedExitCode);
+    }
+}
+
+int DescriptorOf(StandardStream stream) {
+    switch (stream) {
+        case StandardStream::kInput:
+            return STDIN_FILENO;
+        case StandardStream::kOutput:
+            return STDOUT_FILENO;
+        default:
+            return STDERR_FILENO;
+    }
+}
+
+}  // namespace
+
+bool IsTerminal(StandardStream stream) {
+    return isatty(DescriptorOf(stream)) == 1;
+}
+
+int TerminalWidth() {
+    for (StandardStream const stream : {StandardStream::kError, StandardStream::kOutput}) {
+        winsize size{};
+        if (ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+            return size.ws_col;
+        }
+    }
+    return kDefaultWidth;
+}
+
+void CatchInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = &OnSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(signal, &action, nullptr);
+    }
+    // A reader that went away is an error of a write, not the end of the process.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool IsInterrupted() {
+    return s_interrupted;
+}
+
+std::string WorkingFolder() {
+    std::error_code error;
+    return std::filesystem::current_path(error).string();
+}
+
+std::string AbsoluteNativePath(const std::string& path) {
+    if (!path.empty() && path.front() == '/') {
+        return path;
+    }
+    std::string const folder = WorkingFolder();
+    return path.empty() || path == "." ? folder : folder + (folder == "/" ? "" : "/") + path;
+}
+
+}  // namespace rampart::platform

@@ -1,0 +1,23 @@
+// The terminal of a console program, its wish to be interrupted, and its working folder.
+#pragma once
+
+#include <string>
+
+namespace rampart::platform {
+
+enum class StandardStream { kInput, kOutput, kError };
+
+bool IsTerminal(StandardStream stream);
+// Columns of the terminal behind standard error or output; 80 when unknown.
+int TerminalWidth();
+
+// From now on an interrupt (Ctrl-C, a polite end by the system) is noted instead of ending the process; a second one
+// ends it at once, with the exit code 6.
+void CatchInterrupts();
+bool IsInterrupted();
+
+// Absolute native path of the working folder, and a path made absolute against it. Nothing is resolved.
+std::string WorkingFolder();
+std::string AbsoluteNativePath(const std::string& path);
+
+}  // namespace rampart::platform

@@ -1,0 +1,130 @@
+// One folder of the list: made on the server, and walked where a host asks for that.
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "engine/vaultlib_app.h"
+#include "paths/path_manage.h"
+#include "progress/task_prg.h"
+#include "run/recovery.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/server_match.h"
+#include "run/server_folder.h"
+#include "run/service_codes.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::Service;
+
+bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
+                                   bool& tryAgain) {
+    CString const flag = PathUtilities::IsHidePath(path) ? _T("N") : _T("Y");
+    CString const serverPath = serverFolder + _T("\\") + name;
+    CString localPath = path;
+    auto make = [&] { return ApiUtil::AddEditFolder(serverPath, name, name, flag); };
+    auto fail = [&](__int64 code) {
+        r = code;
+        rampart::FailRun(this, rampart::DictText(_T("CreateFolderError")) + serverPath);
+        NoteSkippedEntry({localPath, ApiUtil::GetQuilString(code), true});
+        return false;
+    };
+    r = make();
+    bool const firstCall = r != Service::kSessionLost;
+    if (r == Service::kSessionLost) {
+        if (!ReLogon(1)) {
+            return true;
+        }
+        r = make();
+    }
+    if (r == Service::kConnectionFailed) {
+        if (!rampart::Reconnect(nullptr)) {
+            return fail(r);
+        }
+        r = make();
+        return true;
+    }
+    CString const reported = PathUtilities::Append(serverFolder, name);
+    if (r == Service::kTooManyItems || r == Service::kTooManyItemsFree) {
+        LogUploadFileResultInfo(r, reported, path, 0);
+        return false;
+    }
+    if (r == Service::kNoSpace) {
+        tryAgain = rampart::UserMadeRoom();
+        if (!tryAgain) {
+            LogUploadFileResultInfo(r, reported, path, 0);
+        }
+        return false;
+    }
+    if (r == Service::kTwoFactor && firstCall) {
+        return false;
+    }
+    if (r < Service::kNoSpace) {
+        return fail(r);
+    }
+    return true;
+}
+
+int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
+    Debug(_T("Task: backup dir-") + path);
+    path = rampart::WithoutTrailingBackslash(path);
+    CString const name = rampart::LastElement(path);
+    CString const serverPath = serverFolder + _T("\\") + name;
+    __int64 r = 0;
+    rampart::ServerFile record;
+    if (!rampart::FindServerFile(serverPath, path, record)) {
+        // Another folder may hold the parent's name in another case.
+        rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path));
+        bool tryAgain = false;
+        if (!MakeServerFolder(path, serverFolder, name, r, tryAgain)) {
+            return tryAgain ? BackupDir(path, serverFolder, recurse) : static_cast<int>(r);
+        }
+    }
+    if (r == Service::kCancelled) {
+        return Service::kCancelled;
+    }
+    if (recurse == 0) {
+        return r <= Service::kNoSpace ? static_cast<int>(r) : Service::kOk;
+    }
+    return WalkBackupDir(path, serverPath);
+}
+
+int CBackupTask::WalkBackupDir(CString const& path, CString const& serverFolder) {
+    int code = Service::kOk;
+    try {
+        KXFileFind find;
+        int more = find.FindFile(ApiUtil::PathToFullPath(path) + _T("\\*.*"));
+        while (more != 0) {
+            more = find.FindNextFileW();
+            if (find.IsDots() || (find.IsTemporary() && !rampart::AllowTemporaryFiles())) {
+                continue;
+            }
+            CString entry = PathUtilities::Append(path, find.GetFileName());
+            bool const isFolder = find.IsDirectory() != 0;
+            if (isFolder) {
+                if (m_filterType != _T("1") &&
+                    CPathManage::FilterFolder(entry, &m_filtedPathList, m_filterType) != 0) {
+                    continue;
+                }
+                code = BackupDir(entry, serverFolder, 1);
+            } else {
+                if (CheckFileFilter(entry, &m_filterExList, &m_filtedPathList, m_filterType) != 0) {
+                    continue;
+                }
+                code = BackupFile(entry, serverFolder, 0, 0);
+            }
+            if (code == Service::kTooManyItems || code == Service::kTooManyItemsFree) {
+                LogUploadFileResultInfo(code, serverFolder, entry, 0);
+                return code;
+            }
+            if (code == Service::kConnectionFailed || code == Service::kCancelled || code == Service::kFatal) {
+                return code;
+            }
+            __int64 balanceCode = 0;
+            if (code == Service::kNoSpace && (isFolder || GetUserHaveSpace(balanceCode) <= 0)) {
+                return code;
+            }
+        }
+    } catch (...) {
+        rampart::LogUnexpected(_T("Unexpected error:  BackupDir"));
+    }
+    return code;
+}

@@ -1,0 +1,249 @@
+// The full run of one task, stage by stage.
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+#include "paths/path_manage.h"
+#include "platform/clock.h"
+#include "progress/task_prg.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/service_codes.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::Service;
+using rampart::DictText;
+
+namespace {
+
+constexpr int kBelowNormal = -1;
+constexpr uint32_t kJoinWorkersMs = 2;
+constexpr uint32_t kJoinCopyMs = 1;
+constexpr int kModes = 16;
+
+// One run of a task and what its stages share. A stage that answers false ends the run.
+class FullRun {
+   public:
+    explicit FullRun(CBackupTask& task) : m_task(task) {}
+
+    // False when the task has nowhere to store its files: the thread then ends at once, with no end of the run.
+    bool Begin();
+    void Stages();
+    __int64& Result() { return m_result; }
+
+   private:
+    bool Connect();
+    bool Scan();
+    bool EnterFiles();
+    bool MakeTargetFolder();
+    void Upload();
+    void UploadThroughCache();
+    void JoinCopyThread();
+    CTaskPrgClass& Progress() { return *m_task.m_pTaskPrg; }
+
+    CBackupTask& m_task;
+    __int64 m_result = Service::kOk;
+    CStringList m_list{100};
+    CString m_topFolder;
+    __int64 m_need = 0;
+    __int64 m_total = 0;
+};
+
+bool FullRun::Begin() {
+    rampart::RecordEvent(&m_task, DictText(_T("EventLogStart")), EVENT_INFO);
+    Debug(_T("------Task:BackupThread------"));
+    CString line = _T("TaskName:") + m_task.m_taskName;
+    if (m_task.IsEmailBackup()) {
+        line += _T(". EmailTask:Email Task. ");
+    }
+    Debug(line + _T(" TaskType:") + GlobalFunction::GetTaskStyType(m_task.m_type % kModes));
+    if (theVaultLibApp.m_pBackupManage != nullptr) {
+        theVaultLibApp.m_pBackupManage->SetScanDivideBatchIndex(0);
+    }
+    CPathManage::RestoreUIFilterToVector(m_task.m_filterExList);
+    CPathManage::RestoreUIFiltedPathToVector(m_task.m_filtedPathList);
+    if (m_task.m_serverFilePath.IsEmpty()) {
+        Debug(_T("BackupThread-- server path is empty"));
+        return false;
+    }
+    if (theVaultLibApp.m_pMainWnd != nullptr) {
+        theVaultLibApp.m_pMainWnd->StartTrayAnimation();
+    }
+    m_topFolder = rampart::WithoutTrailingBackslash(m_task.GetTopFolder());
+    m_task.InitProgressBar();
+    m_task.m_runErrorText = _T("");
+    m_task.m_hadFileFailure = 0;
+    m_task.ResetCopyThread();
+    m_task.SetReCheckSize(1);
+    m_task.m_pendingChange = 0;
+    return true;
+}
+
+void FullRun::Stages() {
+    if (m_task.IsEmailBackup()) {
+        m_result = Service::kSkipped;
+        rampart::FailRun(&m_task, DictText(_T("EmailTaskNotSupported")));
+        return;
+    }
+    if (!Connect() || !Scan()) {
+        return;
+    }
+    __int64 ignored = 0;  // the run goes on whatever was answered; the upload then meets the full account
+    m_task.CheckAccountSpace(m_need, ignored);
+    if (EnterFiles() && MakeTargetFolder()) {
+        Upload();
+    }
+}
+
+bool FullRun::Connect() {
+    unsigned long error = 0;
+    if (KXFolder::ConnectUNC(m_topFolder, error)) {
+        Progress().SetState(ProgressStateSearching);
+        Progress().SetByteSend(0, 0);
+        return true;
+    }
+    CString const start = DictText(_T("NetworkPathError")) + m_topFolder + _T(" ");
+    CString const first = start + DictText(_T("NetworkTipError"));
+    m_task.RetryConnectNetworkPath(error, m_topFolder);
+    CString const second = start + GetLastErrorMsgEx(error);
+    bool const retriesLeft = m_task.m_networkRetryCount >= 1;
+    m_task.m_errorOccured = retriesLeft ? 0 : 1;
+    if (!retriesLeft) {
+        m_result = Service::kSkipped;
+    }
+    for (CString const& text : {first, second}) {
+        rampart::RecordEvent(&m_task, text, retriesLeft ? EVENT_WARNING : EVENT_ERROR);
+    }
+    return false;
+}
+
+bool FullRun::Scan() {
+    Debug(_T("BackupThread-- start scan local paths"));
+    if (!m_task.CalculateBackupFilesSize(m_need, m_total, m_list, m_result)) {
+        return false;
+    }
+    Debug(_T("BackupThread-- finish scan local paths"));
+    if (m_list.GetCount() > 1) {
+        m_task.m_networkRetryCount = 0;  // a scan that found something ends a series of retries
+    }
+    return true;
+}
+
+bool FullRun::EnterFiles() {
+    try {
+        if (!rampart::IsRunEnding(&Progress())) {
+            Progress().InitFileList(m_list);
+        }
+    } catch (...) {
+        m_result = Service::kUnexpected;
+        Debug(_T("Unexpected error:  BackupThread--PrepareEmailBackupCacheError"));
+        rampart::FailRun(&m_task, DictText(_T("PrepareEmailBackupCacheError")));
+        return false;
+    }
+    if (rampart::IsCancelled(&Progress())) {
+        m_result = Service::kCancelled;
+        return false;
+    }
+    return !rampart::IsAppEnding();
+}
+
+bool FullRun::MakeTargetFolder() {
+    auto make = [&] {
+        return rampart::Guarded(_T("Error:CreateSrvFolder"), 1, [&] {
+            return GlobalFunction::CreateSrvFolder(m_task.m_serverFilePath, m_task.m_description, m_task.m_taskName,
+                                                   &m_result);
+        });
+    };
+    if (!make()) {
+        if (m_result == Service::kTwoFactor) {
+            return false;
+        }
+        if (m_result == Service::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
+            rampart::FailRun(&m_task, DictText(_T("CreateFolderError")) + m_task.m_serverFilePath + _T(": ") +
+                                          ApiUtil::GetQuilString(m_result));
+            return false;
+        }
+    }
+    m_result = Service::kOk;
+    return true;
+}
+
+void FullRun::Upload() {
+    if (DictUtil::GetConfigInt(_T("Options"), _T("SupportCopyThread"), _T(""), _T("")) == 1) {
+        UploadThroughCache();
+        return;
+    }
+    Debug(_T("Backupthread- not support copy thread"));
+    m_task.BeginUploadingData(m_list, 0, m_topFolder, m_result);
+}
+
+void FullRun::UploadThroughCache() {
+    m_task.m_copyQueueList.AddHead(&m_list);
+    CWinThread* const copyThread =
+        AfxBeginThread(&CopyFileToCacheThread, &m_task, kBelowNormal, 0, CWinThread::kCreateSuspended);
+    if (copyThread == nullptr) {
+        CopyFileToCacheThread(&m_task);  // no thread to be had: all copies first
+    } else {
+        Progress().SetCopyWorker(copyThread);
+        copyThread->ResumeThread();
+    }
+    m_task.UploadFilesFromCahce(0, m_topFolder, m_result);
+    m_task.SetStopCopyFileToCacheThread(1);
+    while (m_task.GetRunningUploadCount() > 0) {
+        rampart::platform::SleepMilliseconds(kJoinWorkersMs);
+    }
+    JoinCopyThread();
+    Progress().SetCopyWorker(nullptr);
+    m_task.ClearCopyCacheFiles();
+    m_task.ClearCopyTempList();
+}
+
+void FullRun::JoinCopyThread() {
+    // The upload's failure stops a copy in progress without making the run a cancelled one.
+    bool borrowed = false;
+    while (!m_task.IsFinishCopyFileToCacheThread()) {
+        if (m_result != Service::kOk && !rampart::IsCancelled(&Progress())) {
+            Progress().m_bCancel = 1;
+            borrowed = true;
+        }
+        rampart::platform::SleepMilliseconds(kJoinCopyMs);
+    }
+    if (borrowed) {
+        Progress().m_bCancel = 0;
+    }
+}
+
+}  // namespace
+
+unsigned int BackupThread(void* data) {
+    auto& task = *static_cast<CBackupTask*>(data);
+    FullRun run(task);
+    if (!rampart::Guarded(_T("Error: BackupThread"), true, [&] { return run.Begin(); })) {
+        return 0;
+    }
+    if (!rampart::Guarded(_T("Error: BackupThread"), false, [&] {
+            run.Stages();
+            return true;
+        })) {
+        run.Result() = Service::kUnexpected;
+        rampart::FailRun(&task, DictText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
+    }
+    rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
+        if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr && !rampart::IsCancelled(task.m_pTaskPrg) &&
+            !task.m_emailCacheFolder.IsEmpty()) {
+            KXFolder::DeleteDirectory(task.m_emailCacheFolder, 0);
+            Debug(_T("Task: empty path-") + task.m_emailCacheFolder);
+        }
+        return 1;
+    });
+    if (task.m_pTaskPrg != nullptr) {
+        if (rampart::IsCancelled(task.m_pTaskPrg)) {
+            run.Result() = Service::kCancelled;
+        }
+        task.m_pTaskPrg->m_bCancel = 0;
+    }
+    Debug(_T("------Task Backup Thread: end thread------"));
+    return static_cast<unsigned int>(task.FinishBackupThread(run.Result(), BACKUP_THREAD_FULL));
+}

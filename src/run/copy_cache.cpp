@@ -1,0 +1,275 @@
+// Copies of source files in the local cache: made before the transfer, deleted after it.
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "interfaces/snapcopylib.h"
+#include "manager/backup_manage.h"
+#include "paths/path_manage.h"
+#include "platform/clock.h"
+#include "platform/error.h"
+#include "platform/file_system.h"
+#include "progress/task_prg.h"
+#include "run/copy_progress.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/service_codes.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::Service;
+
+namespace {
+
+constexpr __int64 kMegabyte = 0x100000;
+constexpr __int64 kSmallFile = 0x20000;
+constexpr int kBigFileBound = 10;
+constexpr int kShortOfSpaceBound = 1;
+
+// One file that sits in the cache and waits for its upload.
+struct CopyTempRecord {
+    CString path;
+    __int64 size;
+};
+
+int OptionOr(TCHAR const* key, int fallback) {
+    int const value = DictUtil::GetConfigInt(_T("Options"), key, _T(""), _T(""));
+    return value != 0 ? value : fallback;
+}
+
+int MinCopyCount() {
+    return OptionOr(_T("MinCopyCount"), 5);
+}
+
+bool IsNoRoom(uint32_t error) {
+    return error == rampart::platform::kHandleDiskFull || error == rampart::platform::kDiskFull ||
+           error == rampart::platform::kPathNotFound;
+}
+
+rampart::platform::TextView View(CString const& text) {
+    return {static_cast<TCHAR const*>(text), static_cast<size_t>(text.GetLength())};
+}
+
+// 0 on success, otherwise the system's error number.
+uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress) {
+    CString const from = ApiUtil::PathToFullPath(source);
+    CString const to = ApiUtil::PathToFullPath(target);
+    bool const done = rampart::platform::CopyFileContent(View(from), View(to), [&](uint64_t total, uint64_t moved) {
+        return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved), progress) ==
+               rampart::kCopyGoOn;
+    });
+    return done ? 0 : rampart::platform::LastError();
+}
+
+}  // namespace
+
+// The cache file of a source path: below the temporary folder, in the server's shape.
+static CString CacheFileOf(CBackupTask& task, CString const& path) {
+    CString folder = task.GetTargetSvrFolder(path, 1);
+    folder.TrimLeft(_T('\\'));
+    CString cacheFolder;
+    CPathManage::GetTempPathW(folder, cacheFolder, 0);
+    return cacheFolder + _T("\\") + rampart::LastElement(path);
+}
+
+int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error) {
+    try {
+        CPathManage::CreateFolderforFile(target);
+        uint32_t number = CopyOnce(source, target, m_pTaskPrg);
+        if (number != 0 && IsNoRoom(number)) {
+            CPathManage::RemoveTempData(1);
+            CPathManage::CreateFolderforFile(target);
+            number = CopyOnce(source, target, m_pTaskPrg);
+            if (number != 0 && IsNoRoom(number)) {
+                error = Service::kNoCache;
+                rampart::RecordEvent(this,
+                                     rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
+                                         GetLastErrorMsgEx(number),
+                                     EVENT_WARNING);
+                return 0;
+            }
+        }
+        if (number == 0) {
+            return 1;
+        }
+        Debug(rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") + GetLastErrorMsgEx(number));
+        if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
+            CString message;
+            if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
+                return 1;
+            }
+            Debug(_T("Copy: VSSCopy error- ") + source);
+        }
+        if (!rampart::IsCancelled(m_pTaskPrg)) {
+            error = Service::kSkipped;
+            CString const text = rampart::FormatText(_T("LockFile"), source);
+            rampart::RecordEvent(this, text, EVENT_WARNING);
+            AddEmailWarningLog(m_taskName, text);
+            if (!target.IsEmpty()) {
+                KXFolder::DeleteDirectory(target, 0);
+            }
+        }
+        return 0;
+    } catch (...) {
+        rampart::LogUnexpected(_T("Unexpected error: CopyBackupFile"));
+        return 0;
+    }
+}
+
+int CBackupTask::GetCopyFileToCacheLimitCount(__int64 freeMB, CString const& cachePath) {
+    return rampart::Guarded(_T("Error: CopyCacheThread-check limit count"), kShortOfSpaceBound, [&] {
+        if (cachePath.IsEmpty()) {
+            Debug(_T("CopyCacheThread: Lfailed to copy path to cache"));
+            return MinCopyCount();
+        }
+        __int64 const used = GetCopyTempPathUsedSize();
+        __int64 const minFree = OptionOr(_T("MinFreeDiskSpace"), 3072);
+        if (freeMB - used <= minFree) {
+            Debug(_T("CopyCacheThread: Leave enough space for the user"));
+            return kShortOfSpaceBound;
+        }
+        if (used > minFree) {
+            Debug(_T("CopyCacheThread: used much disk space."));
+            return kShortOfSpaceBound;
+        }
+        CFileInfo const info(cachePath);
+        return info.m_exists != 0 && info.m_size < kSmallFile ? OptionOr(_T("MaxCopyCount"), 100) : kBigFileBound;
+    });
+}
+
+__int64 CBackupTask::GetCopyTempPathUsedSize() {
+    CKorvaneAutoLock const lock(&m_pipelineLock, _T("GetCopyTempPathUsedSize"), 0);
+    return m_copyTempUsedSize / kMegabyte;
+}
+
+void CBackupTask::AddCopyTempToList(CString const& path) {
+    rampart::Guarded(_T("Error: CopyCacheThread-AddCopyTempToList"), 0, [&] {
+        CFileInfo const info(path);
+        if (info.m_exists == 0) {
+            Debug(_T("CopyCacheThread: failed to add temp list: ") + path);
+            return 0;
+        }
+        m_copyTempList.AddTail(new CopyTempRecord{path, info.m_size});  // a list of raw pointers
+        m_copyTempUsedSize += info.m_size;
+        return 1;
+    });
+}
+
+void CBackupTask::RemoveTempAndCalculatorTempUsedSize(CString const& path) {
+    rampart::Guarded(_T("Error: RemoveTempAndCalculatorTempUsedSize"), 0, [&] {
+        for (POSITION position = m_copyTempList.GetHeadPosition(); position != nullptr;) {
+            POSITION const here = position;
+            auto* const record = static_cast<CopyTempRecord*>(m_copyTempList.GetNext(position));
+            if (record->path.CompareNoCase(path) == 0) {
+                m_copyTempUsedSize -= record->size;
+                m_copyTempList.RemoveAt(here);
+                delete record;
+                break;
+            }
+        }
+        return 1;
+    });
+}
+
+void CBackupTask::ClearCopyTempList() {
+    rampart::Guarded(_T("Error: AddCopyTempToList"), 0, [&] {
+        while (!m_copyTempList.IsEmpty()) {
+            delete static_cast<CopyTempRecord*>(m_copyTempList.RemoveHead());
+        }
+        return 1;
+    });
+}
+
+void CBackupTask::DeleteCopyCacheFile(CString const& path) {
+    CString temp;
+    CPathManage::GetTempFolder(temp, 0, 1);
+    // A path outside the temporary folder is a source and is never deleted: only the copy made of it.
+    CString const cacheFile = ApiFunctions::FindPathNoCase(path, temp) != 0 ? CacheFileOf(*this, path) : path;
+    if (ApiFunctions::FindPathNoCase(cacheFile, temp) == 0 && KXFile::FileExists(cacheFile)) {
+        KXFolder::ForceDelFile(cacheFile);
+    }
+}
+
+void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
+    Debug(_T("CBackupTask::DeleteCopyCacheFile()-ClearAllCopyCacheFiles"));
+    Debug(_T("ClearAllCopyCacheFiles-start"));
+    rampart::Guarded(_T("Error:ClearAllCopyCacheFiles"), 0, [&] {
+        while (!paths.IsEmpty()) {
+            DeleteCopyCacheFile(paths.RemoveHead());
+        }
+        return 1;
+    });
+    Debug(_T("ClearAllCopyCacheFiles-finish"));
+}
+
+void CBackupTask::ClearCopyCacheFiles() {
+    for (CString path = GetHeadPathAndRemoveHeadFromUploadCachePathList(); !path.IsEmpty();
+         path = GetHeadPathAndRemoveHeadFromUploadCachePathList()) {
+        CString const cacheFile = CacheFileOf(*this, path);
+        if (!IsSameFileLocal(path, cacheFile) && KXFile::FileExists(cacheFile)) {
+            KXFolder::ForceDelFile(cacheFile);
+        }
+    }
+}
+
+namespace {
+
+// One path of the copy queue. The new bound of the upload queue.
+int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
+    if (KXFolder::IsDirectory(path)) {
+        task.AddPathToUploadCachePathList(path, 0);
+        return bound;
+    }
+    if (!KXFile::FileExists(path)) {
+        Debug(rampart::FormatText(_T("BackupTask.pathNotExistErr"), path));
+        NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
+        return bound;
+    }
+    CString cacheFile = CacheFileOf(task, path);
+    task.m_copyingFilePath = path;
+    if (!IsSameFileLocal(path, cacheFile)) {
+        if (KXFile::FileExists(cacheFile) && cacheFile.CompareNoCase(path) != 0 &&
+            !KXFolder::ForceDelFile(cacheFile)) {
+            Debug(_T("Delete:") + cacheFile + _T(":") + GetLastErrorMsg());
+        }
+        __int64 error = 0;
+        if (!task.CopyBackupFile(path, cacheFile, error)) {
+            rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
+            if (error != Service::kNoCache) {
+                if (error != 0) {
+                    NoteSkippedEntry({path, ApiUtil::GetQuilString(error), true});
+                }
+                return kShortOfSpaceBound;
+            }
+        }
+    }
+    int const next = task.GetCopyFileToCacheLimitCount(freeMB, cacheFile);
+    task.AddPathToUploadCachePathList(path, 1);
+    return next;
+}
+
+}  // namespace
+
+unsigned int CopyFileToCacheThread(void* data) {
+    auto& task = *static_cast<CBackupTask*>(data);
+    try {
+        __int64 const freeMB = GetDiskFreeSize(_T("c:"));
+        int bound = MinCopyCount();
+        Debug(_T("Task: copy cache thread"));
+        CStringList work(10);
+        work.AddTail(&task.m_copyQueueList);
+        while (!work.IsEmpty() && !task.IsStopCopyFileToCacheThread() && !rampart::IsRunEnding(task.m_pTaskPrg)) {
+            rampart::platform::SleepMilliseconds(1);
+            if (task.GetUploadCachePathListCount() > bound) {
+                continue;
+            }
+            CString path = work.RemoveHead();
+            bound = CopyOne(task, path, freeMB, bound);
+        }
+        task.SetFinishCopyFileToCacheThread(1);
+        Debug(_T("Task Copy thread: exit"));
+    } catch (...) {
+        rampart::LogUnexpected(_T("Unexpected error: CopyFileToCacheThread-01"));
+        task.SetFinishCopyFileToCacheThread(1);
+    }
+    return 1;
+}

@@ -1,0 +1,285 @@
+// The last decision before transfer, for each path that the scan found: same or changed, where to read from, which of
+// three ways it goes, and what follows from the service's answer.
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+#include "paths/path_manage.h"
+#include "platform/clock.h"
+#include "progress/task_prg.h"
+#include "run/file_compare.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/server_folder.h"
+#include "run/server_match.h"
+#include "run/recovery.h"
+#include "run/service_codes.h"
+#include "run/upload_worker.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::Service;
+
+namespace {
+
+constexpr int kMaxRetries = 20;
+constexpr int kSpaceRetryPasses = 3;
+
+int PercentDone(CTaskPrgClass& progress) {
+    __int64 sent = 0;
+    __int64 total = 0;
+    progress.GetProgressBarInfo(sent, total);
+    return total > 0 ? static_cast<int>(progress.GetByteSend() * 100 / total) : 0;
+}
+
+void SetWorkingFile(CString const& file, CString const& serverFile) {
+    if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
+        manager->SetWorkingFile(file, serverFile);
+    }
+}
+
+}  // namespace
+
+int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, int fromCacheThread) {
+    try {
+        path.Trim();
+        bool const isFolder = KXFolder::IsDirectory(path) != 0;
+        if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
+            Debug(_T("Task: backup path no exist-") + path);
+            return Service::kOk;
+        }
+        if (serverFolder.IsEmpty()) {
+            serverFolder = GetTargetSvrFolder(path, 1);
+        }
+        if (isFolder) {
+            return BackupDir(path, serverFolder, recurse);
+        }
+        if (!KXFile::FileExists(path)) {
+            BackupDrive(path, serverFolder);
+            return Service::kOk;
+        }
+        return BackupFile(path, serverFolder, 0, fromCacheThread);
+    } catch (...) {
+        rampart::LogUnexpected(_T("Unexpected error:  BackupThread"));
+        return Service::kUnexpected;
+    }
+}
+
+int CBackupTask::BackupPathIsFile(CString path) {
+    return rampart::Guarded(_T("Error:BackupPathIsFile"), 0, [&] {
+        if (path.IsEmpty() || KXFolder::IsDirectory(path) || KXFolder::IsDriveRoot(path)) {
+            return 0;
+        }
+        if (KXFile::FileExists(path)) {
+            return 1;
+        }
+        SourceInfo const* const source = GetSrcItem(path);
+        return source != nullptr && source->isFolder == 0 ? 1 : 0;
+    });
+}
+
+void CBackupTask::BackupDrive(CString& path, CString const& serverFolder) {
+    Debug(_T("Task: backup drive-") + path + _T(" to ") + serverFolder);
+    path = rampart::WithoutTrailingBackslash(path);
+    NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
+}
+
+namespace {
+
+// One try of one file; what its steps share.
+struct FileTry {
+    CString path;
+    CString serverFolder;
+    CString name;
+    int attempt;
+    int fromCacheThread;
+    __int64 savedSent = 0;  // the progress counters before the try, for a retry
+    __int64 savedTotal = 0;
+    __int64 startBytes = 0;
+    CString cachePath;      // where the transfer reads from
+    CString ServerPath() const { return PathUtilities::Append(serverFolder, name); }
+};
+
+bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const& serverFolder) {
+    // The creation stamp on purpose; the scan compares the other one. Both go against the local last-write time.
+    __int64 const serverTime = rampart::RecordSeconds(record.m_createdTime);
+    return rampart::TimesAgree(serverTime, info.m_lastWriteTime.GetTime(), rampart::IgnoreTimeSpan()) &&
+           info.m_size + rampart::OverheadOf(serverFolder) == record.m_size;
+}
+
+// Tells the display that a file needs no transfer. False when the user cancelled.
+bool ShowUnchanged(CBackupTask& task, CString const& path) {
+    CTaskPrgClass* const progress = task.m_pTaskPrg;
+    if (progress == nullptr) {
+        return true;
+    }
+    int const percent = PercentDone(*progress);
+    progress->SetState(ProgressStateUnchanged);
+    progress->SetFilePath(path);
+    SetWorkingFile(path, task.m_serverFilePath);
+    return progress->DoProgress(percent, _T("")) != 0;
+}
+
+}  // namespace
+
+// Where the transfer reads from: the task's own cache, the temporary copy, or the source itself. A nonzero result ends
+// the file.
+static int ChooseReadPath(CBackupTask& task, FileTry& file) {
+    if (task.IsEmailBackup()) {
+        file.cachePath = file.path;
+        return Service::kOk;
+    }
+    CString folder;
+    CString relative = file.serverFolder;
+    relative.TrimLeft(_T('\\'));
+    CPathManage::GetTempPathW(relative, folder, 0);
+    KXFolder::RCreateDirectory(folder);
+    file.cachePath = folder + _T("\\") + file.name;
+    if (IsSameFileLocal(file.path, file.cachePath)) {
+        rampart::DebugFormat(_T("Task-BackupFile: same cache file: %s"), file.path);
+        return Service::kOk;
+    }
+    if (file.fromCacheThread != 0) {
+        // A copy that failed for lack of room left no cache file: the source itself is read then.
+        if (!KXFile::FileExists(file.cachePath)) {
+            file.cachePath = file.path;
+        }
+        return Service::kOk;
+    }
+    __int64 error = 0;
+    if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
+        if (error != Service::kNoCache) {
+            return rampart::IsCancelled(task.m_pTaskPrg) ? Service::kCancelled : static_cast<int>(error);
+        }
+        file.cachePath = file.path;
+    }
+    if (task.m_pTaskPrg != nullptr) {
+        task.m_pTaskPrg->SetState(ProgressStateTransfer);
+    }
+    return Service::kOk;
+}
+
+static void DeleteSentCacheFile(CString const& cachePath) {
+    CString temp;
+    CPathManage::GetTempFolder(temp, 0, 1);
+    if (temp.IsEmpty() || cachePath.Find(temp) < 0 || !KXFile::FileExists(cachePath)) {
+        return;
+    }
+    if (!KXFolder::ForceDelFile(cachePath)) {
+        rampart::DebugFormat(_T("Failed to delete cache: %s, error:%s"), cachePath, GetLastErrorMsg());
+    }
+}
+
+// The file goes by itself: on a worker thread (103), or here.
+static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
+    CTaskPrgClass* const progress = task.m_pTaskPrg;
+    if (file.attempt == 0 && progress != nullptr) {
+        CStringList list(10);
+        list.AddTail(file.path);
+        progress->AddFileList(list);
+        task.InitUIProgressBarItems(file.path, 1, list);
+    }
+    if (ApiUtil::GetSupportMultipleThreadTransfer() &&
+        KXFile::GetFileLength(file.path) < ApiUtil::GetLimitThreadPoolSize()) {
+        rampart::StartUploadWorker(task, file.cachePath, file.serverFolder, hasBatch ? file.path : CString());
+        return Service::kOnWorker;
+    }
+    CString message;
+    int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, _T(""), _T(""), message, progress, 0, 1, 1,
+                                         0, 0);
+    rampart::DebugFormat(_T("Upload: \"%s\", %d"), file.path, code);
+    if (code == Service::kOk) {
+        ++task.m_reportUploadedCount;
+        DeleteSentCacheFile(file.cachePath);
+    }
+    return code;
+}
+
+static int SendFile(CBackupTask& task, FileTry const& file) {
+    CTaskPrgClass* const progress = task.m_pTaskPrg;
+    BatchMode* const batch = progress != nullptr ? static_cast<BatchMode*>(progress->m_pBatch) : nullptr;
+    if (batch != nullptr) {
+        int const code = batch->BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), progress, 1,
+                                                task.m_batchFirstCall);
+        if (code != Service::kOk) {
+            return code;
+        }
+    }
+    return SendAlone(task, file, batch != nullptr);
+}
+
+int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread) {
+    try {
+        path.Trim();
+        path = rampart::WithoutTrailingBackslash(path);
+        if (!rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path))) {
+            LogUploadFileResultInfo(Service::kConnectionFailed, serverFolder, path, 0);
+            return Service::kConnectionFailed;
+        }
+        FileTry file{path, serverFolder, rampart::LastElement(path), attempt, fromCacheThread};
+        if (m_pTaskPrg != nullptr) {
+            m_pTaskPrg->GetProgressBarInfo(file.savedSent, file.savedTotal);
+        }
+        CFileInfo const info(path);
+        CAutoMyPathInfo const record(rampart::FindServerRecord(file.ServerPath(), path));
+        if (record != nullptr && record->m_path.CompareNoCase(serverFolder + _T("\\") + file.name) == 0) {
+            if (IsUnchanged(**record, info, serverFolder)) {
+                return ShowUnchanged(*this, path) ? Service::kOk : Service::kCancelled;
+            }
+            Debug(_T("Backup: check history-") + record->m_path);
+            RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
+            Debug(_T("Backup: finish check history-") + record->m_path);
+        }
+        SetWorkingFile(path, serverFolder);
+        if (m_pTaskPrg != nullptr) {
+            m_pTaskPrg->SetState(ProgressStateTransfer);
+            m_pTaskPrg->SetFilePath(path);
+        }
+        if (int const code = ChooseReadPath(*this, file)) {
+            return code;
+        }
+        if (attempt == 0 && m_pTaskPrg != nullptr) {
+            m_pTaskPrg->SetPercent(PercentDone(*m_pTaskPrg), _T(""));
+        }
+        file.startBytes = m_pTaskPrg != nullptr ? m_pTaskPrg->GetByteSend() : 0;
+        int const code = SendFile(*this, file);
+        if (code == Service::kOk || code == Service::kOnWorker) {
+            return code;
+        }
+        return AnswerUploadCode(code, path, file.serverFolder, attempt, fromCacheThread,
+                                {file.savedSent, file.savedTotal, file.startBytes});
+    } catch (...) {
+        rampart::LogUnexpected(_T("Unexpected error:  BackupFile"));
+        return Service::kUnexpected;
+    }
+}
+
+int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& serverFolder, int attempt,
+                                  int fromCacheThread, RetryCounters const& counters) {
+    CString const serverPath = PathUtilities::Append(serverFolder, rampart::LastElement(path));
+    if (theVaultLibApp.m_pMainWnd != nullptr) {
+        theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
+    }
+    if (code == Service::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) && rampart::UserMadeRoom()) {
+        if (attempt < kMaxRetries) {
+            for (int pass = 0; pass < kSpaceRetryPasses && !rampart::IsRunEnding(m_pTaskPrg); ++pass) {
+                rampart::platform::SleepMilliseconds(1);
+            }
+            return BackupFile(path, serverFolder, attempt + 1, fromCacheThread);
+        }
+    } else if (code == Service::kConnectionFailed) {
+        if (m_pTaskPrg != nullptr && m_pTaskPrg->GetByteSend() == 0) {
+            m_pTaskPrg->SetByteSend(counters.startBytes, 0);
+        }
+        bool const reconnected = rampart::Reconnect(m_pTaskPrg != nullptr ? m_pTaskPrg->m_hCancelEvent : nullptr);
+        if (reconnected && attempt < kMaxRetries) {
+            if (m_pTaskPrg != nullptr) {
+                m_pTaskPrg->SetProgressBarInfo(counters.sent, counters.total);
+            }
+            return BackupFile(path, serverFolder, attempt + 1, fromCacheThread);
+        }
+    }
+    LogUploadFileResultInfo(code, serverPath, path, 0);
+    return code;
+}

@@ -1,0 +1,240 @@
+// What is to be stored against what the account may hold, and the questions asked when it does not fit.
+#include "engine/vaultlib_app.h"
+#include "interfaces/baselib.h"
+#include "paths/global_function.h"
+#include "progress/task_prg.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/service_codes.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::FormatText;
+using rampart::Service;
+using rampart::DictText;
+
+rampart::Word<int> m_spaceAlertAllowed = 1;
+rampart::Word<int> m_spaceAlertNoteOnly = 0;
+
+namespace {
+
+constexpr __int64 kMegabyte = 0x100000;
+constexpr int kAccountPasses = 10;
+constexpr int kNoRoomStyle = 105;
+constexpr int kShortOfRoomStyle = 108;
+constexpr int kYesNoStyle = 4;
+constexpr int kRetryCancelStyle = 5;
+constexpr int kAnswerRetry = 4;
+constexpr int kAnswerYes = 6;
+constexpr unsigned long kNoteSeconds = 60;
+
+__int64 FreeSpace(AccountBalance const& balance) {
+    return balance.m_totalSpace - balance.m_usedSpaceOther - balance.m_usedSpace;
+}
+
+CString ReachedLimitText() {
+    return DictText(_T("IDS_STRREACHLIMIT")) + _T(" ") + DictText(_T("IDS_ORDERSPACE"));
+}
+
+void RefreshUsage() {
+    if (theVaultLibApp.m_pMainWnd != nullptr) {
+        theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
+    }
+}
+
+// What one look at the account says.
+enum class Room { kEnough, kEnded, kTryAgain };
+
+Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
+    CString text;
+    bool wantsRetry = false;
+    if (free > 0) {
+        text = FormatText(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName, (need + 0xFFFFF) / kMegabyte,
+                          free / kMegabyte);
+        if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
+            code = Service::kOk;  // the user goes on with what there is
+            return Room::kEnded;
+        }
+        wantsRetry = GlobalFunction::SpaceLimitRetry(_T("")) != 0;
+    } else {
+        text = FormatText(_T("NeedMoreBuySpace"), free / kMegabyte);
+        wantsRetry = GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
+                     GlobalFunction::SpaceLimitRetry(_T("")) != 0;
+    }
+    if (wantsRetry) {
+        return Room::kTryAgain;
+    }
+    code = Service::kNoSpace;
+    rampart::FailRun(&task, text);
+    return Room::kEnded;
+}
+
+Room LookAtAccount(CBackupTask& task, __int64 need, __int64& code) {
+    AccountBalance balance;
+    code = ApiUtil::GetAccountBalance(balance, 1);
+    if (!task.CheckNetwork(code)) {
+        return Room::kEnded;
+    }
+    if (code != Service::kOk) {
+        rampart::DebugFormat(_T("CheckAccountSpace, ret:%d"), static_cast<int>(code));
+        return Room::kEnded;
+    }
+    __int64 const free = FreeSpace(balance);
+    if (free - need > 0) {
+        return Room::kEnough;
+    }
+    if (need < 0) {
+        rampart::DebugFormat(_T("Task: need space- %I64d"), need);
+    }
+    if (rampart::IsCancelled(task.m_pTaskPrg)) {
+        code = Service::kCancelled;
+        return Room::kEnded;
+    }
+    return AskForRoom(task, need, free, code);
+}
+
+}  // namespace
+
+void CBackupTask::CheckAccountSpace(__int64 const& need, __int64& code) {
+    try {
+        for (int pass = 0; pass < kAccountPasses; ++pass) {
+            if (LookAtAccount(*this, need, code) != Room::kTryAgain) {
+                return;
+            }
+            RefreshUsage();
+        }
+    } catch (...) {
+        code = Service::kCancelled;
+        rampart::FailRun(this, DictText(_T("GetAccountBalanceError")) + GetLastErrorMsg());
+    }
+}
+
+namespace {
+
+CString NeedMoreSpaceText(CBackupTask const& task, __int64 size, __int64 free) {
+    CString const needText = FormatSizeToString(size, 0);
+    CString freeText = FormatSizeToString(free < 0 ? -free : free, 0);
+    if (free < 0) {
+        freeText = _T("-") + freeText;
+    }
+    CString const buyText = FormatSizeToString(2 * (size - free), 0);
+    bool const talmor = MiscUtil::IsBrandingForTalmor() != 0;
+    bool const generic = MiscUtil::IsGeneric() != 0;
+    bool const subscribe = ApiUtil::IsAllowSubscribe() != 0;
+    if (!subscribe && free <= 0) {
+        return DictText(_T("CommonUserStorageSpace"));
+    }
+    TCHAR const* key = _T("IDS_STRNEEDMORESPACE");
+    if (talmor && !subscribe) {
+        key = _T("SubUserHaveBuyStorageSpace");
+    }
+    if ((generic || talmor) && free == 0) {
+        key = _T("GroupAdministratorHaveBuyStorageSpace");
+    }
+    if (generic || (talmor && free != 0)) {
+        return FormatText(key, task.m_taskName, needText, freeText, buyText);
+    }
+    return FormatText(key, task.m_taskName, needText, freeText);
+}
+
+}  // namespace
+
+int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& code) {
+    try {
+        if (task == nullptr) {
+            return 0;
+        }
+        for (;;) {
+            AccountBalance balance;
+            code = ApiUtil::GetAccountBalance(balance, 1);
+            if (code != Service::kOk) {
+                return 0;
+            }
+            __int64 const free = FreeSpace(balance);
+            if (free - size > 0) {
+                return 1;
+            }
+            if (size < 0) {
+                rampart::DebugFormat(_T("Scan: need space-%I64d"), size);
+                return 0;
+            }
+            CString const text = NeedMoreSpaceText(*task, size, free);
+            Debug(text);
+            if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
+                return 1;
+            }
+            if (GlobalFunction::SpaceLimitRetry(DictText(_T("IDS_REBACKAGAIN"))) == 0) {
+                return 0;
+            }
+        }
+    } catch (...) {
+        Debug(_T("Error: CheckFreeSpaceFromServer"));
+        return 0;
+    }
+}
+
+__int64 CBackupTask::GetUserHaveSpace(__int64& code) {
+    AccountBalance balance;
+    code = ApiUtil::GetAccountBalance(balance, 1);
+    return code == Service::kOk ? FreeSpace(balance) : 0;
+}
+
+int CBackupTask::UpdateServiceForUploadLimit(CString path) {
+    TCHAR const* const key =
+        ApiUtil::IsPaidUser(_T("")) ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit");
+    CString const text = FormatText(key, path, ApiUtil::GetLimitUploadNumber(), path);
+    if (ApiUtil::IsAllowSubscribe()) {
+        return GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
+                       GlobalFunction::SpaceLimitRetry(text) != 0
+                   ? 1
+                   : 0;
+    }
+    GlobalFunction::QuilMessageBox(text, 0, 0, 0);
+    return 0;
+}
+
+int GlobalFunction::SpaceLimitAlert(CString text, int style) {
+    if (m_spaceAlertAllowed == 0) {
+        return 0;
+    }
+    if (text.IsEmpty()) {
+        text = ReachedLimitText();
+    }
+    unsigned int buttons = kYesNoStyle;
+    if (MiscUtil::IsBrandingForOrvelle() || MiscUtil::IsGeneric() || MiscUtil::IsBrandingForTalmor()) {
+        buttons = static_cast<unsigned int>(style);
+        if (!ApiUtil::IsAllowSubscribe()) {
+            text = DictText(_T("CommonUserStorageSpace"));
+        }
+    }
+    if (m_spaceAlertNoteOnly != 0) {
+        QuilMessageBox(text, 0, kNoteSeconds, 1);
+        return 0;
+    }
+    if (QuilMessageBox(text, buttons, 0, 1) != kAnswerYes) {
+        return 0;
+    }
+    CString const address = ApiUtil::GetRealWebAppURL();
+    if (address.IsEmpty()) {
+        QuilMessageBox(DictText(_T("IDS_NETERROR")), 0, 0, 0);
+        return 0;
+    }
+    AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") + ApiUtil::GetSessionID() +
+                                         _T("&gotoURL=/Secure/Subscribe.aspx") + ApiUtil::GetSrcRefString());
+    return 1;
+}
+
+int GlobalFunction::SpaceLimitRetry(CString text) {
+    if (text.IsEmpty()) {
+        text = ReachedLimitText();
+    }
+    if (QuilMessageBox(text, kRetryCancelStyle, 0, 0) != kAnswerRetry) {
+        return 0;
+    }
+    ReLogon(1);
+    if (ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1) != Service::kOk) {
+        Debug(_T("Error: SpaceLimitRetry"));
+    }
+    RefreshUsage();
+    return 1;
+}

@@ -1,0 +1,28 @@
+#include "run/recovery.h"
+
+#include "engine/vaultlib_app.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+
+namespace rampart {
+
+namespace {
+
+constexpr int kSpaceAlertStyle = 105;
+
+}  // namespace
+
+bool Reconnect(void* cancelEvent) {
+    if (ApiUtil::AutoConnect(cancelEvent, 1) != 0) {
+        return true;
+    }
+    CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
+    return manager != nullptr && manager->ConnectLoopNetwork() != 0;
+}
+
+bool UserMadeRoom() {
+    return GlobalFunction::SpaceLimitAlert(_T(""), kSpaceAlertStyle) != 0 &&
+           GlobalFunction::SpaceLimitRetry(_T("")) != 0;
+}
+
+}  // namespace rampart

@@ -1,0 +1,12 @@
+// What a run tries before it gives a failure up: a new connection, more room.
+#pragma once
+
+namespace rampart {
+
+// Silent reconnect, then the loop of the manager. The signal of `cancelEvent` (may be null) ends the wait.
+bool Reconnect(void* cancelEvent);
+
+// Asks the user for more room in the account, and whether to try again.
+bool UserMadeRoom();
+
+}  // namespace rampart

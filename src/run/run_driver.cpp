@@ -1,0 +1,273 @@
+// The spine of a run: the start checks, and what follows when it has ended.
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "link/manage_multiple_running_task.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+#include "progress/task_prg.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/service_codes.h"
+#include "task/backup_task.h"
+#include "task/stored_time.h"
+
+using rampart::Debug;
+using rampart::FormatText;
+using rampart::Service;
+using rampart::DictText;
+
+namespace {
+
+constexpr int kSecondsOfMinute = 60;
+constexpr int kNetworkRetrySeconds = 20;
+constexpr int kErrorBoxStyle = 4;
+constexpr unsigned long kErrorBoxSeconds = 60;
+constexpr int kAnswerYes = 6;
+constexpr int kNoFilesMoved = 2;
+
+int Refuse(CBackupTask& task, CString const& text) {
+    task.m_manualStartErrorMsg = text;
+    Debug(text);
+    return 0;
+}
+
+bool IsStoppingOrPaused(CBackupTask const& task) {
+    return task.m_pTaskPrg != nullptr && (task.m_pTaskPrg->IsPaused() || task.m_pTaskPrg->IsStopping());
+}
+
+// Whether a start is allowed; otherwise it has been refused.
+bool MayStart(CBackupTask& task) {
+    if (task.m_isDeleting != 0) {
+        return Refuse(task, FormatText(_T("TaskIsDeleting"), task.m_taskName));
+    }
+    if (IsStoppingOrPaused(task)) {
+        return Refuse(task, FormatText(_T("TaskIsStopping"), task.m_taskName));
+    }
+    if (task.m_state == TaskStateDisabled) {
+        Debug(_T("Task:") + task.m_taskName + _T(" disable."));
+        return false;
+    }
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    if (!registry->IsAllowToAddWorkingTask(&task)) {
+        return Refuse(task, FormatText(_T("IDS_STRTASKWORKING"), registry->GetWorkingTaskName()));
+    }
+    return true;
+}
+
+AFX_THREADPROC ThreadOf(CBackupTask& task) {
+    // Queued changes of a real-time task are covered by a full run, which compares everything.
+    if (task.m_actionList.HaveAction() && task.m_backupDate > rampart::FirstBackupMark()) {
+        task.m_actionList.RemoveAllActions();
+        return &BackupThread;
+    }
+    return task.m_onlyUpdateBackupDate != 0 ? &OnlyUpdateRealTaskBackupDateThread : &BackupThread;
+}
+
+CTime MidnightOf(CTime const& stored) {
+    return CTime(stored.GetYear(), stored.GetMonth(), stored.GetDay(), 0, 0, 0);
+}
+
+}  // namespace
+
+int CBackupTask::StartBackup(int, int lockWaitlist) {
+    return rampart::Guarded(_T("Error:StartBackup"), 0, [&] {
+        if (!MayStart(*this)) {
+            return 0;
+        }
+        if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
+            manager->SetWorkingTask(this);
+            if (lockWaitlist != 0) {
+                manager->RemoveTaskFromWaitlist(this);
+            } else {
+                manager->RemoveTaskFromWaitlistNoLock(this);
+            }
+            m_state = TaskStateRunning;
+            manager->SetWorkingFile(_T(""), _T(""));
+        } else {
+            ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(this);
+            m_state = TaskStateRunning;
+        }
+        m_errorOccured = 0;
+        m_pTaskPrg->ShowPrg();
+        m_pTaskPrg->EmptyData();
+        m_pTaskPrg->m_bCancel = 0;
+        __int64 const now = rampart::StoredNow().GetTime();
+        m_lastRunDate = CTime(now - now % kSecondsOfMinute);
+        SetErrorBackupCount(0);
+        // Suspended until both pointers to it stand: the run clears them when it ends.
+        CWinThread* const thread =
+            AfxBeginThread(ThreadOf(*this), this, -1, 0, CWinThread::kCreateSuspended);
+        m_pBackupThread = thread;
+        m_runThread = thread != nullptr ? thread->m_hThread : nullptr;
+        m_pTaskPrg->SetWorker(thread);
+        if (thread != nullptr) {
+            thread->ResumeThread();
+        }
+        return 1;
+    });
+}
+
+int CBackupTask::StartBackupByUser(int fromMonitor) {
+    return rampart::Guarded(_T("Error:StartBackupByUser"), 0, [&] {
+        CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
+        m_manualStartErrorMsg = _T("");
+        if (IsStoppingOrPaused(*this)) {
+            return Refuse(*this, FormatText(_T("TaskIsStopping"), m_taskName));
+        }
+        if (m_isDeleting != 0) {
+            return Refuse(*this, FormatText(_T("TaskIsDeleting"), m_taskName));
+        }
+        CTime const now = rampart::StoredNow();
+        if (MidnightOf(now) < MidnightOf(m_beginDate) || now > m_endDate) {
+            if (fromMonitor != 0) {
+                StopHook();
+            }
+            m_manualStartErrorMsg = FormatText(_T("TaskInvalidTime"), m_taskName);
+            rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
+            return 0;
+        }
+        if (fromMonitor == 0) {
+            if (manager != nullptr && !ManageMultipleRunningTask::GetInstance()->IsAllowToAddWorkingTask(this)) {
+                manager->AddTaskToWaitlist(this, 0);
+            }
+            m_actionList.RemoveAllActions();
+            m_networkRetryArmed = 1;
+            return StartBackup(1, 1);
+        }
+        __int64 const delay = manager != nullptr ? static_cast<__int64>(manager->GetRealTimeDelaySeconds()) : 0;
+        if (m_isResume != 0 && m_resumeDate >= now && m_resumeDate <= now + CTimeSpan(delay)) {
+            m_manualStartErrorMsg = DictText(_T("ResumeTaskMsg"));
+            rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
+            return 0;
+        }
+        m_actionsPending = 1;
+        return 0;
+    });
+}
+
+namespace {
+
+// One question about a failed run at a time in this process.
+rampart::Word<int> s_errorBoxOpen = 0;
+
+void AskAboutFailure(CBackupTask& task) {
+    if (s_errorBoxOpen != 0) {
+        return;
+    }
+    s_errorBoxOpen = 1;
+    int answer = 0;
+    rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
+        answer = GlobalFunction::QuilMessageBox(FormatText(_T("IDS_STRERRBACKUP"), task.m_taskName), kErrorBoxStyle,
+                                                kErrorBoxSeconds, 0);
+        return 1;
+    });
+    s_errorBoxOpen = 0;
+    if (answer == kAnswerYes && theVaultLibApp.m_pBackupManage != nullptr) {
+        theVaultLibApp.m_pBackupManage->ViewErrLog();
+    }
+}
+
+// The run leaves the registry and every display.
+void LeaveRegistry(CBackupTask& task) {
+    task.m_pBackupThread = nullptr;
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    if (registry->FindWorkingTask(&task)) {
+        registry->RemoveWorkingTaskFromVector(&task);
+    }
+    if (theVaultLibApp.m_pBackupManage != nullptr) {
+        theVaultLibApp.m_pBackupManage->RefreshTaskInfo(&task, 0);
+    }
+    if (theVaultLibApp.m_pMainWnd != nullptr) {
+        theVaultLibApp.m_pMainWnd->StopTrayAnimation();
+    }
+}
+
+template <typename Body>
+void FinishStep(Body const& body) {
+    rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
+        body();
+        return 1;
+    });
+}
+
+}  // namespace
+
+int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
+    CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
+    FinishStep([&] {
+        if (rampart::IsCancelled(m_pTaskPrg)) {
+            result = Service::kCancelled;
+        }
+    });
+    int const finalResult = static_cast<int>(result);
+    FinishStep([&] {
+        if (manager != nullptr) {
+            manager->DoneTask(this, finalResult, 1, type);
+        }
+    });
+    FinishStep([&] {
+        if (manager != nullptr) {
+            manager->SendLogByEmail(this, m_runErrorText, finalResult);
+        }
+    });
+    FinishStep([&] {
+        if (m_pTaskPrg != nullptr && theVaultLibApp.m_pMainWnd != nullptr && theVaultLibApp.m_pMainWnd->IsVisible() &&
+            m_state == TaskStateFailed && result != Service::kCancelled && result != Service::kNoSpace) {
+            AskAboutFailure(*this);
+        }
+    });
+    FinishStep([&] {
+        if (m_pTaskPrg != nullptr && result != Service::kCancelled) {
+            m_pTaskPrg->EndCurrent();
+        }
+    });
+    FinishStep([&] { LeaveRegistry(*this); });
+    FinishStep([&] {
+        Debug(_T("Start done task:") + m_taskName);
+        if (manager != nullptr) {
+            manager->SetDoneTask(m_taskName);
+        }
+        Debug(_T("Finish done task:") + m_taskName);
+    });
+    FinishStep([&] {
+        if (m_errorOccured == 0 && result != Service::kCancelled) {
+            rampart::RecordEvent(this, DictText(_T("EventLogFinish")), EVENT_INFO);
+        }
+    });
+    FinishStep([&] {
+        if (m_pTaskPrg != nullptr) {
+            m_pTaskPrg->SetWorker(nullptr);
+            m_pTaskPrg->SetPause(0);
+            m_pTaskPrg->SetStopping(0);
+        }
+    });
+    FinishStep([&] {
+        if (m_networkRetryCount > 0) {
+            m_networkRetryDate = rampart::StoredNow() + CTimeSpan(kNetworkRetrySeconds);
+        }
+    });
+    Debug(_T("FinishBackupThread - end"));
+    return finalResult;
+}
+
+unsigned int OnlyUpdateRealTaskBackupDateThread(void* data) {
+    auto& task = *static_cast<CBackupTask*>(data);
+    CMainWnd* const window = theVaultLibApp.m_pMainWnd;
+    if (window != nullptr) {
+        window->StartTrayAnimation();
+    }
+    rampart::Guarded(_T("Error: OnlyUpdateRealTaskBackupDateThread"), 0, [&] {
+        task.InitProgressBar();
+        task.m_pTaskPrg->SetState(ProgressStateSearching);
+        task.m_pTaskPrg->m_bCancel = 0;
+        if (theVaultLibApp.m_pBackupManage != nullptr) {
+            theVaultLibApp.m_pBackupManage->DoneTask(&task, 0, kNoFilesMoved, BACKUP_THREAD_FULL);
+        }
+        task.m_pTaskPrg->EndCurrent();
+        return 1;
+    });
+    task.m_pTaskPrg->SetWorker(nullptr);
+    LeaveRegistry(task);
+    return 0;
+}

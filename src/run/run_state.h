@@ -1,0 +1,68 @@
+// Questions that every long loop of a run asks.
+#pragma once
+
+#include "interfaces/baselib.h"
+#include "interfaces/transferlib.h"
+#include "progress/task_prg.h"
+
+namespace rampart {
+
+inline bool IsAppEnding() {
+    return MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping();
+}
+
+inline bool IsCancelled(CTaskPrgClass const* progress) {
+    return progress != nullptr && progress->m_bCancel != 0;
+}
+
+inline bool IsRunEnding(CTaskPrgClass const* progress) {
+    return IsCancelled(progress) || IsAppEnding();
+}
+
+inline CString DictText(TCHAR const* key) {
+    return DictUtil::GetValue(key, _T(""));
+}
+
+template <typename... Args>
+CString FormatText(TCHAR const* key, Args const&... args) {
+    CString text;
+    text.Format(DictText(key), args...);
+    return text;
+}
+
+inline void Debug(CString const& line) {
+    GetManageDebugLog().AddDebugInfo(line, 0);
+}
+
+template <typename... Args>
+void DebugFormat(TCHAR const* format, Args const&... args) {
+    CString line;
+    line.Format(format, args...);
+    Debug(line);
+}
+
+// Bytes that an encrypted file takes on the server beyond its local size.
+inline constexpr __int64 kEncryptionOverhead = 128;
+
+inline __int64 OverheadOf(CString const& serverPath) {
+    return ApiUtil::NeedEncrypted(serverPath) ? kEncryptionOverhead : 0;
+}
+
+inline bool AllowTemporaryFiles() {
+    return DictUtil::GetConfigInt(_T("Options"), _T("AllowUploadTempAndVirtualFiles"), _T("0"), _T("")) != 0;
+}
+
+inline bool IsThumbsFile(CString const& name) {
+    return name.CompareNoCase(_T("Thumbs.db")) == 0;
+}
+
+// The part behind the last backslash.
+inline CString LastElement(CString const& path) {
+    return path.Mid(path.ReverseFind(_T('\\')) + 1);
+}
+
+inline CString WithoutTrailingBackslash(CString path) {
+    return path.Right(1) == _T("\\") ? path.Left(path.GetLength() - 1) : path;
+}
+
+}  // namespace rampart

@@ -1,0 +1,208 @@
+// The scan's exported operations: all sources of a run, one path, one tree, one file.
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "link/manage_multiple_running_task.h"
+#include "manager/backup_manage.h"
+#include "paths/path_manage.h"
+#include "platform/error.h"
+#include "progress/task_prg.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/source_scan.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::FormatText;
+using rampart::LocalFile;
+using rampart::ScanFilter;
+using rampart::ScanRequest;
+using rampart::SourceScan;
+using rampart::DictText;
+
+namespace {
+
+constexpr __int64 kEmptyRunTotal = 1024;  // a progress bar needs a base above zero
+
+LocalFile FileOf(CString const& path) {
+    CFileInfo const info(path);
+    LocalFile file;
+    file.exists = info.m_exists != 0;
+    file.temporary = FileIsTemporary(path) != 0;
+    file.size = info.m_size;
+    file.writeTime = info.m_lastWriteTime.GetTime();
+    return file;
+}
+
+}  // namespace
+
+int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CStringList& list, __int64& result) {
+    try {
+        InitEventLog();
+        m_scanTotalFileCount = 0;
+        m_scanNeedBackupFileCount = 0;
+        m_addedFileCount = 0;
+        for (SourceInfo const* source : std::vector<SourceInfo*>(m_localDirList)) {
+            if (source == nullptr) {
+                continue;
+            }
+            if (rampart::IsRunEnding(m_pTaskPrg)) {
+                result = 6;
+                return 0;
+            }
+            __int64 remote = m_remoteSize;
+            need += GetPathNeedBackup(list, source->path, total, remote, _T(""), 1);
+            m_remoteSize = remote;
+            m_reportTotalCount = m_scanTotalFileCount;
+            m_reportChangedCount = m_scanNeedBackupFileCount;
+            m_reportAddedCount = m_addedFileCount;
+            rampart::RecordEvent(
+                this,
+                FormatText(_T("ScaningFiles"), FormatSizeToString(need, 0), static_cast<__int64>(m_reportTotalCount),
+                           static_cast<__int64>(m_reportAddedCount), static_cast<__int64>(m_reportChangedCount)),
+                EVENT_INFO);
+        }
+        SetReCheckSize(1);
+        if (total <= 0) {
+            Debug(_T("Task: no size"));
+            total = kEmptyRunTotal;
+        }
+        if (m_pTaskPrg != nullptr) {
+            m_pTaskPrg->SetProgressBarInfo(0, total);
+        }
+        return 1;
+    } catch (...) {
+        result = 4;
+        rampart::FailRun(this, DictText(_T("SearchFilesError")) + GetLastErrorMsg());
+        return 0;
+    }
+}
+
+__int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote,
+                                       CString serverFolder, int useFolderFilter) {
+    return rampart::Guarded(_T("Error:GetPathNeedBackup "), 0LL, [&]() -> __int64 {
+        path.Trim();
+        CString const name = rampart::LastElement(path);
+        rampart::platform::SetLastError(rampart::platform::kNoError);
+        bool const isTree = KXFolder::IsDirectory(path) || KXFolder::IsDriveRoot(path);
+        uint32_t const error = rampart::platform::LastError();
+        if (!isTree && error != rampart::platform::kNoError) {
+            CString const reason = GetLastErrorMsgEx(error);
+            rampart::RecordEvent(this, reason + FormatText(_T("PathNotExistErr"), path) + _T(" ") + reason,
+                                 EVENT_WARNING);
+            NoteSkippedEntry({path, reason, true});
+            RetryConnectNetworkPath(error, path);
+        }
+        bool const isFile = !isTree && KXFile::FileExists(path);
+        if (!isTree && rampart::IsThumbsFile(name)) {
+            return 0;
+        }
+        if (!isTree && !isFile) {
+            Debug(FormatText(_T("BackupTask.pathNotExistErr"), path));
+        }
+        if (serverFolder.IsEmpty()) {
+            serverFolder = GetTargetSvrFolder(path, 0);
+        }
+        bool const include = rampart::IsIncludeMode(m_filterType);
+        ScanRequest const request{list, total, remote, IsEmailBackup() != 0, m_taskName};
+        ScanFilter const filter(m_filterType, &m_filterExList, &m_filtedPathList, include);
+        SourceScan scan(request, filter);
+        if (isTree) {
+            if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() || rampart::IsCancelled(m_pTaskPrg)) {
+                return 0;
+            }
+            return scan.WalkFolder(path, serverFolder, useFolderFilter != 0);
+        }
+        if (!isFile) {
+            return 0;
+        }
+        ++m_scanTotalFileCount;
+        return scan.JudgeFile(path, serverFolder + _T("\\") + name, FileOf(path), false);
+    });
+}
+
+int CBackupTask::CheckFileFilter(CString file, CStringList* exList, CStringList* pathList, CString filterType) {
+    if (!rampart::IsIncludeMode(filterType)) {
+        return CPathManage::FilterFile(file, pathList, filterType);
+    }
+    // Only the count of `exList` is read; every filter call takes `pathList`.
+    bool const hasNames = exList != nullptr && !exList->IsEmpty();
+    bool const hasPaths = pathList != nullptr && !pathList->IsEmpty();
+    if (!hasNames && !hasPaths) {
+        return 1;
+    }
+    CString const parent = PathUtilities::GetParentFolder(file);
+    if (!hasNames) {
+        return CPathManage::FilterFolder(parent, pathList, filterType);
+    }
+    if (!hasPaths) {
+        return CPathManage::FilterFile(file, pathList, filterType);
+    }
+    bool const taken = CPathManage::FilterFolder(parent, pathList, filterType) == 0 ||
+                       CPathManage::FilterFile(file, pathList, filterType) == 0;
+    return taken ? 0 : 1;
+}
+
+namespace {
+
+__int64 WalkTree(ScanRequest const& request, ScanFilter const& filter, CString const& path,
+                 CString const& serverFolder, int useFolderFilter) {
+    return rampart::Guarded(_T("Error:GetFolderNeedBackup"), 0LL, [&] {
+        return SourceScan(request, filter).WalkFolder(path, serverFolder, useFolderFilter != 0);
+    });
+}
+
+}  // namespace
+
+__int64 CBackupManage::GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder, CString filterType,
+                                           __int64& total, __int64& remote, CStringList* exList, CStringList* pathList,
+                                           int useFolderFilter, int isEmail, CString const& taskName) {
+    return WalkTree({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, false}, path,
+                    serverFolder, useFolderFilter);
+}
+
+__int64 CBackupManage::IncludeGetFolderNeedBackup(CStringList& list, CString path, CString serverFolder,
+                                                  CString filterType, __int64& total, __int64& remote,
+                                                  CStringList* exList, CStringList* pathList, int useFolderFilter,
+                                                  int isEmail, CString const& taskName) {
+    return WalkTree({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, true}, path,
+                    serverFolder, useFolderFilter);
+}
+
+__int64 CBackupManage::GetFileNeedBackup(CStringList& list, CString path, CString serverPath, CString filterType,
+                                         __int64& total, __int64& remote, CStringList* exList, int force, int isEmail,
+                                         CString const& taskName) {
+    ScanFilter const filter(filterType, exList, nullptr, false);
+    SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
+    return scan.JudgeFile(path, serverPath, FileOf(path), force != 0);
+}
+
+__int64 CBackupManage::IncludeGetFileNeedBackup(CStringList& list, CString path, CString serverPath,
+                                                CString filterType, __int64& total, __int64& remote,
+                                                CStringList* exList, CStringList* pathList, int force, int isEmail,
+                                                CString const& taskName) {
+    ScanFilter const filter(filterType, exList, pathList, true);
+    SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
+    return scan.JudgeFile(path, serverPath, FileOf(path), force != 0);
+}
+
+void CBackupManage::AdjustScanDivideBatchIndex(CStringList& list, CString const& path, __int64 size) {
+    rampart::Guarded(_T("Error: adjust scan path - ") + path, 0, [&] {
+        rampart::EnterInUploadOrder(list, path, size);
+        return 1;
+    });
+}
+
+void CBackupManage::SetScanTaskInfo(CString const& size, CString const& count, CString const& path) {
+    CKorvaneAutoLock const lock(&m_scanInfoLock, _T("SetScanTaskInfo"), 0);
+    m_scanInfoSize = size;
+    m_scanInfoCount = count;
+    m_scanInfoPath = path;
+}
+
+void CBackupManage::GetScanTaskInfo(SCANFILESINFO& info) {
+    CKorvaneAutoLock const lock(&m_scanInfoLock, _T("GetScanTaskInfo"), 0);
+    info.m_size = m_scanInfoSize;
+    info.m_count = m_scanInfoCount;
+    info.m_path = m_scanInfoPath;
+}

@@ -1,0 +1,245 @@
+#include "run/source_scan.h"
+
+#include "framework/guarded.h"
+#include "interfaces/baselib.h"
+#include "interfaces/transferlib.h"
+#include "link/manage_multiple_running_task.h"
+#include "platform/clock.h"
+#include "progress/task_prg.h"
+#include "run/run_state.h"
+#include "run/server_match.h"
+#include "run/time_agreement.h"
+#include "task/backup_task.h"
+
+namespace rampart {
+
+namespace {
+
+constexpr int kMaxPathLength = 1024;
+constexpr int kDefaultReportStep = 200;
+constexpr uint32_t kPausePollMs = 100;
+// Fixed here, not the option "IgnoreTimeSpan": the check before the transfer is the later and wider one.
+constexpr uint32_t kScanTimeSpan = 2;
+
+int ReportStep() {
+    CString const text = DictUtil::GetConfigString(_T("Options"), _T("SendScanFileCount"), _T(""), _T(""));
+    if (text.IsEmpty()) {
+        return kDefaultReportStep;
+    }
+    // A step of 0 has no meaning; it counts as the default.
+    int const step = DictUtil::GetConfigInt(_T("Options"), _T("SendScanFileCount"), _T(""), _T(""));
+    return step > 0 ? step : kDefaultReportStep;
+}
+
+LocalFile FileOf(KXFileFind const& find) {
+    LocalFile file;
+    file.exists = true;
+    file.temporary = find.IsTemporary() != 0;
+    file.size = find.GetLength();
+    file.writeTime = find.GetLastWriteTime().GetTime();
+    return file;
+}
+
+}  // namespace
+
+void EnterInUploadOrder(CStringList& list, CString const& path, __int64 size) {
+    if (size < ApiUtil::GetBatchTotalSize(0)) {
+        list.AddTail(path);
+    } else {
+        list.AddHead(path);
+    }
+}
+
+SourceScan::SourceScan(ScanRequest const& request, ScanFilter const& filter)
+    : m_request(request), m_filter(filter), m_reportStep(ReportStep()) {}
+
+CBackupTask* SourceScan::Task() const {
+    return ManageMultipleRunningTask::GetInstance()->GetWorkingTaskByName(m_request.taskName);
+}
+
+bool SourceScan::IsEnding() const {
+    CBackupTask const* const task = Task();
+    return IsRunEnding(task != nullptr ? task->m_pTaskPrg : nullptr);
+}
+
+bool SourceScan::WaitWhilePaused() const {
+    for (;;) {
+        CTaskPrgClass const* const progress =
+            ManageMultipleRunningTask::GetInstance()->GetTaskPrgClass(m_request.taskName);
+        if (progress == nullptr || !progress->IsPaused()) {
+            return true;
+        }
+        if (IsAppEnding()) {
+            return false;
+        }
+        platform::SleepMilliseconds(kPausePollMs);
+    }
+}
+
+__int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolder, bool useFolderFilter) {
+    m_overhead = OverheadOf(serverFolder);
+    if (CBackupTask* const task = Task()) {
+        task->m_scanTotalFileCount = 0;
+    }
+    m_folders.AddTail(folder);
+    m_serverFolders.AddTail(serverFolder);
+    __int64 sum = 0;
+    while (!m_folders.IsEmpty()) {
+        bool const loggedOff =
+            !m_filter.IsInclude() && ApiUtil::GetManageLogonStatus().GetLogOnStatus() == LogonStatusOff;
+        if (IsEnding() || loggedOff) {
+            break;
+        }
+        CString const path = WithoutTrailingBackslash(m_folders.RemoveHead());
+        CString const serverPath = m_serverFolders.RemoveHead();
+        sum += Guarded(m_filter.IsInclude() ? _T("Unexpected error: IncludeGetFolderNeedBackup")
+                                            : _T("Unexpected error: GetFolderNeedBackup"),
+                       0LL, [&]() -> __int64 {
+                           if (path.GetLength() > kMaxPathLength) {
+                               NoteSkippedEntry({path, _T("the path is longer than 1024 characters"), true});
+                               return 0;
+                           }
+                           if (useFolderFilter && !m_filter.IsInclude() && m_filter.DropsFolder(path)) {
+                               return 0;
+                           }
+                           bool const isNew = IsFolderNew(path, serverPath, useFolderFilter);
+                           if (isNew) {
+                               m_request.list.AddTail(path);
+                           }
+                           return ScanEntries(path, serverPath, isNew);
+                       });
+    }
+    return sum;
+}
+
+bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const {
+    // In include mode only a folder that the list names is taken as a whole; any other is walked file by file.
+    if (m_filter.IsInclude() && (!useFolderFilter || m_filter.DropsFolder(folder))) {
+        return false;
+    }
+    ServerFile record;
+    return !FindServerFile(serverFolder, folder, record);
+}
+
+__int64 SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew) {
+    __int64 sum = 0;
+    KXFileFind find;
+    int more = find.FindFile(ApiUtil::PathToFullPath(folder) + _T("\\*.*"));
+    while (more != 0 && !IsEnding() && WaitWhilePaused()) {
+        more = find.FindNextFileW();
+        if (find.IsDots() || (find.IsTemporary() && !AllowTemporaryFiles())) {
+            continue;
+        }
+        CString const name = find.GetFileName();
+        CString const path = PathUtilities::Append(folder, name);
+        if (m_filter.IsInclude()) {
+            Debug(_T("IncludeGetFolderNeedBackup scan: ") + path);
+        }
+        if (find.IsDirectory()) {
+            m_folders.AddTail(path);
+            m_serverFolders.AddTail(PathUtilities::Append(serverFolder, name));
+        } else {
+            sum += ScanFile(path, name, folder, serverFolder, FileOf(find), isNew);
+        }
+    }
+    return sum;
+}
+
+__int64 SourceScan::ScanFile(CString const& path, CString const& name, CString const& folder,
+                             CString const& serverFolder, LocalFile const& file, bool isNew) {
+    __int64 growth = 0;
+    CBackupTask* task = Task();
+    if (isNew) {
+        if (m_filter.TakesFileOfFolder(path, folder)) {
+            growth = TakeNewFile(path, file);
+        }
+    } else {
+        growth = std::max<__int64>(0, JudgeFile(path, PathUtilities::Append(serverFolder, name), file, false));
+    }
+    if (task != nullptr) {
+        ++task->m_scanTotalFileCount;
+        if (task->m_scanTotalFileCount % m_reportStep == 0) {
+            ReportProgress(folder);
+        }
+    }
+    return growth;
+}
+
+__int64 SourceScan::TakeNewFile(CString const& path, LocalFile const& file) {
+    __int64 const length = file.size + m_overhead;
+    if (CBackupTask* const task = Task()) {
+        ++task->m_addedFileCount;
+    }
+    EnterInUploadOrder(m_request.list, path, file.size);
+    if (length <= 0) {
+        return 0;
+    }
+    m_request.total += length;
+    return length;
+}
+
+__int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, LocalFile const& file, bool force) {
+    if (IsCancelled(ManageMultipleRunningTask::GetInstance()->GetTaskPrgClass(m_request.taskName)) ||
+        !WaitWhilePaused() || !m_filter.TakesFile(path)) {
+        return 0;
+    }
+    if ((!file.exists || file.temporary) && !AllowTemporaryFiles()) {
+        return 0;
+    }
+    ServerFile record;
+    if (!FindServerFile(serverPath, path, record)) {
+        return JudgeNewFile(path, serverPath, file);
+    }
+    __int64 const size = file.size + OverheadOf(serverPath);
+    CBackupTask* const task = Task();
+    if (!m_request.isEmail && !force) {
+        if (TimesAgree(record.modifiedTime, file.writeTime, kScanTimeSpan) && size == record.size) {
+            return 0;
+        }
+    }
+    if (task != nullptr) {
+        ++task->m_scanNeedBackupFileCount;
+    }
+    EnterInUploadOrder(m_request.list, path, file.size);
+    if (m_request.isEmail || force) {
+        m_request.total += size;
+        return size - record.size;
+    }
+    // The whole size counts as growth, since the old copy goes to the history.
+    __int64 const growth = std::max<__int64>(0, size);
+    m_request.total += growth;
+    return growth;
+}
+
+__int64 SourceScan::JudgeNewFile(CString const& path, CString const& serverPath, LocalFile const& file) {
+    EnterInUploadOrder(m_request.list, path, file.size);
+    __int64 growth = file.size + OverheadOf(serverPath);
+    m_request.total += growth;
+    if (CBackupTask* const task = Task()) {
+        ++task->m_addedFileCount;
+    }
+    __int64 partSize = 0;
+    __int64 partTime = 0;
+    CString inexactPath;
+    if (ApiUtil::GetServerPathlist().FindFile(serverPath + _T(".part"), partSize, partTime, inexactPath)) {
+        if (m_request.remote - partSize >= 0) {
+            m_request.remote -= partSize;
+        }
+        growth -= partSize;
+    }
+    return growth;
+}
+
+void SourceScan::ReportProgress(CString const& folder) const {
+    CBackupTask* const task = Task();
+    if (task == nullptr || task->m_pTaskPrg == nullptr) {
+        return;
+    }
+    task->m_pTaskPrg->SetState(ProgressStateSearching);
+    task->m_pTaskPrg->SetStateString(
+        FormatText(_T("IDS_STRSEARCHINGFOLDER"), static_cast<__int64>(task->m_scanTotalFileCount),
+                   static_cast<__int64>(task->m_scanNeedBackupFileCount), folder),
+        m_request.taskName);
+}
+
+}  // namespace rampart

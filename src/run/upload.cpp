@@ -1,0 +1,126 @@
+// The upload's exported operations beside the loop: batch, wait list, reports of codes, partial uploads.
+#include "engine/vaultlib_app.h"
+#include "interfaces/baselib.h"
+#include "paths/global_function.h"
+#include "progress/task_prg.h"
+#include "run/report_event.h"
+#include "run/run_state.h"
+#include "run/service_codes.h"
+#include "run/upload_dispatch.h"
+#include "run/upload_driver.h"
+#include "task/backup_task.h"
+
+using rampart::Debug;
+using rampart::Service;
+
+namespace {
+
+constexpr __int64 kMegabyte = 0x100000;
+constexpr __int64 kReportedConnectionErrors = 10;
+
+}  // namespace
+
+int CBackupTask::UploadFilesFromCahce(int isEmail, CString const& topFolder, __int64& result) {
+    return rampart::UploadDriver(*this, nullptr, isEmail != 0, topFolder, result).Run();
+}
+
+int CBackupTask::BeginUploadingData(CStringList& paths, int isEmail, CString const& topFolder, __int64& result) {
+    return rampart::UploadDriver(*this, &paths, isEmail != 0, topFolder, result).Run();
+}
+
+int CBackupTask::BatchUploadingFiles(__int64& result) {
+    try {
+        result = m_pBatchMode != nullptr ? m_pBatchMode->DoBatch(0, 0) : Service::kOk;
+        return 1;
+    } catch (...) {
+        result = Service::kUnexpected;
+        Debug(_T("Unexpected error:  BatchUploadingFiles"));
+        rampart::FailRun(this, rampart::DictText(_T("BatchBackupFilesError")) + GetLastErrorMsg());
+        return 0;
+    }
+}
+
+void CBackupTask::AddNeedBackupFileToWaitList(int isEmail, CString const& topFolder, CString const& emailCacheFolder,
+                                              CString const& path, CStringList& waitList, CString& joinedNames) {
+    CString name = path;
+    if (isEmail != 0) {
+        CString rest = path.Mid(emailCacheFolder.GetLength());
+        rest.TrimLeft(_T('\\'));
+        if (topFolder.IsEmpty()) {
+            GlobalFunction::AddColonToPath(rest);
+            name = rest;
+        } else {
+            name = PathUtilities::Append(topFolder, rest);
+        }
+    }
+    waitList.AddTail(name);
+    joinedNames += name + _T(" | ");
+}
+
+void CBackupTask::CreateNewBatchMode() {
+    if (m_pTaskPrg != nullptr) {
+        m_pTaskPrg->SetBatch(nullptr);
+    }
+    delete m_pBatchMode;  // an exported raw pointer
+    m_pBatchMode = new BatchMode(1);
+    if (m_pTaskPrg != nullptr) {
+        m_pTaskPrg->SetBatch(m_pBatchMode);
+    }
+}
+
+void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CString localPath, int cacheError) {
+    rampart::CodeReport const report = rampart::ReportOf(code, cacheError != 0);
+    if (report.action == rampart::ReportAction::kNone) {
+        return;
+    }
+    if (report.action == rampart::ReportAction::kDebugOnly) {
+        Debug(_T("QUIL_NEED_TWOFACTOR_AUTHENTICATION"));
+        return;
+    }
+    CString const codeText = ApiUtil::GetQuilString(code);
+    CString text;
+    if (report.key == nullptr) {
+        text.Format(_T("%s: %s"), report.byServerPath ? serverPath : localPath, codeText);
+    } else if (code == Service::kTooBigForFree) {
+        text = rampart::FormatText(report.key, localPath, ApiUtil::GetFreeMaxSingleFileSize() / kMegabyte);
+    } else if (code == Service::kTooManyItems || code == Service::kTooManyItemsFree) {
+        text = rampart::FormatText(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
+    } else if (serverPath.IsEmpty() || localPath.IsEmpty()) {
+        text = codeText;
+    } else {
+        text = rampart::FormatText(report.key, localPath, serverPath, codeText);
+    }
+    if (report.action == rampart::ReportAction::kWarn) {
+        rampart::RecordEvent(this, text, EVENT_WARNING);
+        AddEmailWarningLog(m_taskName, text);
+        return;
+    }
+    // A connection that keeps failing gives eleven events in one run at most.
+    if (report.action == rampart::ReportAction::kFailCounted && m_errorBackupCount++ > kReportedConnectionErrors) {
+        return;
+    }
+    rampart::FailRun(this, text);
+}
+
+__int64 CBackupTask::GetPartSizeFromSever(CString const& path) {
+    CString const folder = GetTargetSvrFolder(path, 1);
+    CString const serverPath = folder + _T("\\") + rampart::LastElement(path);
+    for (CString const& candidate : {serverPath + _T(".part"), serverPath}) {
+        __int64 size = 0;
+        __int64 time = 0;
+        CString inexactPath;
+        if (ApiUtil::GetServerPathlist().FindFile(candidate, size, time, inexactPath) && size > 0) {
+            return size;
+        }
+    }
+    return 0;
+}
+
+void CBackupTask::SetBacthUploadedFilesState(CStringList& paths, __int64 code) {
+    for (POSITION position = paths.GetHeadPosition(); position != nullptr && !rampart::IsRunEnding(m_pTaskPrg);) {
+        CString const& path = paths.GetNext(position);
+        if (m_pTaskPrg != nullptr) {
+            m_pTaskPrg->EndFile(path, static_cast<int>(code));
+        }
+    }
+}

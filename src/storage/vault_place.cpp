@@ -1,0 +1,158 @@
+// Making a vault in a folder, and opening one there with a clear word about what is wrong.
+#include "platform/clock.h"
+#include "platform/error.h"
+#include "platform/file_system.h"
+#include "platform/path_mapping.h"
+#include "platform/process.h"
+#include "storage/account_settings.h"
+#include "storage/directory_store.h"
+#include "storage/embedded_service.h"
+#include "storage/pack_format.h"
+#include "storage/sqlite_catalog.h"
+#include "storage/storage_error.h"
+
+namespace rampart {
+namespace {
+
+using platform::Text;
+
+constexpr char kCatalogName[] = "catalog.db";
+constexpr char kPacksName[] = "packs";
+constexpr uint32_t kLeastCustomerId = 10000000;
+
+struct VaultPlace {
+    explicit VaultPlace(const std::string& nativeFolder) : native(nativeFolder) {
+        while (native.size() > 1 && (native.back() == '/' || native.back() == '\\')) {
+            native.pop_back();
+        }
+        folder = platform::ToEnginePath(native);
+        if (folder.empty()) {
+            throw StorageError(kInvalidRequest, "\"" + nativeFolder + "\" is not an absolute path");
+        }
+    }
+    Text Inside(const char* name) const {
+        const std::string_view view(name);
+        return folder + _T("\\") + Text(view.begin(), view.end());
+    }
+    std::string NativeInside(const char* name) const { return native + "/" + name; }
+
+    std::string native;
+    Text folder;
+};
+
+bool HoldsForeignEntries(const VaultPlace& place) {
+    auto reader = platform::DirectoryReader::Open(place.folder, false);
+    if (!reader) {
+        throw StorageError(kFailed, "cannot list " + place.native + ": " +
+                                        platform::ToUtf8(platform::ErrorText(platform::LastError())));
+    }
+    platform::DirectoryEntry entry;
+    while (reader->Next(entry)) {
+        const std::string name = platform::ToUtf8(entry.name);
+        if (!name.starts_with(kCatalogName) && name != kPacksName && name != "lost+found") {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CreateVault(const VaultPlace& place) {
+    platform::FileStatus status;
+    if (platform::QueryStatus(place.folder, status) && status.IsRegularFile()) {
+        throw StorageError(kNameTaken, place.native + " is a file");
+    }
+    if (!platform::CreateFolders(place.folder) || !platform::CreateFolders(place.Inside(kPacksName))) {
+        const uint32_t error = platform::LastError();
+        throw StorageError(
+            error == platform::kDiskFull ? kNoSpace : kVaultReadOnly,
+            "cannot create " + place.native + ": " + platform::ToUtf8(platform::ErrorText(error)));
+    }
+    if (platform::QueryStatus(place.Inside(kCatalogName), status) && status.size > 0) {
+        throw StorageError(kNameTaken, place.native + " is a vault already");
+    }
+    if (HoldsForeignEntries(place)) {
+        throw StorageError(kNameTaken, place.native + " is not empty");
+    }
+    SqliteCatalog::Create(place.NativeInside(kCatalogName), place.native);
+    SqliteCatalog catalog(place.NativeInside(kCatalogName), place.native, false,
+                          VaultOptions().busyTimeoutMs);
+    uint32_t number = 0;
+    const std::string random = platform::RandomBytes(sizeof(number));
+    std::memcpy(&number, random.data(), sizeof(number));
+    catalog.SetSetting(account_setting::kCustomerId,
+                       std::to_string(kLeastCustomerId + number % (9 * kLeastCustomerId)));
+    if (!platform::SyncFolder(place.folder)) {
+        throw StorageError(kFailed, "cannot make " + place.native + " durable");
+    }
+}
+
+// Throws a word about why there is no vault to open, if there is none.
+void RequireCatalog(const VaultPlace& place) {
+    platform::FileStatus status;
+    if (platform::QueryStatus(place.Inside(kCatalogName), status)) {
+        if (status.size == 0) {
+            throw StorageError(kVaultMissing,
+                               "the vault at " + place.native +
+                                   " was never finished: its catalog is empty; create it again");
+        }
+        return;
+    }
+    const uint32_t error = platform::LastError();
+    if (error != platform::kFileNotFound && error != platform::kPathNotFound) {
+        throw StorageError(kConnectionFailed, "the vault at " + place.native + " cannot be reached: " +
+                                                  platform::ToUtf8(platform::ErrorText(error)));
+    }
+    if (!platform::QueryStatus(place.folder, status)) {
+        throw StorageError(kVaultMissing, "there is no folder " + place.native);
+    }
+    if (status.IsRegularFile()) {
+        throw StorageError(kVaultMissing, place.native + " is a file, not the folder of a vault");
+    }
+    if (platform::QueryStatus(place.Inside(kPacksName), status)) {
+        throw StorageError(kVaultDamaged,
+                           "the catalog of the vault at " + place.native +
+                               " is missing; its packs are untouched; restore a snapshot of the "
+                               "catalog with the vault's repair");
+    }
+    throw StorageError(kVaultMissing, place.native + " is not a vault");
+}
+
+std::unique_ptr<EmbeddedService> OpenVault(const VaultPlace& place, VaultOptions options) {
+    RequireCatalog(place);
+    const std::string catalogPath = place.NativeInside(kCatalogName);
+    std::unique_ptr<Catalog> catalog;
+    try {
+        catalog = std::make_unique<SqliteCatalog>(catalogPath, place.native, options.readOnly,
+                                                  options.busyTimeoutMs);
+    } catch (const StorageError& error) {
+        if (options.readOnly || (error.code() != kVaultReadOnly && error.code() != kConnectionFailed)) {
+            throw;
+        }
+        options.readOnly = true;
+        catalog = std::make_unique<SqliteCatalog>(catalogPath, place.native, true, options.busyTimeoutMs);
+    }
+    std::unique_ptr<ObjectStore> store = std::make_unique<DirectoryStore>(place.native);
+    if (options.wrapStore) {
+        store = options.wrapStore(std::move(store));
+    }
+    return std::make_unique<EmbeddedService>(place.native, std::move(catalog), std::move(store), options);
+}
+
+}  // namespace
+
+ServiceResult EmbeddedService::Create(const std::string& nativeFolder) {
+    return AtServiceEdge([&] {
+        CreateVault(VaultPlace(nativeFolder));
+        return ServiceResult();
+    });
+}
+
+ServiceResult EmbeddedService::Open(const std::string& nativeFolder, const VaultOptions& options,
+                                    std::unique_ptr<EmbeddedService>& service) {
+    return AtServiceEdge([&] {
+        service = OpenVault(VaultPlace(nativeFolder), options);
+        return ServiceResult();
+    });
+}
+
+}  // namespace rampart

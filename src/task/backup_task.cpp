@@ -1,0 +1,274 @@
+// The record: defaults, copy and compare, end of life.
+#include "task/backup_task.h"
+
+#include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
+#include "link/manage_multiple_running_task.h"
+#include "manager/backup_manage.h"
+#include "paths/global_function.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+#include "progress/task_prg.h"
+#include "task/stored_time.h"
+
+namespace {
+
+constexpr __int64 kEntriesASecond = 1000;
+constexpr __int64 kMaxStopSeconds = 10000;
+constexpr uint32_t kEndPollMs = 50;
+constexpr uint32_t kEndTimeoutMs = 20000;
+constexpr int kWindowBackSeconds = 2592000;      // 30 days
+constexpr int kCountEventDelaySeconds = 25200;   // 7 hours
+constexpr int kModes = 16;
+constexpr int kComputerNameLength = 15;
+
+CString MachineName() {
+    CString const name(rampart::platform::ComputerName().c_str());
+    if (!name.IsEmpty()) {
+        return name.Left(kComputerNameLength);
+    }
+    return DictUtil::GetValue(_T("IDS_STRNONAME"), _T(""));
+}
+
+void FreeSources(std::vector<SourceInfo*>& sources) {
+    for (SourceInfo* source : sources) {
+        delete source;  // the exported lists hold raw pointers
+    }
+    sources.clear();
+}
+
+int32_t NewTaskID() {
+    uint32_t const tick = rampart::platform::TickCount();
+    srand(tick);
+    return static_cast<int32_t>(static_cast<uint32_t>(rand()) - 1u + tick);
+}
+
+}  // namespace
+
+CBackupTask::CBackupTask() {
+    CTime const never(1971, 1, 1, 0, 0, 0);
+    CTime const now = rampart::StoredNow();
+    m_backupDate = m_resumeDate = m_lastRunDate = m_modifyTime = never;
+    m_beginDate = rampart::ToStored(rampart::RawNow() - CTimeSpan(kWindowBackSeconds));
+    m_endDate = CTime(2099, 1, 1, 0, 0, 0);
+    m_dating = m_nextEmailDate = m_lastRetryDate = now;
+    m_nextCountEventDate = rampart::ToStored(rampart::RawNow() + CTimeSpan(kCountEventDelaySeconds));
+    m_serverNextDate = m_networkRetryDate = CTime(0);
+    m_lastMonitorTick = rampart::RawNow().GetTime();
+    m_taskID = NewTaskID();
+    if (CBackupManage const* manager = theVaultLibApp.m_pBackupManage) {
+        m_pcID = manager->m_myID;
+        m_pcName = manager->m_pcName;
+    }
+    if (m_pcName.IsEmpty()) {
+        m_pcName = MachineName();
+    }
+    m_pTaskPrg = new CTaskPrgClass;  // an exported raw pointer; deleted by the destructor
+    m_pTaskPrg->SetHostPrg(theVaultLibApp.m_pPrgAttachment);
+    m_pTaskPrg->Create();
+    m_pTaskPrg->EmptyData();
+    m_pTaskPrg->SetTaskName(m_taskName);
+}
+
+CBackupTask::~CBackupTask() {
+    EndTask();
+    WaitForThreads();
+    delete m_pTaskPrg;
+    m_pTaskPrg = nullptr;
+    if (CBackupManage* manager = theVaultLibApp.m_pBackupManage) {
+        for (CBackupTask** pointer :
+             {&manager->m_pNewTask, &manager->m_pPrevNewTask, &CBackupManage::s_pRestoreWorkingTask}) {
+            if (*pointer == this) {
+                *pointer = nullptr;
+            }
+        }
+    }
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    if (registry->GetWorkingTask(this) == this) {
+        registry->RemoveWorkingTaskFromVector(this);
+    }
+    delete m_pBatchMode;
+    ClearSrcList();
+    ClearAddPathList();
+    ClearDeletePathList();
+}
+
+void CBackupTask::WaitForThreads() {
+    HANDLE const runThread = m_runThread;
+    if (runThread != nullptr) {
+        MyWaitForSingleObject(runThread, ~0u);
+    }
+    while (GetRunningUploadCount() > 0) {
+        rampart::platform::SleepMilliseconds(kEndPollMs);
+    }
+}
+
+CBackupTask& CBackupTask::operator=(CBackupTask& other) {
+    if (this == &other) {
+        return *this;
+    }
+    ClearTask();
+    m_taskName = other.m_taskName;
+    m_description = other.m_description;
+    m_type = other.m_type;
+    ClearSrcList();
+    m_localDirList.swap(other.m_localDirList);
+    m_filterExList.RemoveAll();
+    m_filterExList.AddTail(&other.m_filterExList);
+    m_filtedPathList.RemoveAll();
+    m_filtedPathList.AddTail(&other.m_filtedPathList);
+    if (m_serverFilePath.CompareNoCase(other.m_serverFilePath) != 0) {
+        GlobalFunction::CreateSrvFolder(other.m_serverFilePath, _T(""), _T(""), nullptr);
+        ApiUtil::GetServerPathlist().RefreshFolder(other.m_serverFilePath, 1, 1);
+        m_serverFilePath = other.m_serverFilePath;
+    }
+    m_logFilePath = other.m_logFilePath;
+    m_backupDate = other.m_backupDate;
+    m_pcID = other.m_pcID;
+    m_pcName = other.m_pcName;
+    m_taskID = other.m_taskID;
+    m_isResume = other.m_isResume;
+    m_errorOccured = other.m_errorOccured;
+    m_state = other.m_state;
+    m_encryMode = other.m_encryMode;
+    m_beginDate = other.m_beginDate;
+    m_endDate = other.m_endDate;
+    m_dating = other.m_dating;
+    m_resumeDate = other.m_resumeDate;
+    m_remoteSize = other.m_remoteSize;
+    m_pendingChange = 0;
+    m_maxVersion = other.m_maxVersion;
+    m_modifyTime = other.m_modifyTime;
+    m_filterType = other.m_filterType;
+    m_nextCountEventDate = other.m_nextCountEventDate;
+    m_scheduleEnabled = other.m_scheduleEnabled;
+    m_repeatDays = other.m_repeatDays;
+    if (m_type == TaskTypeRealTime) {
+        StartHook();
+    }
+    return *this;
+}
+
+int CBackupTask::operator==(CBackupTask& other) {
+    if (m_taskID != other.m_taskID || m_taskName != other.m_taskName || m_pcID != other.m_pcID ||
+        m_description != other.m_description || m_type != other.m_type || m_beginDate != other.m_beginDate ||
+        m_endDate != other.m_endDate || m_dating != other.m_dating || m_modifyTime != other.m_modifyTime ||
+        m_encryMode != other.m_encryMode || !IsSameSrcList(other.m_localDirList)) {
+        return 0;
+    }
+    CString const serverLog = CBackupManage::GetSvrInfoFolder() + _T("\\") + PathUtilities::GetFileName(m_logFilePath);
+    constexpr unsigned int kSame = 1;
+    if (GlobalFunction::IsServerLocalSameFile(serverLog, m_logFilePath, 0) == kSame) {
+        return 1;
+    }
+    CString const suffix = _T(".4.0");
+    return GlobalFunction::IsServerLocalSameFile(serverLog + suffix, m_logFilePath + suffix, 0) == kSame ? 1 : 0;
+}
+
+void CBackupTask::GetLimitUploadInfo(CString& path, int& flag) {
+    path = m_limitUploadMsg;
+    flag = m_limitUploadFlag;
+}
+
+int CBackupTask::IsEmailBackup() const {
+    return m_type >= TaskTypeEmailFlag && m_type < 2 * kModes;
+}
+
+void CBackupTask::SetTaskNameToPrgbar(CString const& name) {
+    if (m_pTaskPrg != nullptr) {
+        m_pTaskPrg->SetTaskName(name);
+    }
+}
+
+void CBackupTask::ChangeMaxVersion(__int64) {}
+
+int CBackupTask::IsEncryptionBackup() {
+    return rampart::Guarded(_T("Error:IsEncryptionBackup"), 0, [&] {
+        CString folder = m_serverFilePath;
+        if (folder.Right(1) != _T("\\")) {
+            folder += _T("\\");
+        }
+        return GlobalFunction::IsEncryptionPath(folder);
+    });
+}
+
+CString CBackupTask::GetStateString() {
+    TCHAR const* key = _T("IDS_STRREADY");
+    switch (m_state) {
+        case TaskStateRunning:
+            key = _T("IDS_STRRUNNING");
+            break;
+        case TaskStateWaiting:
+            key = _T("IDS_STRWAITING");
+            break;
+        case TaskStateCanceled:
+            key = _T("IDS_STRCANCELED");
+            break;
+        case TaskStateFailed:
+            key = _T("IDS_STRTASKERR");
+            break;
+        default:
+            break;
+    }
+    return DictUtil::GetValue(key, _T(""));
+}
+
+void CBackupTask::EndTask() {
+    StopHook();
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    if (registry->FindWorkingTask(this)) {
+        EndWorkingTask();
+        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->FindWorkingTask(this); waited += kEndPollMs) {
+            rampart::platform::SleepMilliseconds(kEndPollMs);
+        }
+        registry->RemoveWorkingTaskFromVector(this);
+    }
+    m_pBackupThread = nullptr;
+}
+
+void CBackupTask::EndWorkingTask() {
+    if (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(this) && m_pTaskPrg != nullptr) {
+        m_pTaskPrg->Stop(m_taskName, static_cast<unsigned long>(CalcuteSecondsForUploadTaskToServerDatabase()));
+    }
+}
+
+void CBackupTask::ClearTask() {
+    rampart::Guarded(_T("Error:ClearTask"), 0, [&] {
+        EndTask();
+        return 1;
+    });
+}
+
+__int64 CBackupTask::CalcuteSecondsForUploadTaskToServerDatabase() {
+    __int64 const entries = static_cast<__int64>(m_localDirList.size()) + m_filterExList.GetCount() +
+                            m_filtedPathList.GetCount();
+    return std::min(entries / kEntriesASecond, kMaxStopSeconds);
+}
+
+CString CBackupTask::GetFirstSrcPath() const {
+    if (m_localDirList.empty() || m_localDirList.front() == nullptr) {
+        return CString();
+    }
+    return m_localDirList.front()->path;
+}
+
+void CBackupTask::ClearSrcList() {
+    FreeSources(m_localDirList);
+}
+
+void CBackupTask::ClearAddPathList() {
+    FreeSources(m_newPathList);
+}
+
+void CBackupTask::ClearDeletePathList() {
+    FreeSources(m_deletePathList);
+}
+
+CString GlobalFunction::GetTaskStyType(int mode) {
+    static constexpr TCHAR const* kKeys[] = {_T("IDS_STRBACKUPTYPE0"), _T("IDS_STRBACKUPTYPE1"),
+                                             _T("IDS_STRBACKUPTYPE2"), _T("IDS_STRBACKUPTYPE3")};
+    if (mode < TaskTypeRealTime || mode > TaskTypeOnce) {
+        return CString();
+    }
+    return DictUtil::GetValue(kKeys[mode], _T(""));
+}

@@ -1,0 +1,84 @@
+// What a run tells: the counters, and the lines from which mail reports are made.
+#include "engine/vaultlib_app.h"
+#include "interfaces/baselib.h"
+#include "progress/task_prg.h"
+#include "task/backup_task.h"
+#include "task/stored_time.h"
+
+namespace {
+
+// A list keeps at most one line more than this; a further one empties it first.
+constexpr int kMaxLines = 100;
+
+void AddLine(CStringList& list, CString const& line) {
+    if (list.GetCount() > kMaxLines) {
+        list.RemoveAll();
+    }
+    list.AddTail(line);
+}
+
+CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator, CTaskPrgClass const* progress) {
+    if (list.IsEmpty()) {
+        return CString();
+    }
+    CString text = start;
+    for (int taken = 0; !list.IsEmpty() && taken <= kMaxLines; ++taken) {
+        if ((progress != nullptr && progress->m_bCancel != 0) || MiscUtil::IsAppLoggingOff() ||
+            MiscUtil::IsAppStopping()) {
+            break;
+        }
+        text += list.RemoveHead() + separator;
+    }
+    return text;
+}
+
+}  // namespace
+
+void CBackupTask::InitEventLog() {
+    m_reportUploadedCount = 0;
+    m_reportChangedCount = 0;
+    m_reportAddedCount = 0;
+    m_reportTotalCount = 0;
+    m_failedUploadCount = 0;
+    m_errorEmailLog.RemoveAll();
+    m_successEmailLog.RemoveAll();
+    m_warningEmailLog.RemoveAll();
+}
+
+void CBackupTask::AddEmailErrorLog(CString const& name, CString const& text) {
+    AddLine(m_errorEmailLog, name + _T(": ") + text);
+}
+
+void CBackupTask::AddEmailWarningLog(CString const& name, CString const& text) {
+    AddLine(m_warningEmailLog, name + _T(": ") + text);
+}
+
+void CBackupTask::AddSuccessEmailLog() {
+    if (m_reportTotalCount == 0) {
+        return;
+    }
+    __int64 const needed = m_reportChangedCount + m_reportAddedCount;
+    if (m_reportUploadedCount > needed) {
+        m_reportUploadedCount = needed;
+    }
+    CString line;
+    line.Format(DictUtil::GetValue(_T("SuccessEmailBody"), _T("")), m_taskName,
+                rampart::RawNow().Format(_T("%m/%d/%Y %H:%M:%S")));
+    CString counts;
+    counts.Format(DictUtil::GetValue(_T("SuccessEmailScanFiles"), _T("")), static_cast<__int64>(m_reportTotalCount),
+                  static_cast<__int64>(m_reportAddedCount), static_cast<__int64>(m_reportChangedCount),
+                  static_cast<__int64>(m_reportUploadedCount));
+    AddLine(m_successEmailLog, line + _T("\n") + counts + _T("\n"));
+}
+
+CString CBackupTask::GetErrorEmailLog() {
+    return DrainLines(m_errorEmailLog, _T("\n\n"), _T("\n"), m_pTaskPrg);
+}
+
+CString CBackupTask::GetSuccessEmailLog() {
+    return DrainLines(m_successEmailLog, _T("\n"), _T("\n\n"), m_pTaskPrg);
+}
+
+CString CBackupTask::GetWarningLog() {
+    return DrainLines(m_warningEmailLog, _T("\n\n"), _T("\n"), m_pTaskPrg);
+}

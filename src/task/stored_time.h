@@ -1,0 +1,26 @@
+// The two time forms: the raw clock, and the stored form in which a task keeps its dates.
+#pragma once
+
+#include "framework/framework.h"
+#include "interfaces/baselib.h"
+
+namespace rampart {
+
+inline CTime RawNow() { return NowRaw(); }
+
+inline CTime ToStored(CTime raw) {
+    TimeUtil::LocalTimeToUtcTime(raw);
+    return raw;
+}
+
+inline CTime ToRaw(CTime stored) {
+    TimeUtil::UtcTimeToLocalTime(stored);
+    return stored;
+}
+
+inline CTime StoredNow() { return ToStored(RawNow()); }
+
+// The mark against which a first backup is measured: a backup date after it means that a backup was made.
+inline CTime FirstBackupMark() { return CTime(1971, 1, 1, 1, 1, 1); }
+
+}  // namespace rampart

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include "interfaces/baselib.h"
+#include "support/temp_tree.h"
+
+namespace rampart {
+namespace {
+
+CString Path(const test::TempFolder& folder, std::string_view relative) {
+    return CString(TextView(folder.Engine(relative)));
+}
+
+TEST(Xml, EveryKindOfValueComesBackFromAFile) {
+    test::TempFolder folder;
+    const CString texts[] = {_T(""),
+                             _T("  "),
+                             _T("<a & \"b\">'"),
+                             _T("two\r\nlines\ttab"),
+                             _T("\u00e4\u4e2d\xD83D\xDE00"),
+                             CString(TCHAR(0xDC80)) + _T("x"),
+                             _T(" ends ")};
+    XMLDocument written;
+    ASSERT_TRUE(written.Create(_T("Root")));
+    XMLNode root = written.GetAsNode();
+    for (int index = 0; index < static_cast<int>(std::size(texts)); index++) {
+        EXPECT_TRUE(root.SetValue(FormatText(_T("Text%d"), index), texts[index]));
+    }
+    EXPECT_TRUE(root.SetValue(_T("Long"), -9223372036854775807LL - 1));
+    EXPECT_TRUE(root.SetValue(_T("Unsigned"), 4294967295UL));
+    EXPECT_TRUE(root.SetValue(_T("Int"), -5));
+    EXPECT_TRUE(root.SetValue(_T("Bool"), true));
+    EXPECT_TRUE(root.SetValue(_T("Float"), 1.5F));
+    EXPECT_TRUE(root.SetValue(_T("Int"), -6));
+    ASSERT_TRUE(written.Save(Path(folder, "x/a.xml")));
+
+    XMLDocument read;
+    ASSERT_TRUE(read.Load(Path(folder, "x/a.xml"))) << read.GetParseError().ToUtf8();
+    const XMLNode node = read.GetAsNode();
+    for (int index = 0; index < static_cast<int>(std::size(texts)); index++) {
+        CString value;
+        EXPECT_TRUE(node.GetValue(FormatText(_T("Text%d"), index), value, _T("default")));
+        EXPECT_EQ(value, texts[index]) << index;
+    }
+    __int64 big = 0;
+    unsigned long word = 0;
+    int number = 0;
+    EXPECT_TRUE(node.GetValue(_T("Long"), big, 0LL));
+    EXPECT_EQ(big, -9223372036854775807LL - 1);
+    EXPECT_TRUE(node.GetValue(_T("Unsigned"), word, 0UL));
+    EXPECT_EQ(word, 4294967295UL);
+    EXPECT_TRUE(node.GetValue(_T("Int"), number, 0));
+    EXPECT_EQ(number, -6);
+    EXPECT_TRUE(node.GetValue(_T("Bool"), number, 0));
+    EXPECT_EQ(number, 1);
+    EXPECT_EQ(node.GetNumberOfNodes(), static_cast<int>(std::size(texts)) + 5);
+}
+
+TEST(Xml, AMissingChildGivesTheDefaultAndFalse) {
+    test::TempFolder folder;
+    folder.Write("a.xml",
+                 "<?xml version=\"1.0\"?><!-- c --><L><!-- c --><T><Name>x</Name></T><T/><End/></L>");
+    XMLDocument document;
+    ASSERT_TRUE(document.Load(Path(folder, "a.xml")));
+    const XMLNode root = document.GetAsNode();
+    EXPECT_EQ(root.GetName(), _T("L"));
+    EXPECT_EQ(root.GetNumberOfNodes(), 3);
+    EXPECT_EQ(root.GetNode(2).GetName(), _T("End"));
+    EXPECT_FALSE(root.GetNode(3).IsValid());
+    EXPECT_FALSE(root.GetNode(-1).IsValid());
+    EXPECT_FALSE(root.GetNode(_T("T2")).IsValid());
+    CString name;
+    int number = 1;
+    EXPECT_TRUE(root.GetNode(_T("T")).GetValue(_T("Name"), name, _T("")));
+    EXPECT_EQ(name, _T("x"));
+    EXPECT_FALSE(root.GetNode(1).GetValue(_T("Name"), name, name));  // the present value as default
+    EXPECT_EQ(name, _T("x"));
+    EXPECT_FALSE(XMLNode().GetValue(_T("Name"), number, 9));
+    EXPECT_EQ(number, 9);
+    EXPECT_FALSE(XMLNode().SetValue(_T("Name"), 1));
+}
+
+TEST(Xml, ADamagedFileIsAnErrorAndNoDocument) {
+    test::TempFolder folder;
+    folder.Write("cut.xml", "<L><T><Name>x</Na");
+    folder.Write("empty.xml", "");
+    XMLDocument document;
+    EXPECT_FALSE(document.Load(Path(folder, "cut.xml")));
+    EXPECT_FALSE(document.IsValid());
+    EXPECT_FALSE(document.GetParseError().IsEmpty());
+    EXPECT_FALSE(document.GetAsNode().IsValid());
+    EXPECT_FALSE(document.Load(Path(folder, "empty.xml")));
+    EXPECT_FALSE(document.Load(Path(folder, "missing.xml")));
+    EXPECT_FALSE(document.GetParseError().IsEmpty());
+    EXPECT_FALSE(document.Save(Path(folder, "out.xml")));
+}
+
+TEST(Xml, ANodeOutlivesItsDocument) {
+    XMLNode child;
+    {
+        XMLDocument document;
+        document.Create(_T("R"));
+        document.GetAsNode().SetValue(_T("C"), _T("kept"));
+        child = document.GetAsNode();
+    }
+    CString value;
+    EXPECT_TRUE(child.GetValue(_T("C"), value, _T("")));
+    EXPECT_EQ(value, _T("kept"));
+}
+
+}  // namespace
+}  // namespace rampart

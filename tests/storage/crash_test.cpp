@@ -1,0 +1,115 @@
+// Processes that are killed while they write, and processes that write at once.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include "storage/vault_files.h"
+
+namespace rampart::test {
+namespace {
+
+class CrashTest : public VaultTest {
+protected:
+    // Runs the writer to its end, however that comes, and gives the paths it acknowledged.
+    std::vector<std::string> RunWriter(const std::string& name, const std::string& arguments,
+                                       int* status = nullptr) {
+        const std::string output = folder.Native("out-" + name);
+        const std::string command = std::string(VAULT_WRITER) + " \"" + Vault() + "\" " + name + " " +
+                                    arguments + " > \"" + output + "\"";
+        const int code = std::system(command.c_str());
+        if (status != nullptr) {
+            *status = code;
+        }
+        std::vector<std::string> paths;
+        std::ifstream lines(output);
+        for (std::string line; std::getline(lines, line);) {
+            paths.push_back(line);
+        }
+        return paths;
+    }
+
+    void ExpectAcknowledged(const std::vector<std::string>& paths) {
+        for (const std::string& path : paths) {
+            const ServerPathParts parts = SplitLastName(path);
+            const auto i = static_cast<uint32_t>(std::stoul(std::string(parts.name)));
+            ExpectContent(*service, path, WrittenContent(std::string(parts.folder.substr(1)), i));
+        }
+    }
+};
+
+TEST_F(CrashTest, NothingAcknowledgedIsLostWhereverTheStoreIsCut) {
+    service.reset();
+    constexpr int kCalls = 24;
+    for (int call = 1; call <= kCalls; ++call) {
+        const std::string name = "w" + std::to_string(call);
+        int status = 0;
+        const auto paths = RunWriter(name, "30 call " + std::to_string(call), &status);
+        EXPECT_NE(status, 0) << "the writer was not cut at call " << call;
+        Reopen();
+        ExpectAcknowledged(paths);
+        ExpectSound(*service);
+        // The vault goes on from here, and equal content that was half written is stored again.
+        ExpectOk(StoreFile(*service, "\\" + name + "-after", WrittenContent(name, 3)));
+        ExpectContent(*service, "\\" + name + "-after", WrittenContent(name, 3));
+        service.reset();
+    }
+}
+
+TEST_F(CrashTest, NothingAcknowledgedIsLostWhenKilledAtAnyMoment) {
+    service.reset();
+    for (int milliseconds = 15; milliseconds < 160; milliseconds += 18) {
+        const auto paths =
+            RunWriter("k" + std::to_string(milliseconds), "100000 after " + std::to_string(milliseconds));
+        Reopen();
+        ExpectAcknowledged(paths);
+        ExpectSound(*service);
+        service.reset();
+    }
+}
+
+TEST_F(CrashTest, OpeningCutsWhatAKilledWriterLeftBehind) {
+    service.reset();
+    RunWriter("a", "12 call 5");
+    const auto packBytes = [&] {
+        int64_t bytes = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.Path("vault/packs"))) {
+            bytes += static_cast<int64_t>(entry.file_size());
+        }
+        return bytes;
+    };
+    const int64_t before = packBytes();
+    Reopen();
+    ServiceStatistics statistics;
+    ExpectOk(service->Statistics(statistics));
+    EXPECT_LT(packBytes(), before);
+    EXPECT_EQ(packBytes(), statistics.packBytes);
+}
+
+TEST_F(CrashTest, TwoProcessesWriteAtOnce) {
+    std::vector<std::string> first;
+    std::vector<std::string> second;
+    int firstStatus = 1;
+    int secondStatus = 1;
+    std::thread one([&] { first = RunWriter("one", "60", &firstStatus); });
+    std::thread two([&] { second = RunWriter("two", "60", &secondStatus); });
+    for (int i = 0; i < 20; ++i) {
+        ExpectOk(StoreFile(*service, "\\here" + std::to_string(i),
+                           NoiseOf(10'000, 1000u + static_cast<uint32_t>(i))));
+    }
+    one.join();
+    two.join();
+    EXPECT_EQ(firstStatus, 0);
+    EXPECT_EQ(secondStatus, 0);
+    EXPECT_EQ(first.size(), 60u);
+    EXPECT_EQ(second.size(), 60u);
+    ExpectAcknowledged(first);
+    ExpectAcknowledged(second);
+    EXPECT_EQ(TreeOf(*service).size(), 2u + 60 + 60 + 20);
+    ExpectSound(*service);
+}
+
+}  // namespace
+}  // namespace rampart::test
