@@ -112,7 +112,7 @@ ServiceResult BatchSender::PutContent(Batch& batch, bool sendAll) {
             continue;
         }
         if (!chunks.empty()) {
-            if (ServiceResult put = m_connection.Service().PutChunks(chunks); !put.Ok()) {
+            if (ServiceResult put = m_connection.PutChunks(chunks); !put.Ok()) {
                 return put;
             }
         }
@@ -133,12 +133,7 @@ ServiceResult BatchSender::Commit(std::span<const std::shared_ptr<BatchFile>> fi
     for (const auto& file : files) {
         commits.push_back(file->commit);
     }
-    std::vector<int64_t> ids;
-    ServiceResult result = m_connection.Service().CommitFiles(commits, ids);
-    if (result.Ok()) {
-        MirrorCommittedFiles(m_connection, commits, result.sequence);
-    }
-    return result;
+    return m_connection.CommitFiles(commits);
 }
 
 ServiceResult BatchSender::CommitOneByOne(Batch& batch) {

@@ -12,7 +12,6 @@ namespace {
 
 constexpr size_t kPieceBytes = 8u << 20;        // read, named and sent together
 constexpr int64_t kShowPartEvery = 64ll << 20;  // so often a big file's progress is made durable
-constexpr char kPartialSuffix[] = ".part";
 
 ServiceResult Failure(int code) {
     return code == kOk ? ServiceResult() : ServiceResult(code, ServiceCodeText(code));
@@ -38,27 +37,6 @@ ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string&
         return Failure(kFileTooBig);
     }
     return {};
-}
-
-void MirrorCommittedFiles(ServiceConnection& connection, std::span<const FileCommit> files,
-                          int64_t sequence) {
-    const int64_t now = platform::CurrentClock().NowNanoseconds();
-    std::vector<MirrorChange> changes;
-    changes.reserve(files.size());
-    for (const FileCommit& file : files) {
-        MirrorChange& put = changes.emplace_back();
-        put.folder = file.folder;
-        put.name = file.name;
-        put.record.name = file.name;
-        put.record.flags = file.flags;
-        put.record.size = file.size;
-        put.record.modifiedTime = file.modifiedTime;
-        put.record.createdTime = file.createdTime;
-        put.record.storedTime = now;
-        put.record.description = file.description;
-        changes.push_back({MirrorChange::kRemovePartial, file.folder, file.name + kPartialSuffix});
-    }
-    connection.Mirror().Apply(sequence, changes);
 }
 
 FileUpload::FileUpload(ServiceConnection& connection, CString localPath, CString serverFolder,
@@ -98,12 +76,7 @@ ServiceResult FileUpload::SendOnce() {
     if (m_source.CheckUnchanged() != kOk || m_sent != m_commit.size) {
         return {kSourceChanged, m_source.Path().ToUtf8() + ": " + ServiceCodeText(kSourceChanged)};
     }
-    std::vector<int64_t> ids;
-    ServiceResult result = m_connection.Service().CommitFiles({&m_commit, 1}, ids);
-    if (result.Ok()) {
-        MirrorCommittedFiles(m_connection, {&m_commit, 1}, result.sequence);
-    }
-    return result;
+    return m_connection.CommitFiles({&m_commit, 1});
 }
 
 ServiceResult FileUpload::SendContent() {
@@ -184,7 +157,7 @@ ServiceResult FileUpload::PutPieces(std::span<Piece> pieces) {
             chunks.push_back(pieces[i].chunk);
         }
     }
-    return chunks.empty() ? ServiceResult() : m_connection.Service().PutChunks(chunks);
+    return chunks.empty() ? ServiceResult() : m_connection.PutChunks(chunks);
 }
 
 ServiceResult FileUpload::TellProgress() {

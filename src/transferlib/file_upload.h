@@ -21,9 +21,6 @@ FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source)
 // Why this account may not store a file of that name and size; kOk if it may.
 ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string& name, int64_t size);
 
-// Enters files that were committed into the mirror.
-void MirrorCommittedFiles(ServiceConnection& connection, std::span<const FileCommit> files, int64_t sequence);
-
 // Reads, cuts, names and sends a file. A file that changes under the read is read again.
 class FileUpload {
 public:

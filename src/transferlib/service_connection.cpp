@@ -113,6 +113,44 @@ AccountLimits ServiceConnection::Limits() {
     return m_limits;
 }
 
+ServiceResult ServiceConnection::PutChunks(std::span<const Chunk> chunks) {
+    ServiceResult result = m_service->PutChunks(chunks);
+    if (result.Ok()) {
+        for (const Chunk& chunk : chunks) {
+            m_storedBytes += static_cast<int64_t>(chunk.stored.size());
+        }
+    }
+    return result;
+}
+
+ServiceResult ServiceConnection::CommitFiles(std::span<const FileCommit> files) {
+    std::vector<int64_t> ids;
+    ServiceResult result = m_service->CommitFiles(files, ids);
+    if (!result.Ok()) {
+        return result;
+    }
+    const int64_t now = platform::CurrentClock().NowNanoseconds();
+    std::vector<MirrorChange> changes;
+    changes.reserve(2 * files.size());
+    for (const FileCommit& file : files) {
+        MirrorChange& put = changes.emplace_back();
+        put.folder = file.folder;
+        put.name = file.name;
+        put.record.name = file.name;
+        put.record.flags = file.flags;
+        put.record.size = file.size;
+        put.record.modifiedTime = file.modifiedTime;
+        put.record.createdTime = file.createdTime;
+        put.record.storedTime = now;
+        put.record.description = file.description;
+        changes.push_back({MirrorChange::kRemovePartial, file.folder, file.name + kPartialSuffix});
+        ++m_files;
+        m_bytes += file.size;
+    }
+    m_mirror.Apply(result.sequence, changes);
+    return result;
+}
+
 std::shared_ptr<ServiceConnection> PresentConnection() {
     Holder& holder = TheHolder();
     std::lock_guard lock(holder.mutex);

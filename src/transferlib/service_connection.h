@@ -5,14 +5,19 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "framework/guarded.h"
 #include "interfaces/transferlib.h"
+#include "interfaces/vault_admin.h"
 #include "storage/storage_service.h"
 #include "transferlib/server_mirror.h"
 
 namespace rampart {
+
+// Of the record of an upload that is under way.
+inline constexpr char kPartialSuffix[] = ".part";
 
 // Any thread. Lives as long as an operation uses it, also after the process connected to another service.
 class ServiceConnection {
@@ -33,10 +38,20 @@ public:
     // The account's limits, asked for again after a while; the defaults if they cannot be had.
     AccountLimits Limits();
 
+    // Sends chunks, and counts what was sent.
+    ServiceResult PutChunks(std::span<const Chunk> chunks);
+    // Commits files, counts them and enters them into the mirror.
+    ServiceResult CommitFiles(std::span<const FileCommit> files);
+    TransferTotals Totals() const { return {m_files, m_bytes, m_storedBytes}; }
+
 private:
     const std::shared_ptr<StorageService> m_service;
     const std::string m_location;
     ServerMirror m_mirror;
+
+    std::atomic<int64_t> m_files{0};
+    std::atomic<int64_t> m_bytes{0};
+    std::atomic<int64_t> m_storedBytes{0};
 
     std::mutex m_mutex;  // guards what follows
     std::string m_user;

@@ -1,7 +1,6 @@
 #include "interfaces/vault_admin.h"
 
 #include "interfaces/baselib.h"
-#include "platform/path_mapping.h"
 #include "storage/chunk.h"
 #include "storage/embedded_service.h"
 #include "storage/server_path.h"
@@ -124,6 +123,11 @@ void VaultAdmin::Close() {
     SetConnection(nullptr);
 }
 
+void VaultAdmin::Transferred(TransferTotals& totals) {
+    const auto connection = PresentConnection();
+    totals = connection ? connection->Totals() : TransferTotals();
+}
+
 int VaultAdmin::Verify(bool readData, std::function<bool(__int64, __int64)> const& progress,
                        VaultCheck& check, CString& message) {
     return WithService(_T("Error: VaultAdmin::Verify"), &message, [&](ServiceConnection& connection) {
@@ -213,12 +217,4 @@ bool VaultAdmin::SameContent(CString const& serverPath, CString const& localPath
         return result;
     });
     return same;
-}
-
-CString VaultAdmin::ToEnginePath(CString const& nativePath) {
-    return CString(TextView(platform::ToEnginePath(AbsoluteNativePath(NativeBytes(nativePath)))));
-}
-
-CString VaultAdmin::ToNativePath(CString const& enginePath) {
-    return NativeText(platform::ToNativePath(enginePath));
 }
