@@ -31,6 +31,6 @@ function(rampart_tests room)
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
   target_link_libraries(${target} PRIVATE rampart_${room} ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
   target_precompile_headers(${target} PRIVATE <gtest/gtest.h> <gmock/gmock.h>)
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300 ENVIRONMENT "RAMPART_LOG=${CMAKE_BINARY_DIR}/test-logs")
 endfunction()
