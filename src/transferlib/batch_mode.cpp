@@ -39,9 +39,10 @@ struct BatchMode::Impl {
 
     std::mutex sendMutex;  // one send at a time
 
-    std::mutex mutex;  // guards what follows
-    Batch open;        // grows
-    Batch sealed;      // full, and waits to be sent
+    std::mutex mutex;                    // guards what follows
+    Batch open;                          // grows
+    Batch sealed;                        // full, and waits to be sent
+    std::shared_ptr<BatchFile> dropped;  // one of those that a cancel dropped
 
     WorkCrew crew;  // ends before the files that its tasks use
 
@@ -72,9 +73,36 @@ struct BatchMode::Impl {
         return !sealed.files.empty();
     }
 
+    void DropAll() {
+        cancelled = true;
+        std::lock_guard lock(mutex);
+        for (Batch* batch : {&sealed, &open}) {
+            if (!batch->files.empty()) {
+                dropped = batch->files.front();
+            }
+            *batch = {};
+        }
+    }
+
+    // Whether files were dropped, and by whose wish: the user's, or the run's own.
+    int CodeOfDropped() {
+        std::shared_ptr<BatchFile> file;
+        {
+            std::lock_guard lock(mutex);
+            file = dropped;
+        }
+        if (!file) {
+            return kOk;
+        }
+        const bool goesOn = file->callback != nullptr &&
+                            file->callback->DoProgressEx(file->localPath, 0, 0,
+                                                         static_cast<__int64>(file->content.size())) != 0;
+        return goesOn ? kBatchAborted : kCancelled;
+    }
+
     int Send(Batch batch) {
         if (batch.files.empty()) {
-            return cancelled ? kCancelled : kOk;
+            return CodeOfDropped();
         }
         std::lock_guard lock(sendMutex);
         ++sending;
@@ -121,7 +149,7 @@ int BatchMode::DoBatch(int, int) {
 
 int BatchMode::LeaveMode(int) {
     const int code = DoBatch(0, 0);
-    if (code == kCancelled || code == kConnectionFailed || code == kNoSpace) {
+    if (code == kCancelled || code == kConnectionFailed || code == kNoSpace || code == kBatchAborted) {
         m_impl->Take(m_impl->open);
         return code;
     }
@@ -134,7 +162,5 @@ int BatchMode::IsBatchWorking() const {
 }
 
 void BatchMode::CancelMe() {
-    m_impl->cancelled = true;
-    m_impl->Take(m_impl->sealed);
-    m_impl->Take(m_impl->open);
+    m_impl->DropAll();
 }

@@ -64,15 +64,16 @@ ServiceResult BatchSender::SendWithRetries(Batch& batch) {
             sendAll = true;
             continue;
         }
-        if (result.code != kConnectionFailed || ++retries > kMostRetries || !WaitToRetry()) {
+        if (result.code != kConnectionFailed || ++retries > kMostRetries ||
+            !WaitToRetry(*batch.files.front())) {
             return result;
         }
     }
 }
 
-bool BatchSender::WaitToRetry() {
+bool BatchSender::WaitToRetry(const BatchFile& file) {
     for (int step = 0; step < kRetrySteps; ++step) {
-        if (m_transfer.Advance(CString(), 0, 0, 0) != kOk) {
+        if (m_transfer.Advance(file.callback, file.localPath, 0, file.commit.size, file.commit.size) != kOk) {
             return false;
         }
         Sleep(kRetryStepMs);

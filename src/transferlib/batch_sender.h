@@ -51,7 +51,7 @@ private:
     ServiceResult Commit(std::span<const std::shared_ptr<BatchFile>> files);
     ServiceResult CommitOneByOne(Batch& batch);
     ServiceResult Tell(BatchFile& file);
-    bool WaitToRetry();
+    bool WaitToRetry(const BatchFile& file);
 
     ServiceConnection& m_connection;
     WorkCrew& m_crew;

@@ -44,7 +44,8 @@ ServiceResult FileDownload::Run(bool replace, const Progress& progress) {
         return {kInvalidRequest, m_serverPath + " is encrypted, and its key is not at hand"};
     }
     platform::FileStatus status;
-    if (platform::QueryStatus(m_localPath, status) && (!replace || status.IsDirectory())) {
+    m_replaces = platform::QueryStatus(m_localPath, status);
+    if (m_replaces && (!replace || status.IsDirectory())) {
         return {kNameTaken, m_localPath.ToUtf8() + " exists already"};
     }
     const CString folder = PathUtilities::GetParentFolder(m_localPath);
@@ -125,7 +126,11 @@ ServiceResult FileDownload::WriteChunk(const Chunk& chunk, uint64_t offset) {
 ServiceResult FileDownload::Finish(const FileContent& content, bool replace) {
     const auto known = [](int64_t time) { return time == kNoTime ? -1 : time; };
     const int64_t written = known(content.record.modifiedTime);
-    if (!m_file->SetTimes(known(content.record.createdTime), -1, written) || !m_file->Sync()) {
+    if (!m_file->SetTimes(known(content.record.createdTime), -1, written)) {
+        return LocalFailure();
+    }
+    // What is replaced must not be lost to a crash; a new file that is has the vault's copy behind it.
+    if (m_replaces && !m_file->Sync()) {
         return LocalFailure();
     }
     m_file.reset();
@@ -135,7 +140,6 @@ ServiceResult FileDownload::Finish(const FileContent& content, bool replace) {
         }
         return LocalFailure();
     }
-    platform::SyncFolder(PathUtilities::GetParentFolder(m_localPath));
     return {};
 }
 

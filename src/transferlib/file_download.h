@@ -34,6 +34,7 @@ private:
     const std::string m_serverPath;
     const CString m_localPath;
     CString m_temporaryPath;
+    bool m_replaces = false;
     std::unique_ptr<platform::FileHandle> m_file;
 };
 

@@ -508,6 +508,8 @@ void ServerMirror::ApplyChange(int64_t sequence, const MirrorChange& change) {
         return;
     }
     if (sequence != 0 && sequence <= folder->ListedSequence()) {
+        // The listing holds it already; the sums above do not.
+        folder->ForgetTreeBytes();
         return;
     }
     if (sequence != 0 && sequence < folder->AppliedSequence()) {

@@ -20,8 +20,9 @@ int LookUp(const Lookup& lookup) {
             Sleep(kRetryAfterMs);
         }
         code = WithService(_T("Error: CServerPathList"), nullptr, [&](ServiceConnection& connection) {
-            const int found = lookup(connection.Mirror());
-            return found == kOk ? ServiceResult() : ServiceResult(found, ServiceCodeText(found));
+            ServiceResult result;  // without a text: most files of a first backup are looked up in vain
+            result.code = lookup(connection.Mirror());
+            return result;
         });
         if (code != kConnectionFailed) {
             break;

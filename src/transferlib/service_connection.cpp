@@ -68,6 +68,7 @@ ServiceResult ServiceConnection::Logon(const std::string& user, const std::strin
     ServiceResult result = m_service->Logon(user, password);
     LogonStatus().SetLogOnStatus(result.Ok() ? LogonStatusOn : LogonStatusOff);
     if (result.Ok()) {
+        m_hasSession = true;
         std::lock_guard lock(m_mutex);
         m_user = user;
         m_password = password;
@@ -76,7 +77,7 @@ ServiceResult ServiceConnection::Logon(const std::string& user, const std::strin
 }
 
 ServiceResult ServiceConnection::EnsureSession() {
-    if (!m_service->Session().sessionId.empty()) {
+    if (m_hasSession) {
         return {};
     }
     CString user, password;

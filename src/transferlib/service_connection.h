@@ -49,6 +49,7 @@ private:
     const std::string m_location;
     ServerMirror m_mirror;
 
+    std::atomic<bool> m_hasSession{false};
     std::atomic<int64_t> m_files{0};
     std::atomic<int64_t> m_bytes{0};
     std::atomic<int64_t> m_storedBytes{0};
@@ -82,8 +83,10 @@ int WithService(TextView line, CString* message, Body&& body) {
         if (!connection) {
             return failure;
         }
-        ServiceResult session = connection->EnsureSession();
-        return session.Ok() ? ServiceResult(body(*connection)) : session;
+        if (ServiceResult session = connection->EnsureSession(); !session.Ok()) {
+            return session;
+        }
+        return ServiceResult(body(*connection));
     });
     if (message != nullptr && !result.Ok()) {
         *message = CString::FromUtf8(result.message.empty() ? ServiceCodeText(result.code) : result.message);

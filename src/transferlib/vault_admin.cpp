@@ -95,7 +95,9 @@ int VaultAdmin::Open(CString const& url, bool create, CString& message) {
         if (result.Ok()) {
             const auto connection = std::make_shared<ServiceConnection>(std::move(service), address.location);
             result = connection->EnsureSession();
-            SetConnection(connection);
+            if (result.Ok()) {
+                SetConnection(connection);
+            }
         }
         return result;
     });

@@ -93,10 +93,16 @@ TEST_F(Batch, AFileThatCannotBeReadIsNotInTheBatch) {
 }
 
 TEST_F(Batch, CancelDropsWhatIsQueued) {
-    EXPECT_EQ(QueueNew("a"), kBatchQueued);
+    CountingCallback callback;
+    EXPECT_EQ(QueueNew("a", 10, &callback), kBatchQueued);
     batch.CancelMe();
+    EXPECT_EQ(batch.LeaveMode(0), kBatchAborted) << "the user did not cancel, and the files are not stored";
+    callback.cancelAtCall = callback.calls + 1;
     EXPECT_EQ(batch.LeaveMode(0), kCancelled);
     EXPECT_EQ(QueueNew("b"), kCancelled);
+    BatchMode empty(1);
+    empty.CancelMe();
+    EXPECT_EQ(empty.LeaveMode(0), 0);
     EXPECT_TRUE(Listing(u"\\docs").empty());
 }
 
