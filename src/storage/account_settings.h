@@ -13,9 +13,9 @@ struct Number {
 inline constexpr Number kQuotaBytes{"QuotaBytes", 0};  // 0: what the disk has room for
 inline constexpr Number kMaxItemsOfTask{"MaxItemsOfTask", 100'000'000};
 inline constexpr Number kFreeMaxFileBytes{"FreeMaxFileBytes", int64_t{1} << 40};
-inline constexpr Number kBatchBytes{"BatchBytes", 8 << 20};
+inline constexpr Number kBatchBytes{"BatchBytes", 1 << 20};
 inline constexpr Number kWorkerMaxFileBytes{"WorkerMaxFileBytes", int64_t{1} << 30};
-inline constexpr Number kParallelTransfer{"ParallelTransfer", 1};
+inline constexpr Number kParallelTransfer{"ParallelTransfer", 0};
 inline constexpr Number kSnapshotCopies{"SnapshotCopies", 1};
 inline constexpr Number kPaid{"Paid", 1};
 inline constexpr Number kMaySubscribe{"MaySubscribe", 0};

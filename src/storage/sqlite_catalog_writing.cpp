@@ -171,12 +171,11 @@ int64_t SqliteCatalog::CopyFile(std::string_view path, std::string_view targetFo
             "INSERT OR REPLACE INTO record(parent, name, folded, id, kind, flags, size, modified, created, "
             "stored,"
             " description, sealed, chunks)"
-            " SELECT ?1, ?2, ?3, ?4, kind, flags, size, modified, created, ?5, description, sealed, chunks"
-            " FROM record WHERE parent=?6 AND name=?7");
+            " SELECT ?1, ?2, ?3, ?4, kind, flags, size, modified, created, stored, description, sealed, "
+            "chunks"
+            " FROM record WHERE parent=?5 AND name=?6");
         copy.Bind(1, target.parent).BindText(2, target.name).Bind(4, id);
-        copy.Bind(5, platform::CurrentClock().NowNanoseconds())
-            .Bind(6, source.parent)
-            .BindText(7, source.name);
+        copy.Bind(5, source.parent).BindText(6, source.name);
         BindFolded(copy, 3, target.name, folded);
         copy.Run();
         const int64_t sequence = tree.RaiseSequence();

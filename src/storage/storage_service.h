@@ -105,7 +105,7 @@ struct AccountLimits {
     int64_t freeMaxFileBytes = 0;
     int64_t batchBytes = 0;          // a file at or above this size is not batched
     int64_t workerMaxFileBytes = 0;  // only smaller files go to an upload worker
-    bool parallelTransfer = true;
+    bool parallelTransfer = false;
     bool snapshotCopies = true;
     std::string fileFilter;  // account-wide filters
     std::string folderFilter;
@@ -181,8 +181,8 @@ public:
     // gives kCancelled, with the paths so far deleted.
     virtual ServiceResult Delete(std::span<const std::string> paths,
                                  const std::function<bool(size_t)>& proceed) = 0;
-    // Shares the content, keeps both times and the description. A file of that name in the folder is
-    // replaced.
+    // Shares the content, keeps all three times and the description, so that a version stays of the moment
+    // at which it was stored. A file of that name in the folder is replaced.
     virtual ServiceResult CopyFile(const std::string& path, const std::string& targetFolder,
                                    const std::string& newName, int64_t& id) = 0;
 

@@ -246,8 +246,11 @@ TEST_P(ServiceConformance, CopyKeepsTimesAndContent) {
     MakeFolder(*service, "\\history");
     ExpectOk(StoreFile(*service, "\\a", "first"));
     int64_t id = 0;
+    const int64_t firstStored = Find("\\a").storedTime;
     ExpectOk(service->CopyFile("\\a", "\\history", "", id));
     ExpectOk(StoreFile(*service, "\\a", "second"));
+    EXPECT_EQ(Find("\\history\\a").storedTime, firstStored);
+    EXPECT_GT(Find("\\a").storedTime, firstStored);
     const StoredRecord copy = Find("\\history\\a");
     EXPECT_EQ(copy.id, id);
     EXPECT_EQ(copy.modifiedTime, kSomeTime);
@@ -393,13 +396,13 @@ TEST_P(ServiceConformance, LimitsAreSettingsOfTheAccount) {
     AccountLimits limits;
     ExpectOk(service->Limits(limits));
     EXPECT_EQ(limits.batchBytes, account_setting::kBatchBytes.fallback);
-    EXPECT_TRUE(limits.parallelTransfer);
+    EXPECT_FALSE(limits.parallelTransfer);
     ExpectOk(service->SetSetting(account_setting::kMaxItemsOfTask.name, "7"));
-    ExpectOk(service->SetSetting(account_setting::kParallelTransfer.name, "0"));
+    ExpectOk(service->SetSetting(account_setting::kParallelTransfer.name, "1"));
     ExpectOk(service->SetSetting(account_setting::kFileFilter, "|*.tmp"));
     ExpectOk(service->Limits(limits));
     EXPECT_EQ(limits.maxItemsOfTask, 7);
-    EXPECT_FALSE(limits.parallelTransfer);
+    EXPECT_TRUE(limits.parallelTransfer);
     EXPECT_EQ(limits.fileFilter, "|*.tmp");
 }
 

@@ -1,0 +1,121 @@
+#include "framework/safe_point.h"
+#include "interfaces/transferlib.h"
+#include "transferlib/path_info.h"
+#include "transferlib/service_connection.h"
+
+using namespace rampart;
+
+namespace {
+
+// A lookup that does not reach the service is tried again before the process counts as logged off, so that a
+// scan ends instead of taking every file for a new one.
+constexpr int kMostTries = 4;
+constexpr DWORD kRetryAfterMs = 250;
+
+template <typename Lookup>
+int LookUp(const Lookup& lookup) {
+    int code = kOk;
+    for (int tries = 0; tries < kMostTries; ++tries) {
+        if (tries > 0) {
+            Sleep(kRetryAfterMs);
+        }
+        code = WithService(_T("Error: CServerPathList"), nullptr, [&](ServiceConnection& connection) {
+            const int found = lookup(connection.Mirror());
+            return found == kOk ? ServiceResult() : ServiceResult(found, ServiceCodeText(found));
+        });
+        if (code != kConnectionFailed) {
+            break;
+        }
+    }
+    if (code == kOk || code == kNotFound) {
+        if (LogonStatus().GetLogOnStatus() != LogonStatusOn) {
+            LogonStatus().SetLogOnStatus(LogonStatusOn);
+        }
+    } else {
+        LogonStatus().SetLogOnStatus(LogonStatusOff);
+    }
+    return code;
+}
+
+MyPathInfo* FindInfo(const CString& path) {
+    MirrorRecord found;
+    const int code = LookUp([&](ServerMirror& mirror) { return mirror.FindRecord(path, true, found); });
+    return code == kOk ? MakePathInfo(found).release() : nullptr;
+}
+
+// All below a folder, parents first, as of one moment.
+int ListWholeTree(ServiceConnection& connection, const CString& path,
+                  const std::function<void(MirrorRecord&)>& take) {
+    int64_t sequence = 0;
+    const std::string folder = connection.Mirror().OwnFolderPath(path);
+    const ServiceResult result = connection.Service().ListTree(
+        folder,
+        [&](const std::string& folderPath, const StoredRecord&, std::span<const StoredRecord> records) {
+            const CString base = folderPath.size() > 1 ? CString::FromUtf8(folderPath) : CString();
+            for (const StoredRecord& record : records) {
+                MirrorRecord listed{base + _T('\\') + CString::FromUtf8(record.name), record};
+                take(listed);
+            }
+            return true;
+        },
+        sequence);
+    return result.code;
+}
+
+}  // namespace
+
+MyPathInfo* CServerPathList::FindPath(CString path, int, int, POSITION* pos, int) {
+    if (pos != nullptr) {
+        *pos = nullptr;
+    }
+    return FindInfo(path);
+}
+
+bool CServerPathList::FindFile(CString const& path, __int64& size, __int64& modifiedTime,
+                               CString& inexactPath) {
+    ServerMirror::Facts facts;
+    const int code = LookUp([&](ServerMirror& mirror) { return mirror.FindFacts(path, facts, inexactPath); });
+    if (code != kOk) {
+        return false;
+    }
+    size = facts.size;
+    modifiedTime = SecondsOf(facts.modifiedTime);
+    return true;
+}
+
+int CServerPathList::IsPathExistEx(CString path, int, int) {
+    ServerMirror::Facts facts;
+    CString inexactPath;
+    return LookUp([&](ServerMirror& mirror) { return mirror.FindFacts(path, facts, inexactPath); }) == kOk
+               ? 1
+               : 0;
+}
+
+int CServerPathList::RefreshFolder(CString path, int, int) {
+    return LookUp([&](ServerMirror& mirror) { return mirror.RefreshFolder(path); });
+}
+
+int CServerPathList::GetSubList(CPtrList& out, CString path, int, int recursive, int) {
+    std::vector<std::unique_ptr<MyPathInfo>> infos;
+    int code = kOk;
+    if (recursive != 0) {
+        code = WithService(_T("Error: GetSubList"), nullptr, [&](ServiceConnection& connection) {
+            const int listed = ListWholeTree(
+                connection, path, [&](MirrorRecord& record) { infos.push_back(MakePathInfo(record)); });
+            return listed == kOk ? ServiceResult() : ServiceResult(listed, ServiceCodeText(listed));
+        });
+    } else {
+        std::vector<MirrorRecord> records;
+        code = LookUp([&](ServerMirror& mirror) { return mirror.ListFolder(path, records); });
+        for (const MirrorRecord& record : records) {
+            infos.push_back(MakePathInfo(record));
+        }
+    }
+    if (code == kOk) {
+        for (auto& info : infos) {
+            out.AddTail(info.get());
+            info.release();  // the list's from here on
+        }
+    }
+    return code;
+}

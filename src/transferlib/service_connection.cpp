@@ -1,0 +1,198 @@
+#include "transferlib/service_connection.h"
+
+#include "interfaces/baselib.h"
+#include "platform/clock.h"
+#include "storage/account_settings.h"
+#include "transferlib/vault_address.h"
+
+namespace rampart {
+namespace {
+
+constexpr uint64_t kLimitsForMs = 30'000;
+// After a vault could not be opened the next try is made no sooner.
+constexpr uint64_t kNextOpenAfterMs = 1000;
+
+struct Holder {
+    std::mutex mutex;  // guards what follows
+    std::shared_ptr<ServiceConnection> connection;
+
+    std::mutex openMutex;  // one opening at a time; guards what follows
+    ServiceResult openFailure;
+    uint64_t nextOpenMs = 0;
+};
+
+Holder& TheHolder() {
+    static Holder holder;
+    return holder;
+}
+
+AccountLimits DefaultLimits() {
+    using namespace account_setting;
+    AccountLimits limits;
+    limits.maxItemsOfTask = kMaxItemsOfTask.fallback;
+    limits.freeMaxFileBytes = kFreeMaxFileBytes.fallback;
+    limits.batchBytes = kBatchBytes.fallback;
+    limits.workerMaxFileBytes = kWorkerMaxFileBytes.fallback;
+    limits.parallelTransfer = kParallelTransfer.fallback != 0;
+    limits.snapshotCopies = kSnapshotCopies.fallback != 0;
+    return limits;
+}
+
+ServiceResult OpenConfigured() {
+    VaultAddress address;
+    if (ServiceResult resolved = ResolveVaultAddress(CString(), address); !resolved.Ok()) {
+        return resolved;
+    }
+    std::shared_ptr<StorageService> service;
+    ServiceResult opened = OpenVaultAt(address.location, address.isDefault, service);
+    if (opened.Ok()) {
+        SetConnection(std::make_shared<ServiceConnection>(std::move(service), address.location));
+    }
+    return opened;
+}
+
+}  // namespace
+
+ManageLogonStatus& LogonStatus() {
+    static ManageLogonStatus status;
+    return status;
+}
+
+ServiceConnection::ServiceConnection(std::shared_ptr<StorageService> service, std::string location)
+    : m_service(std::move(service)),
+      m_location(std::move(location)),
+      m_mirror(m_service),
+      m_limits(DefaultLimits()) {}
+
+ServiceResult ServiceConnection::Logon(const std::string& user, const std::string& password) {
+    ServiceResult result = m_service->Logon(user, password);
+    LogonStatus().SetLogOnStatus(result.Ok() ? LogonStatusOn : LogonStatusOff);
+    if (result.Ok()) {
+        std::lock_guard lock(m_mutex);
+        m_user = user;
+        m_password = password;
+    }
+    return result;
+}
+
+ServiceResult ServiceConnection::EnsureSession() {
+    if (!m_service->Session().sessionId.empty()) {
+        return {};
+    }
+    CString user, password;
+    int saved = 0, autoLogon = 0;
+    MiscUtil::ReadUserSettings(user, password, saved, autoLogon);
+    return Logon(user.ToUtf8(), password.ToUtf8());
+}
+
+std::string ServiceConnection::User() {
+    std::lock_guard lock(m_mutex);
+    return m_user;
+}
+
+std::string ServiceConnection::Password() {
+    std::lock_guard lock(m_mutex);
+    return m_password;
+}
+
+AccountLimits ServiceConnection::Limits() {
+    const uint64_t now = platform::CurrentClock().MonotonicMilliseconds();
+    {
+        std::lock_guard lock(m_mutex);
+        if (now < m_limitsUntilMs) {
+            return m_limits;
+        }
+        m_limitsUntilMs = now + kLimitsForMs;
+    }
+    AccountLimits limits;
+    const bool known = m_service->Limits(limits).Ok();
+    std::lock_guard lock(m_mutex);
+    if (known) {
+        m_limits = limits;
+    }
+    return m_limits;
+}
+
+ServiceResult ServiceConnection::PutChunks(std::span<const Chunk> chunks) {
+    ServiceResult result = m_service->PutChunks(chunks);
+    if (result.Ok()) {
+        for (const Chunk& chunk : chunks) {
+            m_storedBytes += static_cast<int64_t>(chunk.stored.size());
+        }
+    }
+    return result;
+}
+
+ServiceResult ServiceConnection::CommitFiles(std::span<const FileCommit> files) {
+    std::vector<int64_t> ids;
+    ServiceResult result = m_service->CommitFiles(files, ids);
+    if (!result.Ok()) {
+        return result;
+    }
+    const int64_t now = platform::CurrentClock().NowNanoseconds();
+    std::vector<MirrorChange> changes;
+    changes.reserve(2 * files.size());
+    for (const FileCommit& file : files) {
+        MirrorChange& put = changes.emplace_back();
+        put.folder = file.folder;
+        put.name = file.name;
+        put.record.name = file.name;
+        put.record.flags = file.flags;
+        put.record.size = file.size;
+        put.record.modifiedTime = file.modifiedTime;
+        put.record.createdTime = file.createdTime;
+        put.record.storedTime = now;
+        put.record.description = file.description;
+        changes.push_back({MirrorChange::kRemovePartial, file.folder, file.name + kPartialSuffix});
+        ++m_files;
+        m_bytes += file.size;
+    }
+    m_mirror.Apply(result.sequence, changes);
+    return result;
+}
+
+std::shared_ptr<ServiceConnection> PresentConnection() {
+    Holder& holder = TheHolder();
+    std::lock_guard lock(holder.mutex);
+    return holder.connection;
+}
+
+std::shared_ptr<ServiceConnection> CurrentConnection(ServiceResult* failure) {
+    if (auto present = PresentConnection()) {
+        return present;
+    }
+    Holder& holder = TheHolder();
+    std::lock_guard openLock(holder.openMutex);
+    if (auto present = PresentConnection()) {
+        return present;
+    }
+    const uint64_t now = platform::CurrentClock().MonotonicMilliseconds();
+    if (holder.openFailure.Ok() || now >= holder.nextOpenMs) {
+        holder.openFailure = OpenConfigured();
+        holder.nextOpenMs = now + kNextOpenAfterMs;
+    }
+    if (holder.openFailure.Ok()) {
+        return PresentConnection();
+    }
+    LogonStatus().SetLogOnStatus(LogonStatusOff);
+    if (failure != nullptr) {
+        *failure = holder.openFailure;
+    }
+    return nullptr;
+}
+
+void SetConnection(std::shared_ptr<ServiceConnection> connection) {
+    Holder& holder = TheHolder();
+    std::shared_ptr<ServiceConnection> old;  // ends outside the lock
+    std::lock_guard lock(holder.mutex);
+    old = std::exchange(holder.connection, std::move(connection));
+    if (!holder.connection) {
+        LogonStatus().SetLogOnStatus(LogonStatusOff);
+    }
+}
+
+void SetStorageService(std::shared_ptr<StorageService> service) {
+    SetConnection(service ? std::make_shared<ServiceConnection>(std::move(service), std::string()) : nullptr);
+}
+
+}  // namespace rampart

@@ -1,0 +1,48 @@
+// A local file that is being read for an upload, and whether it stayed the same meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "framework/cstring.h"
+#include "platform/file_system.h"
+
+namespace rampart {
+
+// One thread.
+class UploadSource {
+public:
+    explicit UploadSource(CString path) : m_path(std::move(path)) {}
+
+    // kOk, or the code of why the file cannot be read; `Message` says it in words.
+    int Open();
+    // Up to `size` bytes at `offset`; kSourceUnreadable on a failure.
+    int Read(uint64_t offset, char* buffer, size_t size, size_t& read);
+    // kSourceChanged if size or last-write time are not those of Open.
+    int CheckUnchanged();
+
+    const CString& Path() const { return m_path; }
+    int64_t Size() const { return static_cast<int64_t>(m_status.size); }
+    int64_t WriteTime() const { return m_status.writeTime; }
+    const std::string& Message() const { return m_message; }
+
+private:
+    int Fail(int code, const std::string& reason);
+
+    const CString m_path;
+    std::unique_ptr<platform::FileHandle> m_file;
+    platform::FileStatus m_status;
+    std::string m_message;
+};
+
+// Reads a whole small file; a file that changes under the read is read again a few times.
+int ReadWholeSource(UploadSource& source, std::string& content);
+
+// So often is a file read that changes while it is read, before it is given up.
+inline constexpr int kMostSourceReads = 3;
+
+// The service code for a local file that could not be opened or read.
+int SourceCode(uint32_t error, TextView path);
+
+}  // namespace rampart

@@ -1,0 +1,220 @@
+#include "interfaces/vault_admin.h"
+
+#include "interfaces/baselib.h"
+#include "storage/chunk.h"
+#include "storage/embedded_service.h"
+#include "storage/server_path.h"
+#include "transferlib/file_download.h"
+#include "transferlib/path_info.h"
+#include "transferlib/service_connection.h"
+#include "transferlib/transfer.h"
+#include "transferlib/upload_source.h"
+#include "transferlib/vault_address.h"
+
+using namespace rampart;
+
+namespace {
+
+int Tell(const ServiceResult& result, CString& message) {
+    message = result.Ok()
+                  ? CString()
+                  : CString::FromUtf8(result.message.empty() ? ServiceCodeText(result.code) : result.message);
+    return result.code;
+}
+
+template <typename Body>
+int Edge(TextView line, CString& message, const Body& body) {
+    return Tell(Guarded(line, ServiceResult(kFailed, ServiceCodeText(kFailed)), body), message);
+}
+
+VaultEntry EntryOf(const CString& path, const StoredRecord& record) {
+    VaultEntry entry;
+    entry.path = path;
+    entry.name = CString::FromUtf8(record.name);
+    entry.isFolder = record.isFolder;
+    entry.isPartial = (record.flags & kRecordPartial) != 0;
+    entry.size = record.size;
+    entry.modifiedTime = record.modifiedTime;
+    entry.storedTime = record.storedTime;
+    return entry;
+}
+
+// The entries of one folder, out of the service's hands before anybody sees them: what is called with them
+// may call the service again.
+ServiceResult ReadFolder(StorageService& service, const std::string& folder,
+                         std::vector<StoredRecord>& records) {
+    int64_t sequence = 0;
+    records.clear();
+    return service.ListFolder(
+        folder,
+        [&](const StoredRecord& record) {
+            records.push_back(record);
+            return true;
+        },
+        sequence);
+}
+
+ServiceResult ListEntries(StorageService& service, const std::string& top, bool recursive,
+                          const std::function<bool(VaultEntry const&)>& visit) {
+    std::vector<std::string> left{top};
+    std::vector<StoredRecord> records;
+    while (!left.empty()) {
+        const std::string folder = std::move(left.back());
+        left.pop_back();
+        ServiceResult listed = ReadFolder(service, folder, records);
+        if (!listed.Ok()) {
+            if (listed.code == kNotFound && folder != top) {
+                continue;  // deleted meanwhile
+            }
+            return listed;
+        }
+        for (const StoredRecord& record : records) {
+            if (!visit(EntryOf(CString::FromUtf8(JoinServerPath(folder, record.name)), record))) {
+                return {};
+            }
+        }
+        for (size_t i = records.size(); recursive && i-- > 0;) {
+            if (records[i].isFolder) {
+                left.push_back(JoinServerPath(folder, records[i].name));
+            }
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+int VaultAdmin::Open(CString const& url, bool create, CString& message) {
+    return Edge(_T("Error: VaultAdmin::Open"), message, [&] {
+        VaultAddress address;
+        ServiceResult result = ResolveVaultAddress(url, address);
+        std::shared_ptr<StorageService> service;
+        if (result.Ok()) {
+            result = OpenVaultAt(address.location, create, service);
+        }
+        if (result.Ok()) {
+            const auto connection = std::make_shared<ServiceConnection>(std::move(service), address.location);
+            result = connection->EnsureSession();
+            SetConnection(connection);
+        }
+        return result;
+    });
+}
+
+int VaultAdmin::Create(CString const& url, CString& message) {
+    return Edge(_T("Error: VaultAdmin::Create"), message, [&] {
+        VaultAddress address;
+        ServiceResult result = ResolveVaultAddress(url, address);
+        return result.Ok() ? EmbeddedService::Create(address.location) : result;
+    });
+}
+
+CString VaultAdmin::Location() {
+    const auto connection = PresentConnection();
+    return connection ? NativeText(connection->Location()) : CString();
+}
+
+CString VaultAdmin::LocationOf(CString const& url) {
+    VaultAddress address;
+    return ResolveVaultAddress(url, address).Ok() ? NativeText(address.location) : CString();
+}
+
+void VaultAdmin::Close() {
+    SetConnection(nullptr);
+}
+
+void VaultAdmin::Transferred(TransferTotals& totals) {
+    const auto connection = PresentConnection();
+    totals = connection ? connection->Totals() : TransferTotals();
+}
+
+int VaultAdmin::Verify(bool readData, std::function<bool(__int64, __int64)> const& progress,
+                       VaultCheck& check, CString& message) {
+    return WithService(_T("Error: VaultAdmin::Verify"), &message, [&](ServiceConnection& connection) {
+        VerifyOptions options;
+        options.readData = readData;
+        options.progress = progress;
+        VerifyReport report;
+        ServiceResult result = connection.Service().Verify(options, report);
+        check.packsChecked = report.packsChecked;
+        check.chunksChecked = report.chunksChecked;
+        check.filesChecked = report.filesChecked;
+        check.bytesRead = report.bytesRead;
+        check.problemCount = report.problemCount;
+        check.problems.clear();
+        for (const std::string& problem : report.problems) {
+            check.problems.push_back(CString::FromUtf8(problem));
+        }
+        return result;
+    });
+}
+
+int VaultAdmin::Statistics(VaultStatistics& statistics, CString& message) {
+    return WithService(_T("Error: VaultAdmin::Statistics"), &message, [&](ServiceConnection& connection) {
+        ServiceStatistics found;
+        ServiceResult result = connection.Service().Statistics(found);
+        statistics = {found.files,       found.folders, found.fileBytes, found.chunks, found.chunkBytes,
+                      found.storedBytes, found.packs,   found.packBytes, found.tasks};
+        return result;
+    });
+}
+
+int VaultAdmin::Find(CString const& serverPath, VaultEntry& entry, CString& message) {
+    return WithService(_T("Error: VaultAdmin::Find"), &message, [&](ServiceConnection& connection) {
+        MirrorRecord found;
+        if (const int code = connection.Mirror().FindRecord(serverPath, false, found)) {
+            return ServiceResult(code, serverPath.ToUtf8() + ": " + ServiceCodeText(code));
+        }
+        entry = EntryOf(found.path, found.record);
+        return ServiceResult();
+    });
+}
+
+int VaultAdmin::List(CString const& serverPath, bool recursive,
+                     std::function<bool(VaultEntry const&)> const& visit, CString& message) {
+    return WithService(_T("Error: VaultAdmin::List"), &message, [&](ServiceConnection& connection) {
+        return ListEntries(connection.Service(), connection.Mirror().OwnFolderPath(serverPath), recursive,
+                           visit);
+    });
+}
+
+int VaultAdmin::Restore(CString const& serverPath, CString const& localPath, bool replace,
+                        std::function<bool(__int64)> const& progress, CString& message) {
+    return WithService(_T("Error: VaultAdmin::Restore"), &message, [&](ServiceConnection& connection) {
+        Transfer transfer(nullptr);
+        return FileDownload(connection.Service(), serverPath.ToUtf8(), localPath)
+            .Run(replace, [&](int64_t done, int64_t total) -> int {
+                if (progress && !progress(done)) {
+                    return kCancelled;
+                }
+                return transfer.Advance(localPath, 0, done, total);
+            });
+    });
+}
+
+bool VaultAdmin::SameContent(CString const& serverPath, CString const& localPath) {
+    bool same = false;
+    WithService(_T("Error: VaultAdmin::SameContent"), nullptr, [&](ServiceConnection& connection) {
+        FileContent stored;
+        ServiceResult result = connection.Service().OpenFile(serverPath.ToUtf8(), stored);
+        UploadSource source(localPath);
+        if (!result.Ok() || (stored.record.flags & kRecordEncrypted) != 0 || source.Open() != kOk ||
+            source.Size() != stored.record.size) {
+            return result;
+        }
+        std::string piece;
+        uint64_t offset = 0;
+        for (const ChunkReference& chunk : stored.chunks) {
+            piece.resize(chunk.size);
+            size_t read = 0;
+            if (source.Read(offset, piece.data(), piece.size(), read) != kOk || read != piece.size() ||
+                ComputeDigest(piece) != chunk.digest) {
+                return result;
+            }
+            offset += read;
+        }
+        same = source.CheckUnchanged() == kOk;
+        return result;
+    });
+    return same;
+}
