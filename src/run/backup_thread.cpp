@@ -72,7 +72,7 @@ bool FullRun::Begin() {
     }
     m_topFolder = rampart::WithoutTrailingBackslash(m_task.GetTopFolder());
     m_task.InitProgressBar();
-    m_task.m_runErrorText = _T("");
+    m_task.ClearRunError();
     m_task.m_hadFileFailure = 0;
     m_task.ResetCopyThread();
     m_task.SetReCheckSize(1);

@@ -4,6 +4,7 @@
 #include "interfaces/baselib.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
+#include "manager/error_box.h"
 #include "paths/global_function.h"
 #include "progress/task_prg.h"
 #include "run/report_event.h"
@@ -147,21 +148,17 @@ int CBackupTask::StartBackupByUser(int fromMonitor) {
 
 namespace {
 
-// One question about a failed run at a time in this process.
-rampart::Word<int> s_errorBoxOpen = 0;
-
 void AskAboutFailure(CBackupTask& task) {
-    if (s_errorBoxOpen != 0) {
+    if (!rampart::g_isErrorBoxOpen.Replace(0, 1)) {
         return;
     }
-    s_errorBoxOpen = 1;
     int answer = 0;
     rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
         answer = GlobalFunction::QuilMessageBox(FormatText(_T("IDS_STRERRBACKUP"), task.m_taskName), kErrorBoxStyle,
                                                 kErrorBoxSeconds, 0);
         return 1;
     });
-    s_errorBoxOpen = 0;
+    rampart::g_isErrorBoxOpen = 0;
     if (answer == kAnswerYes && theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->ViewErrLog();
     }
@@ -207,7 +204,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
     });
     FinishStep([&] {
         if (manager != nullptr) {
-            manager->SendLogByEmail(this, m_runErrorText, finalResult);
+            manager->SendLogByEmail(this, GetRunErrorText(), finalResult);
         }
     });
     FinishStep([&] {

@@ -280,7 +280,7 @@ std::string ServerMirror::OwnFolderPath(TextView path) {
     Text own(path);
     Resolve(path, true, [&](const Walk& walk) -> MirrorFolder* {
         own = walk.Target()->Path();
-        return nullptr;
+        return walk.Target()->NeedsLoad() ? walk.Target() : nullptr;
     });
     return platform::ToUtf8(own);
 }

@@ -121,7 +121,10 @@ TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainOrSkipped) {
     EXPECT_EQ(callback.moved, 3'000'000) << "bytes are not told twice";
     files.Write("a", Noise(3'000'000, 2));
     uint32_t seed = 10;
-    service->Before("PutChunks", [&] { files.Write("a", Noise(3'000'000 + seed, seed++)); });
+    service->Before("PutChunks", [&] {
+        ++seed;
+        files.Write("a", Noise(3'000'000 + seed, seed));
+    });
     EXPECT_EQ(Upload("a", u"\\docs"), kSourceChanged);
     service->Before("PutChunks", {});
     EXPECT_EQ(Download(u"\\docs\\a"), "short") << "the copy that was whole stays";
