@@ -25,7 +25,7 @@ constexpr size_t kTextPiece = 32768;
 
 // Texts of the form without marker.
 CString WidenNarrow(const std::string& bytes) {
-    const CString text = CString::FromUtf8(bytes);
+    CString text = CString::FromUtf8(bytes);
     if (text.ToUtf8() == bytes) {
         return text;
     }

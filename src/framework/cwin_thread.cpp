@@ -6,7 +6,6 @@
 #include "framework/thread_state.h"
 #include "platform/process.h"
 
-using rampart::HandleTable;
 using rampart::ThreadList;
 using rampart::ThreadState;
 

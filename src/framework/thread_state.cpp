@@ -32,7 +32,7 @@ ThreadState::ThreadState(CWinThread* object, int priority, bool suspended)
 
 std::shared_ptr<ThreadState> ThreadState::Start(CWinThread* object, int priority, bool suspended,
                                                 std::function<DWORD()> body) {
-    const auto state = std::make_shared<ThreadState>(object, priority, suspended);
+    auto state = std::make_shared<ThreadState>(object, priority, suspended);
     state->m_handle = HandleTable::Instance().Add(state, HandleTable::Kind::kThread);
     ThreadList::Instance().Started();
     try {
