@@ -13,7 +13,8 @@ class Decision : public EngineTest {
 protected:
     CBackupTask& ReadyTask(TempFolder const& tree) {
         CBackupTask& task = MakeTask("t", {tree.Native("d")});
-        EXPECT_EQ(1, GlobalFunction::CreateSrvFolder(task.m_serverFilePath + _T("\\d"), _T(""), _T(""), nullptr));
+        EXPECT_EQ(
+            1, GlobalFunction::CreateSrvFolder(task.m_serverFilePath + _T("\\d"), _T(""), _T(""), nullptr));
         return task;
     }
 
@@ -97,7 +98,8 @@ TEST_F(Decision, ComparisonsOfWholeFilesTellWhichSideIsNewer) {
     EXPECT_EQ(2u, GlobalFunction::IsServerLocalSameFile(server + _T("x"), local, 0));
     EXPECT_EQ(COMPARE_LOCAL_ONLY, CBackupManage::CompareLocaAndServerFiles(local, server + _T("x"), error));
     EXPECT_EQ(COMPARE_SERVER_ONLY, CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server, error));
-    EXPECT_EQ(COMPARE_NEITHER, CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server + _T("x"), error));
+    EXPECT_EQ(COMPARE_NEITHER,
+              CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server + _T("x"), error));
 
     tree.SetWriteTime("d/f", kTime + 60 * kSecond);
     EXPECT_EQ(4u, GlobalFunction::IsServerLocalSameFile(server, local, 0));
