@@ -94,6 +94,10 @@ TEST_F(Decision, ComparisonsOfWholeFilesTellWhichSideIsNewer) {
     CString const local = Engine(tree.Native("d/f"));
     int error = 0;
     EXPECT_EQ(1u, GlobalFunction::IsServerLocalSameFile(server, local, 0));
+    // The folder that is refreshed first is not there yet.
+    EXPECT_EQ(COMPARE_REFRESH_FAILED, CBackupManage::CompareLocaAndServerFiles(local, server, error));
+    EXPECT_NE(0, error);
+    ASSERT_FALSE(CBackupManage::GetSvrInfoFolder().IsEmpty());
     EXPECT_EQ(COMPARE_SAME_TIME, CBackupManage::CompareLocaAndServerFiles(local, server, error));
     EXPECT_EQ(2u, GlobalFunction::IsServerLocalSameFile(server + _T("x"), local, 0));
     EXPECT_EQ(COMPARE_LOCAL_ONLY, CBackupManage::CompareLocaAndServerFiles(local, server + _T("x"), error));
