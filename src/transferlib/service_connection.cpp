@@ -35,6 +35,7 @@ AccountLimits DefaultLimits() {
     limits.workerMaxFileBytes = kWorkerMaxFileBytes.fallback;
     limits.parallelTransfer = kParallelTransfer.fallback != 0;
     limits.snapshotCopies = kSnapshotCopies.fallback != 0;
+    limits.fileFilter = limits.folderFilter = kClientFilters;
     return limits;
 }
 

@@ -127,7 +127,8 @@ TEST_F(TaskDatabase, DisabledTaskLoadsDisabledAndAWeeklyOneWithItsOwnDay) {
 TEST_F(TaskDatabase, ManyPathsArriveAndAnEditSendsOnlyTheChanges) {
     std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
     for (int index = 0; index < 250; ++index) {
-        task->m_localDirList.push_back(new SourceInfo{FormatText(_T("C:\\%d"), index), 1, 1});  // the task's own
+        task->m_localDirList.push_back(
+            new SourceInfo{FormatText(_T("C:\\%d"), index), 1, 1});  // the task's own
     }
     Add(*task);
     task->m_newPathList.push_back(new SourceInfo{_T("C:\\new"), 1, 1});
