@@ -1,5 +1,6 @@
 // Paths of the interface: the engine's own folders, and server paths of a special kind.
 #include "baselib/path_text.h"
+#include "framework/sync.h"
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
 #include "platform/process.h"
@@ -51,6 +52,11 @@ CManageCacheDirMan& ApiUtil::GetManageCacheDirMan() {
 
 CString CManageCacheDirMan::GetCacheDir() const {
     const CString folder = PathUtilities::Append(ApiFunctions::GetGlobalPath(0), _T("cache"));
-    KXFolder::RCreateDirectory(folder);
+    static Mutex mutex;
+    static CString made;  // asked for with every file
+    MutexLock lock(mutex);
+    if (made != folder && KXFolder::RCreateDirectory(folder)) {
+        made = folder;
+    }
     return folder;
 }

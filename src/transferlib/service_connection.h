@@ -77,7 +77,7 @@ void SetStorageService(std::shared_ptr<StorageService> service);
 // happens.
 template <typename Body>
 int WithService(TextView line, CString* message, Body&& body) {
-    ServiceResult result = Guarded(line, ServiceResult(kFailed, ServiceCodeText(kFailed)), [&] {
+    ServiceResult result = Guarded(line, ServiceResult(kFailed, std::string()), [&] {
         ServiceResult failure;
         const std::shared_ptr<ServiceConnection> connection = CurrentConnection(&failure);
         if (!connection) {
