@@ -19,7 +19,8 @@ protected:
         m_task.m_type = TaskTypeDaily;
         Setting(_T("LogSendErrorhappen"), 1);
         Setting(_T("LogSendAfterRun"), 1);
-        GlobalFunction::SaveStringToRegstry(ApiUtil::GetCustomerID() + _T("LogEmailAdd"), _T("me@example.org"));
+        GlobalFunction::SaveStringToRegstry(ApiUtil::GetCustomerID() + _T("LogEmailAdd"),
+                                            _T("me@example.org"));
     }
 
     static void Setting(TCHAR const* suffix, unsigned long value) {

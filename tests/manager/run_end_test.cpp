@@ -23,7 +23,9 @@ protected:
         m_task.m_dating = StoredNow() + CTimeSpan(3600);
     }
 
-    void Done(int result, BackupThreadType type = BACKUP_THREAD_FULL) { m_home.manager->DoneTask(&m_task, result, 1, type); }
+    void Done(int result, BackupThreadType type = BACKUP_THREAD_FULL) {
+        m_home.manager->DoneTask(&m_task, result, 1, type);
+    }
 
     bool IsRetryPlanned() const {
         return m_task.m_isResume == 1 && m_task.m_retryScheduled == 1 && m_task.m_errorRetryFactor == 1 &&
@@ -40,7 +42,7 @@ struct EndCase {
     int mode;
     bool isError;
     bool hasFailedFiles;
-    bool isLate;           // the run ended behind its next date
+    bool isLate;  // the run ended behind its next date
     bool isRetryScheduled;
     int result;
     int state;
@@ -51,25 +53,36 @@ struct EndCase {
 TEST_F(RunEnd, StateRetryAndNextDateFollowFromTheResult) {
     constexpr EndCase kCases[] = {
         {"good daily", TaskTypeDaily, false, false, true, false, 0, TaskStateFinished, false, true},
-        {"good daily that ran early", TaskTypeDaily, false, false, false, false, 0, TaskStateFinished, false, true},
+        {"good daily that ran early", TaskTypeDaily, false, false, false, false, 0, TaskStateFinished, false,
+         true},
         {"good once stays", TaskTypeOnce, false, false, true, false, 0, TaskStateFinished, false, false},
         {"good real time", TaskTypeRealTime, false, false, true, false, 0, TaskStateFinished, false, false},
-        {"cancelled daily", TaskTypeDaily, false, false, true, false, kCancelled, TaskStateCanceled, false, true},
-        {"cancelled once goes on", TaskTypeOnce, false, false, true, false, kCancelled, TaskStateCanceled, false, true},
-        {"cancelled with an error", TaskTypeDaily, true, false, true, false, kCancelled, TaskStateCanceled, false, true},
-        {"no space, no error", TaskTypeDaily, false, false, true, false, kNoSpace, TaskStateCanceled, false, true},
+        {"cancelled daily", TaskTypeDaily, false, false, true, false, kCancelled, TaskStateCanceled, false,
+         true},
+        {"cancelled once goes on", TaskTypeOnce, false, false, true, false, kCancelled, TaskStateCanceled,
+         false, true},
+        {"cancelled with an error", TaskTypeDaily, true, false, true, false, kCancelled, TaskStateCanceled,
+         false, true},
+        {"no space, no error", TaskTypeDaily, false, false, true, false, kNoSpace, TaskStateCanceled, false,
+         true},
         {"failed daily", TaskTypeDaily, true, false, true, false, 3, TaskStateFailed, true, true},
         {"failed daily, early", TaskTypeDaily, true, false, false, false, 0, TaskStateFailed, true, true},
-        {"failed daily, early, retry known", TaskTypeDaily, true, false, false, true, 0, TaskStateFailed, false, true},
-        {"failed daily, late, retry known", TaskTypeDaily, true, false, true, true, 0, TaskStateFailed, true, true},
+        {"failed daily, early, retry known", TaskTypeDaily, true, false, false, true, 0, TaskStateFailed,
+         false, true},
+        {"failed daily, late, retry known", TaskTypeDaily, true, false, true, true, 0, TaskStateFailed, true,
+         true},
         {"failed once", TaskTypeOnce, true, false, true, false, 0, TaskStateFailed, true, true},
         {"failed once again", TaskTypeOnce, true, false, true, true, 0, TaskStateFailed, false, true},
         {"failed real time", TaskTypeRealTime, true, false, true, false, 0, TaskStateFailed, true, false},
         {"failed files", TaskTypeDaily, false, true, false, false, 0, TaskStateFinished, true, true},
-        {"failed files, cancelled", TaskTypeDaily, false, true, false, false, kCancelled, TaskStateCanceled, false, true},
-        {"failed files, early, retry known", TaskTypeDaily, false, true, false, true, 0, TaskStateFinished, false, true},
-        {"failed files, late, retry known", TaskTypeDaily, false, true, true, true, 0, TaskStateFinished, true, true},
-        {"failed files of a once task", TaskTypeOnce, false, true, false, false, 0, TaskStateFinished, false, false},
+        {"failed files, cancelled", TaskTypeDaily, false, true, false, false, kCancelled, TaskStateCanceled,
+         false, true},
+        {"failed files, early, retry known", TaskTypeDaily, false, true, false, true, 0, TaskStateFinished,
+         false, true},
+        {"failed files, late, retry known", TaskTypeDaily, false, true, true, true, 0, TaskStateFinished,
+         true, true},
+        {"failed files of a once task", TaskTypeOnce, false, true, false, false, 0, TaskStateFinished, false,
+         false},
     };
     for (EndCase const& end : kCases) {
         SCOPED_TRACE(end.what);
@@ -89,7 +102,8 @@ TEST_F(RunEnd, StateRetryAndNextDateFollowFromTheResult) {
         EXPECT_EQ(m_task.m_state, end.state);
         EXPECT_EQ(IsRetryPlanned(), end.isRetryPlanned);
         EXPECT_EQ(m_task.m_isResume, end.isRetryPlanned ? 1 : 0);
-        EXPECT_EQ(m_task.m_dating != dating, end.isDateMoved && end.isLate) << "an early date is kept by the rule itself";
+        EXPECT_EQ(m_task.m_dating != dating, end.isDateMoved && end.isLate)
+            << "an early date is kept by the rule itself";
         EXPECT_EQ(m_task.m_backupDate, StoredNow());
     }
 }
@@ -109,7 +123,8 @@ TEST_F(RunEnd, RetryOfFailedFilesIsPlannedOnceForEachDate) {
 }
 
 TEST_F(RunEnd, CustomerMaySwitchRetriesOff) {
-    GlobalFunction::SaveFlag(ApiUtil::GetCustomerID() + DictUtil::GetValue(_T("TaskRetryOnceReg"), _T("")), 0);
+    GlobalFunction::SaveFlag(ApiUtil::GetCustomerID() + DictUtil::GetValue(_T("TaskRetryOnceReg"), _T("")),
+                             0);
     m_task.m_errorOccured = 1;
     Done(0);
     EXPECT_EQ(m_task.m_state, TaskStateFailed);

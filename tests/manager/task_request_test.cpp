@@ -82,7 +82,8 @@ TEST(TaskRowText, HoldsEveryFieldInOrder) {
     task.m_filterExList.AddTail(_T("*.tmp"));
     task.m_filterExList.AddTail(_T("*.bak"));
     task.m_maxVersion = 3;
-    task.m_dating = task.m_beginDate = task.m_endDate = task.m_resumeDate = task.m_modifyTime = task.m_backupDate;
+    task.m_dating = task.m_beginDate = task.m_endDate = task.m_resumeDate = task.m_modifyTime =
+        task.m_backupDate;
     task.m_remoteSize = 5000000000;
     task.m_isResume = 1;
     task.m_filterType = _T("2");
@@ -91,13 +92,15 @@ TEST(TaskRowText, HoldsEveryFieldInOrder) {
 
     CString const date = ApiUtil::EncodeURL(_T("2024-05-01 02:03:04"));
     auto encoded = [](TCHAR const* text) { return ApiUtil::EncodeURL(text); };
-    CString const expected =
-        _T("TaskID=") + encoded(_T("-5")) + _T("&ComputerID=") + encoded(_T("-1294967296")) + _T("&TaskName=") +
-        encoded(_T("a&b")) + _T("&Descr=d&PcName=pc&Type=18&BackupDate=") + date + _T("&ServerPath=") +
-        encoded(_T("\\S")) + _T("&LogFilePath=") + encoded(_T("backup_a.dat")) + _T("&FilterExts=") +
-        encoded(_T("|*.tmp|*.bak")) + _T("&FilterPaths=&MaxVersion=3&NextDate=") + date + _T("&BeginDate=") + date +
-        _T("&EndDate=") + date + _T("&ResumeDate=") + date + _T("&ModifyTime=") + date +
-        _T("&RemoteSize=5000000000&IsResume=1&Upgraded=1&FilterType=2&OldTaskName=old&status=4&AdvancedOption=18&");
+    CString const expected = _T("TaskID=") + encoded(_T("-5")) + _T("&ComputerID=") +
+                             encoded(_T("-1294967296")) + _T("&TaskName=") + encoded(_T("a&b")) +
+                             _T("&Descr=d&PcName=pc&Type=18&BackupDate=") + date + _T("&ServerPath=") +
+                             encoded(_T("\\S")) + _T("&LogFilePath=") + encoded(_T("backup_a.dat")) +
+                             _T("&FilterExts=") + encoded(_T("|*.tmp|*.bak")) +
+                             _T("&FilterPaths=&MaxVersion=3&NextDate=") + date + _T("&BeginDate=") + date +
+                             _T("&EndDate=") + date + _T("&ResumeDate=") + date + _T("&ModifyTime=") + date +
+                             _T("&RemoteSize=5000000000&IsResume=1&Upgraded=1&FilterType=2&OldTaskName=old&")
+                             _T("status=4&AdvancedOption=18&");
     EXPECT_EQ(TaskRow(task, _T("EDIT"), _T("old"), _T("1")), expected);
     EXPECT_GE(TaskRow(task, _T("Add"), _T("old"), _T("1")).Find(_T("&OldTaskName=") + encoded(_T("a&b"))), 0);
 }
@@ -107,8 +110,8 @@ TEST(ReplyDate, IsReadAsFarAsItGoes) {
     EXPECT_EQ(ReadReplyDate(_T("5/1/2024 2:03:04")), CTime(2024, 5, 1, 2, 3, 4));
     EXPECT_EQ(ReadReplyDate(_T("05/01/2024")), CTime(2024, 5, 1, 0, 0, 0));
     EXPECT_EQ(ReadReplyDate(_T("1/1/1900 1:01:01")), CTime(1971, 1, 1, 1, 1, 1));
-    for (TCHAR const* const broken : {_T("13/1/2024"), _T("1/32/2024"), _T("1/1/2024 24:00:00"), _T("1/1/2024 1:60:00"),
-                                      _T("2024-01-01"), _T("today")}) {
+    for (TCHAR const* const broken : {_T("13/1/2024"), _T("1/32/2024"), _T("1/1/2024 24:00:00"),
+                                      _T("1/1/2024 1:60:00"), _T("2024-01-01"), _T("today")}) {
         EXPECT_THROW(ReadReplyDate(broken), CAtlException) << CString(broken).ToUtf8();
     }
 }

@@ -24,15 +24,28 @@ struct SpanCase {
 
 TEST(RepeatDays, SpansToTheNextSetDay) {
     constexpr SpanCase kCases[] = {
-        {kMondayThursday, 1, 1, 1}, {kMondayThursday, 2, 3, 0}, {kMondayThursday, 3, 2, 2}, {kMondayThursday, 5, 4, 0},
+        {kMondayThursday, 1, 1, 1},
+        {kMondayThursday, 2, 3, 0},
+        {kMondayThursday, 3, 2, 2},
+        {kMondayThursday, 5, 4, 0},
         {kMondayThursday, 7, 2, 2},
         // A day of its own comes again in a week, which the caller reads from 0.
         {2, kMonday, 0, 0},
         // Sunday closes the week.
-        {1, 1, 0, 0}, {1, 2, 6, 6}, {1, 7, 1, 1}, {3, 2, 6, 0}, {3, 1, 1, 0}, {65, 7, 1, 0}, {65, 1, 6, 0},
-        {kEveryDay, 1, 1, 0}, {kEveryDay, 4, 1, 0}, {kEveryDay, 7, 1, 0},
+        {1, 1, 0, 0},
+        {1, 2, 6, 6},
+        {1, 7, 1, 1},
+        {3, 2, 6, 0},
+        {3, 1, 1, 0},
+        {65, 7, 1, 0},
+        {65, 1, 6, 0},
+        {kEveryDay, 1, 1, 0},
+        {kEveryDay, 4, 1, 0},
+        {kEveryDay, 7, 1, 0},
         // Without a day it is the next Sunday.
-        {0, 1, 0, 0}, {0, 2, 6, 6}, {0, 7, 1, 1},
+        {0, 1, 0, 0},
+        {0, 2, 6, 6},
+        {0, 7, 1, 1},
     };
     for (SpanCase const& span : kCases) {
         EXPECT_EQ(GlobalFunction::GetNextSpanDaysOfWeek(span.mask, span.day), span.next)
@@ -118,7 +131,8 @@ TEST_F(Calendar, StoredDateIsBroughtForward) {
         {"far ahead, time passed today", TaskTypeDaily, Local(6, 20, 8, 0), Local(5, 16, 8, 0)},
         {"far ahead, time still to come", TaskTypeDaily, Local(6, 20, 18, 0), Local(5, 15, 18, 0)},
         {"now", TaskTypeDaily, Local(5, 15, 12, 0), Local(5, 15, 12, 0)},
-        {"past, time still to come: tomorrow all the same", TaskTypeDaily, Local(5, 14, 18, 0), Local(5, 16, 18, 0)},
+        {"past, time still to come: tomorrow all the same", TaskTypeDaily, Local(5, 14, 18, 0),
+         Local(5, 16, 18, 0)},
         {"past, time passed", TaskTypeDaily, Local(5, 14, 8, 0), Local(5, 16, 8, 0)},
         {"once, past", TaskTypeOnce, Local(5, 14, 18, 0), Local(5, 16, 18, 0)},
         {"weekly, past, same weekday, time to come", TaskTypeWeekly, Local(5, 8, 18, 0), Local(5, 15, 18, 0)},
@@ -127,7 +141,8 @@ TEST_F(Calendar, StoredDateIsBroughtForward) {
         {"weekly, far ahead, Friday", TaskTypeWeekly, Local(6, 28, 8, 0), Local(5, 17, 8, 0)},
     };
     for (ForwardCase const& test : kCases) {
-        TaskDates const dates{test.mode, Local(1, 1, 0, 0), Local(12, 31, 0, 0), test.dating, CTime(1971, 1, 1, 0, 0, 0)};
+        TaskDates const dates{test.mode, Local(1, 1, 0, 0), Local(12, 31, 0, 0), test.dating,
+                              CTime(1971, 1, 1, 0, 0, 0)};
         EXPECT_EQ(BroughtForward(dates, minute, 0), test.expected)
             << test.what << ": " << BroughtForward(dates, minute, 0).Format(_T("%m-%d %H:%M")).ToUtf8();
     }
