@@ -21,7 +21,8 @@ find_program(RAMPART_CCACHE ccache)
 if(RAMPART_CCACHE AND NOT DEFINED ENV{RAMPART_NO_CCACHE} AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # A precompiled header is part of what ccache hashes only with these settings.
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${CMAKE_COMMAND} -E env CCACHE_DEPEND=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
       ${RAMPART_CCACHE})
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -87,7 +87,7 @@ uint64_t SizeOfFolder(TextView folder) {
     while (!folders.empty()) {
         const Text present = std::move(folders.back());
         folders.pop_back();
-        const bool read = ForEachEntry(present, true, [&](const DirectoryEntry& entry) {
+        ForEachEntry(present, true, [&](const DirectoryEntry& entry) {
             if (ReasonToSkip(entry.status.attributes)) {
                 return;
             }
@@ -97,9 +97,6 @@ uint64_t SizeOfFolder(TextView folder) {
                 size += entry.status.size;
             }
         });
-        if (!read) {
-            NoteUnreadable(present);
-        }
     }
     return size;
 }

@@ -5,8 +5,7 @@
 
 namespace rampart {
 
-// Bytes of all regular files below `folder`. What cannot be read counts nothing and is noted (see
-// SkippedEntry).
+// Bytes of all regular files below `folder`. What cannot be read counts nothing.
 uint64_t SizeOfFolder(TextView folder);
 
 // Files and folders below `from` to the same places below `to`, over what is there. Goes on after a failure;

@@ -63,7 +63,10 @@ int KXFileFind::FindFile(CString const& pattern, DWORD) {
     Close();
     const TextView text = pattern;
     const size_t backslash = text.rfind(kBackslash);
-    const TextView folder = backslash == TextView::npos ? TextView() : text.substr(0, backslash);
+    TextView folder = backslash == TextView::npos ? TextView() : text.substr(0, backslash);
+    while (!folder.empty() && folder.back() == kBackslash) {
+        folder.remove_suffix(1);
+    }
     const TextView name = backslash == TextView::npos ? text : text.substr(backslash + 1);
     if (folder.empty() || name.empty()) {
         platform::SetLastError(platform::kPathNotFound);

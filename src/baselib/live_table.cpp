@@ -66,20 +66,31 @@ std::vector<LiveTable::Stamp> LiveTable::StampsOf(const Layers& layers) {
     return stamps;
 }
 
+bool LiveTable::ReadLayers(const Layers& layers, const std::vector<Stamp>& stamps,
+                           std::vector<IniEntry>& entries) {
+    bool complete = true;
+    for (size_t index = 0; index < layers.size(); index++) {
+        std::string content;
+        std::string_view text = layers[index].fallback;
+        if (stamps[index].exists) {
+            const bool read = ReadWholeFile(layers[index].path, kLargestFile, content);
+            complete = complete && read;
+            text = read ? std::string_view(content) : text;
+        }
+        for (IniEntry& entry : ParseIni(text)) {
+            entries.push_back(std::move(entry));
+        }
+    }
+    return complete;
+}
+
 void LiveTable::LookLocked() {
     const uint32_t error = platform::LastError();
     const Layers layers = m_layers();
     std::vector<Stamp> stamps = StampsOf(layers);
-    if (!m_table || stamps != m_stamps) {
-        std::vector<IniEntry> entries;
-        for (size_t index = 0; index < layers.size(); index++) {
-            std::string content;
-            const bool read =
-                stamps[index].exists && ReadWholeFile(layers[index].path, kLargestFile, content);
-            for (IniEntry& entry : ParseIni(read ? std::string_view(content) : layers[index].fallback)) {
-                entries.push_back(std::move(entry));
-            }
-        }
+    std::vector<IniEntry> entries;
+    // While a file is there and cannot be read, the values that were read before stay.
+    if ((!m_table || stamps != m_stamps) && (ReadLayers(layers, stamps, entries) || !m_table)) {
         m_table = std::make_shared<const TextTable>(entries, m_decode);
         m_stamps = std::move(stamps);
         m_generation.fetch_add(1, std::memory_order_release);

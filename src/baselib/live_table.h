@@ -45,6 +45,9 @@ private:
         bool operator==(const Stamp&) const = default;
     };
     static std::vector<Stamp> StampsOf(const Layers& layers);
+    // False if a file that is there could not be read.
+    static bool ReadLayers(const Layers& layers, const std::vector<Stamp>& stamps,
+                           std::vector<IniEntry>& entries);
     void LookLocked() RAMPART_REQUIRES(m_mutex);
 
     const std::function<Layers()> m_layers;

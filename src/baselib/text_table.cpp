@@ -49,12 +49,22 @@ std::vector<std::pair<Text, CString>> TextTable::Section(TextView section) const
     return values;
 }
 
+// A few characters tell the keys of a table apart, and reading more would be most of the cost of a lookup.
+// Folding keeps a text's length; characters beyond ASCII fold in ways of their own and are left out.
 size_t TextTable::Hash::operator()(NameView name) const {
-    return HashNoCase(name.section) * 31 + HashNoCase(name.key);
+    constexpr size_t kCharacters = 8;
+    constexpr size_t kFactor = 1099511628211u;
+    size_t hash = name.key.size() * 64 + name.section.size();
+    const TextView end = name.key.substr(name.key.size() - std::min(name.key.size(), kCharacters));
+    for (const TCHAR character : end) {
+        hash = (hash ^ (character < 0x80 ? size_t(character) | 0x20 : 0)) * kFactor;
+    }
+    return hash ^ (hash >> 29);
 }
 
 bool TextTable::Equal::operator()(NameView left, NameView right) const {
-    return EqualNoCase(left.key, right.key) && EqualNoCase(left.section, right.section);
+    return (left.key == right.key || EqualNoCase(left.key, right.key)) &&
+           (left.section == right.section || EqualNoCase(left.section, right.section));
 }
 
 }  // namespace rampart

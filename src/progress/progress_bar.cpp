@@ -51,6 +51,7 @@ int CProgressBar::SetPercent(int percent, CString text) {
         if (m_bCancel || total < 1 || MiscUtil::IsAppStopping()) {
             return 0;
         }
+        CTruePrgCallback::SetPercent(percent, text);
         SetFilePath(text);
         const __int64 sent = GetNowSent();
         if (total < sent) {
@@ -233,8 +234,9 @@ void CProgressBar::CancelMe() {
         m_bCancel = 1;
         rampart::SetEvent(m_hCancelEvent);
         CTruePrgCallback::CancelMe();
-        // A thread that stays suspended would never see the cancel.
-        Resume(GetTaskName());
+        if (m_bHeld || IsPaused()) {
+            Resume(GetTaskName());  // a thread that stays suspended would never see the cancel
+        }
     });
 }
 
@@ -245,6 +247,7 @@ int CProgressBar::Pause(CString const&) {
         if (!IsPaused()) {
             ApiUtil::SetSuspendStatus(1);
             SetPause(1);
+            m_bHeld = 1;
             rampart::SuspendThread(m_pWorker.Handle());
             rampart::SuspendThread(m_copyWorker.Handle());
         }
@@ -258,6 +261,7 @@ int CProgressBar::Resume(CString const&) {
         m_observers->Mark([](CPrgAttachment& observer) { observer.m_bPause = 0; });
         ApiUtil::SetSuspendStatus(0);
         SetPause(0);
+        m_bHeld = 0;
         rampart::ResumeThread(m_pWorker.Handle());
         rampart::ResumeThread(m_copyWorker.Handle());
         return 1;

@@ -134,6 +134,7 @@ private:
     void NotifyItem(TaskItemInfo& item);
     void NotifyRemoval(__int64 id);
 
+    rampart::Word<int32_t> m_bHeld = 0;  // Pause suspended the threads
     rampart::Word<int32_t> m_bStopping = 0;
     rampart::Word<int32_t> m_bAllowAlert = 1;
     mutable rampart::Mutex m_textMutex;  // m_strCurrentFile, m_strTaskName

@@ -9,11 +9,10 @@
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/server_folder.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 
 bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
                                    bool& tryAgain) {
@@ -28,14 +27,14 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
         return false;
     };
     r = make();
-    bool const firstCall = r != Service::kSessionLost;
-    if (r == Service::kSessionLost) {
+    bool const firstCall = r != rampart::kSessionLost;
+    if (r == rampart::kSessionLost) {
         if (!ReLogon(1)) {
             return true;
         }
         r = make();
     }
-    if (r == Service::kConnectionFailed) {
+    if (r == rampart::kConnectionFailed) {
         if (!rampart::Reconnect(nullptr)) {
             return fail(r);
         }
@@ -43,21 +42,21 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
         return true;
     }
     CString const reported = PathUtilities::Append(serverFolder, name);
-    if (r == Service::kTooManyItems || r == Service::kTooManyItemsFree) {
+    if (r == rampart::kItemLimit || r == rampart::kFreeItemLimit) {
         LogUploadFileResultInfo(r, reported, path, 0);
         return false;
     }
-    if (r == Service::kNoSpace) {
+    if (r == rampart::kNoSpace) {
         tryAgain = rampart::UserMadeRoom();
         if (!tryAgain) {
             LogUploadFileResultInfo(r, reported, path, 0);
         }
         return false;
     }
-    if (r == Service::kTwoFactor && firstCall) {
+    if (r == rampart::kSecondFactorNeeded && firstCall) {
         return false;
     }
-    if (r < Service::kNoSpace) {
+    if (r < rampart::kNoSpace) {
         return fail(r);
     }
     return true;
@@ -78,17 +77,17 @@ int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
             return tryAgain ? BackupDir(path, serverFolder, recurse) : static_cast<int>(r);
         }
     }
-    if (r == Service::kCancelled) {
-        return Service::kCancelled;
+    if (r == rampart::kCancelled) {
+        return rampart::kCancelled;
     }
     if (recurse == 0) {
-        return r <= Service::kNoSpace ? static_cast<int>(r) : Service::kOk;
+        return r <= rampart::kNoSpace ? static_cast<int>(r) : rampart::kOk;
     }
     return WalkBackupDir(path, serverPath);
 }
 
 int CBackupTask::WalkBackupDir(CString const& path, CString const& serverFolder) {
-    int code = Service::kOk;
+    int code = rampart::kOk;
     try {
         KXFileFind find;
         int more = find.FindFile(ApiUtil::PathToFullPath(path) + _T("\\*.*"));
@@ -111,15 +110,15 @@ int CBackupTask::WalkBackupDir(CString const& path, CString const& serverFolder)
                 }
                 code = BackupFile(entry, serverFolder, 0, 0);
             }
-            if (code == Service::kTooManyItems || code == Service::kTooManyItemsFree) {
+            if (code == rampart::kItemLimit || code == rampart::kFreeItemLimit) {
                 LogUploadFileResultInfo(code, serverFolder, entry, 0);
                 return code;
             }
-            if (code == Service::kConnectionFailed || code == Service::kCancelled || code == Service::kFatal) {
+            if (code == rampart::kConnectionFailed || code == rampart::kCancelled || code == rampart::kBatchAborted) {
                 return code;
             }
             __int64 balanceCode = 0;
-            if (code == Service::kNoSpace && (isFolder || GetUserHaveSpace(balanceCode) <= 0)) {
+            if (code == rampart::kNoSpace && (isFolder || GetUserHaveSpace(balanceCode) <= 0)) {
                 return code;
             }
         }

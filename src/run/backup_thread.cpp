@@ -9,11 +9,10 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 using rampart::DictText;
 
 namespace {
@@ -44,7 +43,7 @@ class FullRun {
     CTaskPrgClass& Progress() { return *m_task.m_pTaskPrg; }
 
     CBackupTask& m_task;
-    __int64 m_result = Service::kOk;
+    __int64 m_result = rampart::kOk;
     CStringList m_list{100};
     CString m_topFolder;
     __int64 m_need = 0;
@@ -83,7 +82,7 @@ bool FullRun::Begin() {
 
 void FullRun::Stages() {
     if (m_task.IsEmailBackup()) {
-        m_result = Service::kSkipped;
+        m_result = rampart::kSkipped;
         rampart::FailRun(&m_task, DictText(_T("EmailTaskNotSupported")));
         return;
     }
@@ -111,7 +110,7 @@ bool FullRun::Connect() {
     bool const retriesLeft = m_task.m_networkRetryCount >= 1;
     m_task.m_errorOccured = retriesLeft ? 0 : 1;
     if (!retriesLeft) {
-        m_result = Service::kSkipped;
+        m_result = rampart::kSkipped;
     }
     for (CString const& text : {first, second}) {
         rampart::RecordEvent(&m_task, text, retriesLeft ? EVENT_WARNING : EVENT_ERROR);
@@ -137,13 +136,13 @@ bool FullRun::EnterFiles() {
             Progress().InitFileList(m_list);
         }
     } catch (...) {
-        m_result = Service::kUnexpected;
+        m_result = rampart::kUnexpected;
         Debug(_T("Unexpected error:  BackupThread--PrepareEmailBackupCacheError"));
         rampart::FailRun(&m_task, DictText(_T("PrepareEmailBackupCacheError")));
         return false;
     }
     if (rampart::IsCancelled(&Progress())) {
-        m_result = Service::kCancelled;
+        m_result = rampart::kCancelled;
         return false;
     }
     return !rampart::IsAppEnding();
@@ -157,16 +156,16 @@ bool FullRun::MakeTargetFolder() {
         });
     };
     if (!make()) {
-        if (m_result == Service::kTwoFactor) {
+        if (m_result == rampart::kSecondFactorNeeded) {
             return false;
         }
-        if (m_result == Service::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
+        if (m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
             rampart::FailRun(&m_task, DictText(_T("CreateFolderError")) + m_task.m_serverFilePath + _T(": ") +
                                           ApiUtil::GetQuilString(m_result));
             return false;
         }
     }
-    m_result = Service::kOk;
+    m_result = rampart::kOk;
     return true;
 }
 
@@ -204,7 +203,7 @@ void FullRun::JoinCopyThread() {
     // The upload's failure stops a copy in progress without making the run a cancelled one.
     bool borrowed = false;
     while (!m_task.IsFinishCopyFileToCacheThread()) {
-        if (m_result != Service::kOk && !rampart::IsCancelled(&Progress())) {
+        if (m_result != rampart::kOk && !rampart::IsCancelled(&Progress())) {
             Progress().m_bCancel = 1;
             borrowed = true;
         }
@@ -227,7 +226,7 @@ unsigned int BackupThread(void* data) {
             run.Stages();
             return true;
         })) {
-        run.Result() = Service::kUnexpected;
+        run.Result() = rampart::kUnexpected;
         rampart::FailRun(&task, DictText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
@@ -240,7 +239,7 @@ unsigned int BackupThread(void* data) {
     });
     if (task.m_pTaskPrg != nullptr) {
         if (rampart::IsCancelled(task.m_pTaskPrg)) {
-            run.Result() = Service::kCancelled;
+            run.Result() = rampart::kCancelled;
         }
         task.m_pTaskPrg->m_bCancel = 0;
     }

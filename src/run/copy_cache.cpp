@@ -12,11 +12,10 @@
 #include "run/copy_progress.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 
 namespace {
 
@@ -80,7 +79,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
             CPathManage::CreateFolderforFile(target);
             number = CopyOnce(source, target, m_pTaskPrg);
             if (number != 0 && IsNoRoom(number)) {
-                error = Service::kNoCache;
+                error = rampart::kReadFromSource;
                 rampart::RecordEvent(this,
                                      rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
                                          GetLastErrorMsgEx(number),
@@ -100,7 +99,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
             Debug(_T("Copy: VSSCopy error- ") + source);
         }
         if (!rampart::IsCancelled(m_pTaskPrg)) {
-            error = Service::kSkipped;
+            error = rampart::kSkipped;
             CString const text = rampart::FormatText(_T("LockFile"), source);
             rampart::RecordEvent(this, text, EVENT_WARNING);
             AddEmailWarningLog(m_taskName, text);
@@ -234,7 +233,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         __int64 error = 0;
         if (!task.CopyBackupFile(path, cacheFile, error)) {
             rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
-            if (error != Service::kNoCache) {
+            if (error != rampart::kReadFromSource) {
                 if (error != 0) {
                     NoteSkippedEntry({path, ApiUtil::GetQuilString(error), true});
                 }

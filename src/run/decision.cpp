@@ -14,12 +14,11 @@
 #include "run/server_folder.h"
 #include "run/server_match.h"
 #include "run/recovery.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "run/upload_worker.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 
 namespace {
 
@@ -47,7 +46,7 @@ int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, in
         bool const isFolder = KXFolder::IsDirectory(path) != 0;
         if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
             Debug(_T("Task: backup path no exist-") + path);
-            return Service::kOk;
+            return rampart::kOk;
         }
         if (serverFolder.IsEmpty()) {
             serverFolder = GetTargetSvrFolder(path, 1);
@@ -57,12 +56,12 @@ int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, in
         }
         if (!KXFile::FileExists(path)) {
             BackupDrive(path, serverFolder);
-            return Service::kOk;
+            return rampart::kOk;
         }
         return BackupFile(path, serverFolder, 0, fromCacheThread);
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error:  BackupThread"));
-        return Service::kUnexpected;
+        return rampart::kUnexpected;
     }
 }
 
@@ -128,7 +127,7 @@ bool ShowUnchanged(CBackupTask& task, CString const& path) {
 static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     if (task.IsEmailBackup()) {
         file.cachePath = file.path;
-        return Service::kOk;
+        return rampart::kOk;
     }
     CString folder;
     CString relative = file.serverFolder;
@@ -138,26 +137,26 @@ static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     file.cachePath = folder + _T("\\") + file.name;
     if (IsSameFileLocal(file.path, file.cachePath)) {
         rampart::DebugFormat(_T("Task-BackupFile: same cache file: %s"), file.path);
-        return Service::kOk;
+        return rampart::kOk;
     }
     if (file.fromCacheThread != 0) {
         // A copy that failed for lack of room left no cache file: the source itself is read then.
         if (!KXFile::FileExists(file.cachePath)) {
             file.cachePath = file.path;
         }
-        return Service::kOk;
+        return rampart::kOk;
     }
     __int64 error = 0;
     if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
-        if (error != Service::kNoCache) {
-            return rampart::IsCancelled(task.m_pTaskPrg) ? Service::kCancelled : static_cast<int>(error);
+        if (error != rampart::kReadFromSource) {
+            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : static_cast<int>(error);
         }
         file.cachePath = file.path;
     }
     if (task.m_pTaskPrg != nullptr) {
         task.m_pTaskPrg->SetState(ProgressStateTransfer);
     }
-    return Service::kOk;
+    return rampart::kOk;
 }
 
 static void DeleteSentCacheFile(CString const& cachePath) {
@@ -183,13 +182,13 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
     if (ApiUtil::GetSupportMultipleThreadTransfer() &&
         KXFile::GetFileLength(file.path) < ApiUtil::GetLimitThreadPoolSize()) {
         rampart::StartUploadWorker(task, file.cachePath, file.serverFolder, hasBatch ? file.path : CString());
-        return Service::kOnWorker;
+        return rampart::kOnWorker;
     }
     CString message;
     int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, _T(""), _T(""), message, progress, 0, 1, 1,
                                          0, 0);
     rampart::DebugFormat(_T("Upload: \"%s\", %d"), file.path, code);
-    if (code == Service::kOk) {
+    if (code == rampart::kOk) {
         ++task.m_reportUploadedCount;
         DeleteSentCacheFile(file.cachePath);
     }
@@ -202,7 +201,7 @@ static int SendFile(CBackupTask& task, FileTry const& file) {
     if (batch != nullptr) {
         int const code = batch->BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), progress, 1,
                                                 task.m_batchFirstCall);
-        if (code != Service::kOk) {
+        if (code != rampart::kOk) {
             return code;
         }
     }
@@ -214,8 +213,8 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
         path.Trim();
         path = rampart::WithoutTrailingBackslash(path);
         if (!rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path))) {
-            LogUploadFileResultInfo(Service::kConnectionFailed, serverFolder, path, 0);
-            return Service::kConnectionFailed;
+            LogUploadFileResultInfo(rampart::kConnectionFailed, serverFolder, path, 0);
+            return rampart::kConnectionFailed;
         }
         FileTry file{path, serverFolder, rampart::LastElement(path), attempt, fromCacheThread};
         if (m_pTaskPrg != nullptr) {
@@ -225,7 +224,7 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
         CAutoMyPathInfo const record(rampart::FindServerRecord(file.ServerPath(), path));
         if (record != nullptr && record->m_path.CompareNoCase(serverFolder + _T("\\") + file.name) == 0) {
             if (IsUnchanged(**record, info, serverFolder)) {
-                return ShowUnchanged(*this, path) ? Service::kOk : Service::kCancelled;
+                return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
             }
             Debug(_T("Backup: check history-") + record->m_path);
             RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
@@ -244,14 +243,14 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
         }
         file.startBytes = m_pTaskPrg != nullptr ? m_pTaskPrg->GetByteSend() : 0;
         int const code = SendFile(*this, file);
-        if (code == Service::kOk || code == Service::kOnWorker) {
+        if (code == rampart::kOk || code == rampart::kOnWorker) {
             return code;
         }
         return AnswerUploadCode(code, path, file.serverFolder, attempt, fromCacheThread,
                                 {file.savedSent, file.savedTotal, file.startBytes});
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error:  BackupFile"));
-        return Service::kUnexpected;
+        return rampart::kUnexpected;
     }
 }
 
@@ -261,14 +260,14 @@ int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& server
     if (theVaultLibApp.m_pMainWnd != nullptr) {
         theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
     }
-    if (code == Service::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) && rampart::UserMadeRoom()) {
+    if (code == rampart::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) && rampart::UserMadeRoom()) {
         if (attempt < kMaxRetries) {
             for (int pass = 0; pass < kSpaceRetryPasses && !rampart::IsRunEnding(m_pTaskPrg); ++pass) {
                 rampart::platform::SleepMilliseconds(1);
             }
             return BackupFile(path, serverFolder, attempt + 1, fromCacheThread);
         }
-    } else if (code == Service::kConnectionFailed) {
+    } else if (code == rampart::kConnectionFailed) {
         if (m_pTaskPrg != nullptr && m_pTaskPrg->GetByteSend() == 0) {
             m_pTaskPrg->SetByteSend(counters.startBytes, 0);
         }

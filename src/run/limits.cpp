@@ -5,12 +5,11 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
 using rampart::FormatText;
-using rampart::Service;
 using rampart::DictText;
 
 rampart::Word<int> m_spaceAlertAllowed = 1;
@@ -52,7 +51,7 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
         text = FormatText(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName, (need + 0xFFFFF) / kMegabyte,
                           free / kMegabyte);
         if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
-            code = Service::kOk;  // the user goes on with what there is
+            code = rampart::kOk;  // the user goes on with what there is
             return Room::kEnded;
         }
         wantsRetry = GlobalFunction::SpaceLimitRetry(_T("")) != 0;
@@ -64,7 +63,7 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
     if (wantsRetry) {
         return Room::kTryAgain;
     }
-    code = Service::kNoSpace;
+    code = rampart::kNoSpace;
     rampart::FailRun(&task, text);
     return Room::kEnded;
 }
@@ -75,7 +74,7 @@ Room LookAtAccount(CBackupTask& task, __int64 need, __int64& code) {
     if (!task.CheckNetwork(code)) {
         return Room::kEnded;
     }
-    if (code != Service::kOk) {
+    if (code != rampart::kOk) {
         rampart::DebugFormat(_T("CheckAccountSpace, ret:%d"), static_cast<int>(code));
         return Room::kEnded;
     }
@@ -87,7 +86,7 @@ Room LookAtAccount(CBackupTask& task, __int64 need, __int64& code) {
         rampart::DebugFormat(_T("Task: need space- %I64d"), need);
     }
     if (rampart::IsCancelled(task.m_pTaskPrg)) {
-        code = Service::kCancelled;
+        code = rampart::kCancelled;
         return Room::kEnded;
     }
     return AskForRoom(task, need, free, code);
@@ -104,7 +103,7 @@ void CBackupTask::CheckAccountSpace(__int64 const& need, __int64& code) {
             RefreshUsage();
         }
     } catch (...) {
-        code = Service::kCancelled;
+        code = rampart::kCancelled;
         rampart::FailRun(this, DictText(_T("GetAccountBalanceError")) + GetLastErrorMsg());
     }
 }
@@ -147,7 +146,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
         for (;;) {
             AccountBalance balance;
             code = ApiUtil::GetAccountBalance(balance, 1);
-            if (code != Service::kOk) {
+            if (code != rampart::kOk) {
                 return 0;
             }
             __int64 const free = FreeSpace(balance);
@@ -176,7 +175,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
 __int64 CBackupTask::GetUserHaveSpace(__int64& code) {
     AccountBalance balance;
     code = ApiUtil::GetAccountBalance(balance, 1);
-    return code == Service::kOk ? FreeSpace(balance) : 0;
+    return code == rampart::kOk ? FreeSpace(balance) : 0;
 }
 
 int CBackupTask::UpdateServiceForUploadLimit(CString path) {
@@ -232,7 +231,7 @@ int GlobalFunction::SpaceLimitRetry(CString text) {
         return 0;
     }
     ReLogon(1);
-    if (ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1) != Service::kOk) {
+    if (ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1) != rampart::kOk) {
         Debug(_T("Error: SpaceLimitRetry"));
     }
     RefreshUsage();

@@ -5,21 +5,20 @@
 #include "platform/error.h"
 #include "progress/task_prg.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 
 int CBackupTask::CheckNetwork(__int64& result) {
-    if (result != Service::kConnectionFailed) {
+    if (result != rampart::kConnectionFailed) {
         return 1;
     }
     auto cancelled = [&] {
         if (!rampart::IsCancelled(m_pTaskPrg)) {
             return false;
         }
-        result = Service::kCancelled;
+        result = rampart::kCancelled;
         return true;
     };
     if (cancelled()) {

@@ -9,13 +9,12 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 #include "task/stored_time.h"
 
 using rampart::Debug;
 using rampart::FormatText;
-using rampart::Service;
 using rampart::DictText;
 
 namespace {
@@ -194,7 +193,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
     CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
     FinishStep([&] {
         if (rampart::IsCancelled(m_pTaskPrg)) {
-            result = Service::kCancelled;
+            result = rampart::kCancelled;
         }
     });
     int const finalResult = static_cast<int>(result);
@@ -210,12 +209,12 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
     });
     FinishStep([&] {
         if (m_pTaskPrg != nullptr && theVaultLibApp.m_pMainWnd != nullptr && theVaultLibApp.m_pMainWnd->IsVisible() &&
-            m_state == TaskStateFailed && result != Service::kCancelled && result != Service::kNoSpace) {
+            m_state == TaskStateFailed && result != rampart::kCancelled && result != rampart::kNoSpace) {
             AskAboutFailure(*this);
         }
     });
     FinishStep([&] {
-        if (m_pTaskPrg != nullptr && result != Service::kCancelled) {
+        if (m_pTaskPrg != nullptr && result != rampart::kCancelled) {
             m_pTaskPrg->EndCurrent();
         }
     });
@@ -228,7 +227,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
         Debug(_T("Finish done task:") + m_taskName);
     });
     FinishStep([&] {
-        if (m_errorOccured == 0 && result != Service::kCancelled) {
+        if (m_errorOccured == 0 && result != rampart::kCancelled) {
             rampart::RecordEvent(this, DictText(_T("EventLogFinish")), EVENT_INFO);
         }
     });

@@ -8,7 +8,7 @@
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/server_path_map.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 namespace rampart {
@@ -69,7 +69,7 @@ int GlobalFunction::CreateSrvFolder(CString path, CString name, CString descript
             return 0;
         }
         __int64 result = ApiUtil::AddEditFolder(path, name, description, _T("Y"));
-        if (result == rampart::Service::kSessionLost && ReLogon(1)) {
+        if (result == rampart::kSessionLost && ReLogon(1)) {
             result = ApiUtil::AddEditFolder(path, name, description, _T("Y"));
         }
         if (code != nullptr) {

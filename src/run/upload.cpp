@@ -5,13 +5,12 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "run/upload_dispatch.h"
 #include "run/upload_driver.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::Service;
 
 namespace {
 
@@ -30,10 +29,10 @@ int CBackupTask::BeginUploadingData(CStringList& paths, int isEmail, CString con
 
 int CBackupTask::BatchUploadingFiles(__int64& result) {
     try {
-        result = m_pBatchMode != nullptr ? m_pBatchMode->DoBatch(0, 0) : Service::kOk;
+        result = m_pBatchMode != nullptr ? m_pBatchMode->DoBatch(0, 0) : rampart::kOk;
         return 1;
     } catch (...) {
-        result = Service::kUnexpected;
+        result = rampart::kUnexpected;
         Debug(_T("Unexpected error:  BatchUploadingFiles"));
         rampart::FailRun(this, rampart::DictText(_T("BatchBackupFilesError")) + GetLastErrorMsg());
         return 0;
@@ -81,9 +80,9 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
     CString text;
     if (report.key == nullptr) {
         text.Format(_T("%s: %s"), report.byServerPath ? serverPath : localPath, codeText);
-    } else if (code == Service::kTooBigForFree) {
+    } else if (code == rampart::kFileTooBig) {
         text = rampart::FormatText(report.key, localPath, ApiUtil::GetFreeMaxSingleFileSize() / kMegabyte);
-    } else if (code == Service::kTooManyItems || code == Service::kTooManyItemsFree) {
+    } else if (code == rampart::kItemLimit || code == rampart::kFreeItemLimit) {
         text = rampart::FormatText(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
     } else if (serverPath.IsEmpty() || localPath.IsEmpty()) {
         text = codeText;

@@ -1,6 +1,6 @@
 #include "run/upload_dispatch.h"
 
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 
 namespace rampart {
 
@@ -9,28 +9,28 @@ namespace {
 constexpr TCHAR const* kUploadFailKey = _T("IDS_STRLOGUPLOADFAIL");
 
 bool IsSkipCode(__int64 code) {
-    return code == Service::kSkipped || code == Service::kSkipped52 || code == Service::kSkipped96 ||
-           code == Service::kNoCache || code >= Service::kFirstWarning;
+    return code == kSkipped || code == kSkippedWithWarning52 || code == kSkippedWithWarning96 ||
+           code == kReadFromSource || code >= kFirstWarning;
 }
 
 }  // namespace
 
 FileAction ActionOf(__int64 code, bool threaded) {
-    if (threaded && code == Service::kOnWorker) {
+    if (threaded && code == kOnWorker) {
         return FileAction::kOnWorker;
     }
-    if (threaded && code == Service::kLimitWorkers) {
+    if (threaded && code == kWorkerLimit) {
         return FileAction::kLimitWorkers;
     }
     if (IsSkipCode(code)) {
         return FileAction::kSkip;
     }
     switch (code) {
-        case Service::kQueued:
+        case kBatchQueued:
             return FileAction::kQueued;
-        case Service::kQueuedBatchFull:
+        case kBatchFull:
             return FileAction::kSendBatch;
-        case Service::kOk:
+        case kOk:
             return FileAction::kDone;
         default:
             return threaded ? FileAction::kFailed : FileAction::kDone;
@@ -39,14 +39,14 @@ FileAction ActionOf(__int64 code, bool threaded) {
 
 bool EndsUpload(__int64 code, bool threaded) {
     switch (code) {
-        case Service::kFatalForBatch:
-        case Service::kFatal:
-        case Service::kTooManyItems:
-        case Service::kBatchRefused:
-        case Service::kTooManyItemsFree:
-        case Service::kTwoFactor:
+        case kFatalForBatch:
+        case kBatchAborted:
+        case kItemLimit:
+        case kBatchRefused:
+        case kFreeItemLimit:
+        case kSecondFactorNeeded:
             return true;
-        case Service::kCancelled:
+        case kCancelled:
             return !threaded;
         default:
             return false;
@@ -55,31 +55,31 @@ bool EndsUpload(__int64 code, bool threaded) {
 
 CodeReport ReportOf(__int64 code, bool cacheError) {
     switch (code) {
-        case Service::kOk:
-        case Service::kCancelled:
-        case Service::kQueuedBatchFull:
-        case Service::kQueued:
+        case kOk:
+        case kCancelled:
+        case kBatchFull:
+        case kBatchQueued:
             return {ReportAction::kNone, nullptr, false};
-        case Service::kSkipped:
-        case Service::kSkipped52:
-        case Service::kSkipped96:
+        case kSkipped:
+        case kSkippedWithWarning52:
+        case kSkippedWithWarning96:
             return {ReportAction::kWarn, nullptr, false};
-        case Service::kFatalForBatch:
+        case kFatalForBatch:
             return {ReportAction::kFail, nullptr, true};
-        case Service::kLocalSpace:
+        case kLocalSpace:
             return {ReportAction::kFail, cacheError ? _T("IDS_STRNOCACHESPACE") : kUploadFailKey, false};
-        case Service::kTooBigForFree:
+        case kFileTooBig:
             return {ReportAction::kFail, _T("MaxSingleFileforFreeUser"), false};
-        case Service::kTooManyItems:
+        case kItemLimit:
             return {ReportAction::kFail, _T("SubItemLimitation"), false};
-        case Service::kTooManyItemsFree:
+        case kFreeItemLimit:
             return {ReportAction::kFail, _T("FreeSubItemLimitation"), false};
-        case Service::kTwoFactor:
+        case kSecondFactorNeeded:
             return {ReportAction::kDebugOnly, nullptr, false};
-        case Service::kConnectionFailed:
+        case kConnectionFailed:
             return {ReportAction::kFailCounted, kUploadFailKey, false};
         default:
-            return {code >= Service::kFirstWarning ? ReportAction::kWarn : ReportAction::kFail, kUploadFailKey, false};
+            return {code >= kFirstWarning ? ReportAction::kWarn : ReportAction::kFail, kUploadFailKey, false};
     }
 }
 

@@ -7,7 +7,7 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/service_codes.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 namespace rampart {
@@ -35,7 +35,7 @@ bool UploadDriver::Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialS
         body();
         return true;
     } catch (...) {
-        m_result = Service::kUnexpected;
+        m_result = kUnexpected;
         CString const reason = GetLastErrorMsg();
         LogUnexpected(IsThreaded()
                           ? CString(_T("Unexpected error:  UploadFilesFromCahce")) + threadedSuffix
@@ -147,7 +147,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
         LookForPart(path);
     }
     if (IsCancelled(progress)) {
-        m_result = Service::kCancelled;
+        m_result = kCancelled;
         return Loop::kAbort;
     }
     if (IsThreaded()) {
@@ -165,7 +165,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
             m_task.m_hadFileFailure = 1;
             ++m_task.m_failedUploadCount;
             NoteSkippedEntry({path, ApiUtil::GetQuilString(code), true});
-            m_result = Service::kOk;
+            m_result = kOk;
             break;
         case FileAction::kSendBatch:
             if (!Stretch(_T("02"), _T(""), _T("UpdateBackupInfoLogError"), [&] { SendBatch(path); })) {
@@ -181,7 +181,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
             m_task.DeleteCopyCacheFile(path);
             [[fallthrough]];
         case FileAction::kDone:
-            if (code != Service::kOk && code != Service::kOnWorker && code != Service::kCancelled) {
+            if (code != kOk && code != kOnWorker && code != kCancelled) {
                 NoteSkippedEntry({path, ApiUtil::GetQuilString(code), true});
             }
             break;
@@ -193,7 +193,7 @@ UploadDriver::Loop UploadDriver::EndOfFile(CString const& path, bool isFile) {
     if (isFile && Progress() != nullptr) {
         Progress()->EndFile(path, static_cast<int>(m_result));
     }
-    if (m_result == Service::kNoSpace) {
+    if (m_result == kNoSpace) {
         m_task.m_errorOccured = 1;
         __int64 code = 0;
         if (m_task.GetUserHaveSpace(code) < 1) {
@@ -226,16 +226,16 @@ void UploadDriver::SendBatch(CString const& path) {
     if (!IsThreaded()) {
         Debug(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData"));
     }
-    if (m_result != Service::kOk && m_result != Service::kCancelled) {
+    if (m_result != kOk && m_result != kCancelled) {
         NoteWaitingFiles();
     }
     m_task.ClearAllCopyCacheFiles(m_waitList);
-    if (m_result == Service::kOk) {
+    if (m_result == kOk) {
         // Read after the list was emptied: a batch in the middle of a run adds nothing to the report's count.
         m_task.m_reportUploadedCount += m_waitList.GetCount();
-        m_result = Service::kQueuedBatchFull;
+        m_result = kBatchFull;
     }
-    if (m_result != Service::kConnectionFailed) {
+    if (m_result != kConnectionFailed) {
         if (progress != nullptr) {
             progress->BatchEnd();
             progress->ChangeStatus(1);
@@ -263,10 +263,10 @@ bool UploadDriver::LeaveBatch() {
     }
     Stretch(_T("04"), _T("02"), _T("UpdateBackupInfoLogError"), [&] {
         if (!m_waitList.IsEmpty()) {
-            if (m_result == Service::kOk) {
+            if (m_result == kOk) {
                 m_task.m_reportUploadedCount += m_waitList.GetCount();
                 DebugFormat(_T("Batch upload:%s, %d"), m_joinedNames, static_cast<int>(m_result));
-            } else if (m_result != Service::kCancelled) {
+            } else if (m_result != kCancelled) {
                 NoteWaitingFiles();
             }
             CString const last = m_waitList.GetTail();
@@ -283,7 +283,7 @@ bool UploadDriver::LeaveBatch() {
         }
         m_task.m_pBatchMode->CancelMe();
         if (IsCancelled(progress)) {
-            m_result = Service::kCancelled;
+            m_result = kCancelled;
         }
         if (progress != nullptr) {
             progress->SetBatch(nullptr);

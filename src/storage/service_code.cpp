@@ -18,6 +18,8 @@ constexpr CodeText kTexts[] = {
     {kRefused, "The user name or the password was refused."},
     {kConnectionFailed, "The storage service cannot be reached."},
     {kSkipped, "The file was skipped."},
+    {kSkippedWithWarning52, "The file was skipped."},
+    {kSkippedWithWarning96, "The file was skipped."},
     {kFatalForBatch, "The batch cannot go on."},
     {kCancelled, "Cancelled."},
     {kInvalidRequest, "The request is not valid."},

@@ -27,11 +27,13 @@ enum ServiceCode : int {
     kVaultNewer = 43,      // made by a later version of this program
     kContentMissing = 44,  // a named chunk is not stored (any more): send it again
     kContentDamaged = 45,  // stored bytes do not have the digest they should have
+    kSkippedWithWarning52 = 52,  // as kSkipped
     kBatchQueued = 70,
     kFileTooBig = 71,  // for a free account
     kItemLimit = 73,
     kBatchRefused = 74,
     kFreeItemLimit = 75,
+    kSkippedWithWarning96 = 96,  // as kSkipped
     kSecondFactorNeeded = 100,
     kReadFromSource = 102,
     kOnWorker = 103,

@@ -1,4 +1,5 @@
 // Uploaded content enters the catalog: chunks, packs and files in one transaction.
+#include <algorithm>
 #include <map>
 
 #include "platform/clock.h"
@@ -47,8 +48,12 @@ private:
         SqliteStatement insert = m_connection.Prepare(
             "INSERT INTO chunk(digest, pack, position, stored, size, flags) VALUES(?, ?, ?, ?, ?, ?)"
             " ON CONFLICT(digest) DO NOTHING");
-        m_newChunks.reserve(m_commit.chunks.size());
-        for (const PlacedChunk& chunk : m_commit.chunks) {
+        // In the order of the table, so that neighbours find their page at hand.
+        std::vector<PlacedChunk> chunks(m_commit.chunks.begin(), m_commit.chunks.end());
+        std::sort(chunks.begin(), chunks.end(),
+                  [](const PlacedChunk& a, const PlacedChunk& b) { return a.digest < b.digest; });
+        m_newChunks.reserve(chunks.size());
+        for (const PlacedChunk& chunk : chunks) {
             const ChunkPlace& place = chunk.place;
             insert.BindBlob(1, chunk.digest.View()).Bind(2, place.pack).Bind(3, place.offset);
             insert.Bind(4, place.storedSize).Bind(5, place.size).Bind(6, place.flags).Run();

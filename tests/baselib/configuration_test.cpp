@@ -67,6 +67,19 @@ TEST_F(Configuration, AChangedFileIsSeenBySecondsLaterReads) {
     EXPECT_EQ(Int(_T("Options"), _T("IgnoreTimeSpan")), 60);
 }
 
+TEST_F(Configuration, AFileThatCannotBeReadForAWhileChangesNothing) {
+    WriteUserFile("[Service]\nUrl = https://mine\n");
+    EXPECT_EQ(String(_T("Service"), _T("Url")), _T("https://mine"));
+    std::filesystem::remove(m_home.Path("config/rampart.ini"));
+    m_home.Write("config/rampart.ini/", "");  // a folder in its place
+    DictUtil::Refresh();
+    EXPECT_EQ(String(_T("Service"), _T("Url")), _T("https://mine"));
+    EXPECT_FALSE(DictUtil::SetConfigString(_T("Service"), _T("Url"), _T("x")));
+    std::filesystem::remove(m_home.Path("config/rampart.ini"));
+    DictUtil::Refresh();
+    EXPECT_EQ(String(_T("Service"), _T("Url")), _T(""));
+}
+
 TEST_F(Configuration, AValueThatIsSetIsReadAtOnceAndLosesNoneOfTheOthers) {
     WriteUserFile("; mine\n[Options]\nIgnoreTimeSpan = 5\n");
     std::vector<std::thread> threads;

@@ -150,6 +150,10 @@ TEST(FileFind, ListsAFolderByAllOrSomeNames) {
         {_T("a.txt"), 1}, {_T("B.TXT"), 2}, {_T("noextension"), 0}, {_T(".hidden"), 3}, {_T("sub"), -1}};
     EXPECT_EQ(Found(Path(tree) + _T("\\*.*")), all);
     EXPECT_EQ(Found(Path(tree) + _T("\\*")), all);
+    KXFileFind finder;
+    ASSERT_TRUE(finder.FindFile(Path(tree) + _T("\\\\a.*")));
+    finder.FindNextFileW();
+    EXPECT_EQ(finder.GetFilePath(), Path(tree, "a.txt"));
     EXPECT_EQ(Found(Path(tree) + _T("\\*.txt")),
               (std::map<CString, __int64>{{_T("a.txt"), 1}, {_T("B.TXT"), 2}}));
     EXPECT_EQ(Found(Path(tree, "a.txt")), (std::map<CString, __int64>{{_T("a.txt"), 1}}));

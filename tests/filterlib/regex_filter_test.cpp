@@ -123,6 +123,7 @@ TEST_F(AccountLists, AThousandEntriesStillFindTheOne) {
 }
 
 TEST_F(AccountLists, MayBeReplacedWhileScansAskThem) {
+    RegexFilter::InitBoostRegex({_T(".*\\.tmp")}, {});
     std::atomic<bool> stop = false;
     std::vector<std::thread> scans;
     for (int index = 0; index < 3; index++) {
@@ -133,7 +134,6 @@ TEST_F(AccountLists, MayBeReplacedWhileScansAskThem) {
                 EXPECT_TRUE(FileFits(_T("*.log"), _T("C:\\x\\a.log")));
             }
         });
-        RegexFilter::InitBoostRegex({_T(".*\\.tmp")}, {});
     }
     for (int round = 0; round < 100; round++) {
         RegexFilter::InitBoostRegex({_T(".*\\.tmp"), FormatText(_T("x%d"), round)}, {});

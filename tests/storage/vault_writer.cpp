@@ -2,7 +2,7 @@
 //
 // vault_writer VAULT NAME COUNT [call N | after MILLISECONDS]
 //   call N: the process ends in the middle of the Nth call of the object store
-//   after M: it is killed after M milliseconds, wherever it is
+//   after M: it is killed M milliseconds after it opened the vault, wherever it is
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -53,11 +53,6 @@ int main(int argc, char** argv) {
                 EndAtOnce();
             }
         };
-    } else if (how == "after") {
-        std::thread([number] {
-            platform::SleepMilliseconds(static_cast<uint32_t>(number));
-            EndAtOnce();
-        }).detach();
     }
     VaultOptions options;
     options.packLimit = 200'000;
@@ -66,6 +61,12 @@ int main(int argc, char** argv) {
     const ServiceResult opened = EmbeddedService::Open(argv[1], options, service);
     if (!opened.Ok()) {
         return Fail(opened);
+    }
+    if (how == "after") {
+        std::thread([number] {
+            platform::SleepMilliseconds(static_cast<uint32_t>(number));
+            EndAtOnce();
+        }).detach();
     }
     int64_t id = 0;
     ServiceResult result = service->CreateFolder("\\" + name, "", 0, id);

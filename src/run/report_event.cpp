@@ -1,0 +1,26 @@
+#include "run/report_event.h"
+
+#include "engine/vaultlib_app.h"
+#include "manager/backup_manage.h"
+#include "run/run_state.h"
+#include "task/backup_task.h"
+
+namespace rampart {
+
+void RecordEvent(CBackupTask* task, CString const& text, EventTypes level) {
+    if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
+        manager->RecordErr(task, text, level);
+    }
+}
+
+void FailRun(CBackupTask* task, CString const& text) {
+    task->m_errorOccured = 1;
+    RecordEvent(task, text, EVENT_ERROR);
+}
+
+void LogUnexpected(CString const& line) {
+    Debug(line);
+    Debug(_T("Unexpected error: ") + GetLastErrorMsg());
+}
+
+}  // namespace rampart

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "link/manage_multiple_running_task.h"
+#include "progress/task_prg.h"
+#include "support/engine_stand_in.h"
+#include "support/service_stand_in.h"
+#include "support/temp_home.h"
+
+namespace rampart::test {
+
+namespace {
+
+class RunningTasks : public testing::Test {
+protected:
+    void SetUp() override {
+        Name(m_a, _T("A"));
+        Name(m_b, _T("B"));
+        Name(m_c, _T("C"));
+        Name(m_otherA, _T("a"));
+    }
+    void TearDown() override {
+        m_configuration.reset();
+        DictUtil::Refresh();
+    }
+    void Name(CBackupTask& task, LPCTSTR name) {
+        task.m_taskName = name;
+        task.m_pTaskPrg = &m_progress;
+    }
+    void Configure(std::string_view text) {
+        m_home.Write("custom/rampart.ini", text);
+        m_configuration.emplace("RAMPART_CONFIG", m_home.Native("custom"));
+        DictUtil::Refresh();
+    }
+
+    TempHome m_home;
+    std::optional<ScopedVariable> m_configuration;
+    ManageMultipleRunningTask m_tasks;
+    CTaskPrgClass m_progress;
+    CBackupTask m_a, m_b, m_c, m_otherA;
+};
+
+TEST_F(RunningTasks, AsManyRunAsTheConfigurationSays) {
+    Configure("[Options]\nMultipleRunningTaskCount = 2\n");
+    m_tasks.AddWoringTaskToVector(&m_a);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_b), 0) << "one at a time unless it is switched on";
+    m_tasks.SetAllowTwoTasksConcurrently(1);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_b), 1);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_otherA), 0) << "a name runs once";
+    m_tasks.AddWoringTaskToVector(&m_b);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_c), 0);
+    m_tasks.SetAllowTwoTasksConcurrently(0);
+    m_tasks.RemoveWorkingTaskFromVector(&m_b);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_b), 0);
+    EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(nullptr), 0);
+}
+
+TEST_F(RunningTasks, TheUsersSettingSwitchesItOn) {
+    Configure("[Options]\nMultipleRunningTaskCount = 5\n");
+    m_tasks.InitAllowTwoTasksConcurrently();
+    EXPECT_EQ(m_tasks.m_nMaxRunningTasks, 1);
+    const CString section =
+        DictUtil::GetValue(_T("ZQBackOptions"), CString()) + _T("\\") + Service().customerId;
+    const CString name = DictUtil::GetValue(_T("SupportTwoTasksConcurrently"), CString());
+    ASSERT_TRUE(CRegSettingUtil::SetRegInfo(section, name, _T("1")));
+    m_tasks.InitAllowTwoTasksConcurrently();
+    EXPECT_EQ(m_tasks.m_nMaxRunningTasks, 5);
+    EXPECT_EQ(m_tasks.m_bAllowTwoTasks, 1);
+    ASSERT_TRUE(CRegSettingUtil::SetRegInfo(section, name, _T("0")));
+    m_tasks.InitAllowTwoTasksConcurrently();
+    EXPECT_EQ(m_tasks.m_nMaxRunningTasks, 1);
+}
+
+TEST_F(RunningTasks, ATaskIsKnownByItsNameWithoutCase) {
+    m_tasks.AddWoringTaskToVector(&m_a);
+    m_tasks.AddWoringTaskToVector(&m_b);
+    m_tasks.AddWoringTaskToVector(&m_otherA);
+    m_tasks.AddWoringTaskToVector(nullptr);
+    EXPECT_EQ(m_tasks.WorkingTaskCount(), 2);
+    EXPECT_EQ(m_tasks.GetWorkingTaskName(), _T("A|B|"));
+    EXPECT_EQ(m_tasks.GetWorkingTask(&m_otherA), &m_a);
+    EXPECT_EQ(m_tasks.GetWorkingTaskByName(_T("b")), &m_b);
+    EXPECT_EQ(m_tasks.GetTaskPrgClass(_T("B")), &m_progress);
+    EXPECT_EQ(m_tasks.GetTaskPrgClass(_T("C")), nullptr);
+    EXPECT_EQ(m_tasks.FindWorkingTask(&m_c), 0);
+    m_tasks.RemoveWorkingTaskFromVector(&m_otherA);
+    EXPECT_EQ(m_tasks.GetWorkingTaskName(), _T("B|"));
+}
+
+TEST_F(RunningTasks, HibernationKeepsACopy) {
+    m_tasks.AddWoringTaskToVector(&m_a);
+    m_tasks.StoreHibernateTask();
+    m_tasks.ClearAllWoringTask();
+    EXPECT_EQ(m_tasks.GetHibernateTasks(), std::vector<CBackupTask*>{&m_a});
+    m_tasks.ClearHibernateTasks();
+    EXPECT_TRUE(m_tasks.GetHibernateTasks().empty());
+}
+
+TEST_F(RunningTasks, PauseFlagOfANamedTask) {
+    m_tasks.AddWoringTaskToVector(&m_a);
+    m_tasks.SetSuspendForWokingTask(1, _T("C"));
+    EXPECT_EQ(m_progress.IsPaused(), 0);
+    m_tasks.SetSuspendForWokingTask(1, _T("a"));
+    EXPECT_NE(m_progress.IsPaused(), 0);
+}
+
+TEST_F(RunningTasks, NamesForTheDisplay) {
+    const auto stored = [&](std::vector<CString>& names) {
+        CMemFile memory;
+        CArchive out(&memory, CArchive::store);
+        m_tasks.StoreTaskInfoForUI(out);
+        out.Close();
+        memory.SeekToBegin();
+        CArchive in(&memory, CArchive::load);
+        int32_t count = -1;
+        in >> count;
+        for (int32_t number = 0; number < std::max(count, 1); ++number) {
+            CString name;
+            in >> name;
+            names.push_back(name);
+        }
+        BYTE more = 0;
+        EXPECT_EQ(in.Read(&more, 1), 0U);
+        return count;
+    };
+    std::vector<CString> names;
+    EXPECT_EQ(stored(names), 0);
+    EXPECT_EQ(names, std::vector<CString>{CString()});
+    names.clear();
+    m_tasks.AddWoringTaskToVector(&m_a);
+    m_tasks.AddWoringTaskToVector(&m_b);
+    EXPECT_EQ(stored(names), 2);
+    EXPECT_EQ(names, (std::vector<CString>{_T("A"), _T("B")}));
+}
+
+TEST_F(RunningTasks, StopEndsWhatRunsAndMayChangeTheList) {
+    auto& tasks = *ManageMultipleRunningTask::GetInstance();
+    tasks.AddWoringTaskToVector(&m_a);
+    CWinThread* thread = AfxBeginThread(
+        [](LPVOID argument) -> UINT {
+            auto& task = *static_cast<CBackupTask*>(argument);
+            while (!task.m_pTaskPrg->m_bCancel) {
+                rampart::Sleep(1);
+            }
+            ManageMultipleRunningTask::GetInstance()->RemoveWorkingTaskFromVector(&task);
+            return 0;
+        },
+        &m_a, 0, 0, CWinThread::kCreateSuspended);
+    m_progress.SetWorker(thread);
+    thread->ResumeThread();
+    ManageMultipleRunningTask::StopTasks();
+    EXPECT_EQ(tasks.WorkingTaskCount(), 0);
+}
+
+}  // namespace
+
+}  // namespace rampart::test
