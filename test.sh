@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also under the sanitizers. Idempotent; leaves build/ behind.
+# Builds and runs all tests natively. With --all also the rooms of floors 0 to 3 under the sanitizers. Idempotent.
 # Usage: ./test.sh [--all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -20,27 +20,31 @@ python3 cmake/check_layers.py || fail "an include goes where it must not"
 git ls-files '*.cpp' '*.h' | xargs -r clang-format --dry-run -Werror || fail "clang-format would change these files"
 
 counts=()
-# run_tests PRESET TITLE
+# run_tests PRESET TITLE [TARGET...]: builds everything, or those test programs alone, and runs their tests.
 run_tests() {
-    build "$1"
-    say "Tests: $2"
-    local log=$root/build/$1-tests.log code=0
-    ctest --test-dir "$root/build/$1" -j "$(nproc)" --output-on-failure --no-tests=error >"$log" 2>&1 || code=$?
+    local preset=$1 title=$2
+    shift 2
+    build "$preset" "$@"
+    say "Tests: $title"
+    local log=$root/build/$preset-tests.log code=0
+    # Programs that were not built have no tests: ctest would count them as one that is missing.
+    ctest --test-dir "$root/build/$preset" -j "$(nproc)" --output-on-failure --no-tests=error -E '_NOT_BUILT' \
+        >"$log" 2>&1 || code=$?
     if [ $code -ne 0 ]; then
-        sed -n '/\*\*\*Failed\|\*\*\*Exception\|\*\*\*Timeout/,$p' "$log" | tail -n 200 >&2
-        tail -n 30 "$log" >&2
-        fail "tests failed ($2)"
+        grep -nE '\*\*\*(Failed|Exception|Timeout)' "$log" >&2 || true
+        tail -n 150 "$log" >&2
+        fail "tests failed ($title); the whole log is $log"
     fi
     tail -n 4 "$log"
-    counts+=("$2: $(grep -E 'tests passed' "$log" | tail -n 1)")
+    counts+=("$title: $(grep -E 'tests passed' "$log" | tail -n 1)")
 }
 
 run_tests debug "native"
 if [ -n "$all" ]; then
-    export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 UBSAN_OPTIONS=print_stacktrace=1
-    export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
-    run_tests asan "address and undefined-behaviour sanitizer"
-    run_tests tsan "thread sanitizer"
+    rooms=(platform_test framework_test baselib_test filterlib_test progresslib_test snapcopylib_test progress_test
+        link_test eventlog_test paths_test)
+    run_tests asan "address and undefined-behaviour sanitizer" "${rooms[@]}" storage_test storage_vault_writer
+    run_tests tsan "thread sanitizer" "${rooms[@]}"
 fi
 
 say "Counts"

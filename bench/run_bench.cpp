@@ -19,7 +19,8 @@ constexpr int kFileBytes = 4096;
 // A tree, a vault and an engine in a folder that goes with the object.
 class Bench {
 public:
-    explicit Bench(int files) : m_root(fs::temp_directory_path() / ("rampart-bench-" + std::to_string(files))) {
+    explicit Bench(int files)
+        : m_root(fs::temp_directory_path() / ("rampart-bench-" + std::to_string(files))) {
         fs::remove_all(m_root);
         MakeTree(files);
         setenv("RAMPART_HOME", (m_root / "home").c_str(), 1);

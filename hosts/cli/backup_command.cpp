@@ -68,7 +68,9 @@ void Run(CBackupTask& task, ChosenTask const& chosen, ProgressDisplay& display) 
 }
 
 int ExitCodeOf(Outcome const& outcome, Ledger const& ledger) {
-    if (outcome.state == TaskStateCanceled) {
+    // A batch that was given up after an error ends like a cancelled one; only the user's own cancel counts
+    // as that.
+    if (IsInterrupted() || (outcome.state == TaskStateCanceled && !outcome.hadError)) {
         return kExitCancelled;
     }
     if (outcome.hadError || outcome.state == TaskStateFailed) {
@@ -121,9 +123,8 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
                           FormatBytes(outcome.transferred.bytes) + " (" +
                           FormatBytes(outcome.transferred.storedBytes) + " stored)");
     if (!ledger.IsEmpty()) {
-        PrintLine(common, "  not protected " +
-                              FormatCount(static_cast<__int64>(ledger.Count()), "path, listed above",
-                                          "paths, listed above"));
+        PrintLine(common, "  not protected " + FormatCount(static_cast<__int64>(ledger.Count()),
+                                                           "path, listed above", "paths, listed above"));
     }
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.1f s", outcome.seconds);
@@ -135,7 +136,8 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
 
 int RunBackup(CommonOptions const& common, BackupOptions const& options) {
     if (!options.exclude.empty() && !options.include.empty()) {
-        throw CommandError(kExitUsage, "a task either excludes or includes: use --exclude or --include, not both");
+        throw CommandError(kExitUsage,
+                           "a task either excludes or includes: use --exclude or --include, not both");
     }
     Ledger ledger;
     std::vector<CString> const sources = ExistingSources(options, ledger);

@@ -9,9 +9,9 @@ CBackupTask* TaskOfServerPath(CBackupManage& manager, CString const& serverPath)
     CBackupTask* best = nullptr;
     for (CBackupTask* const task : manager.m_taskList) {
         CString const folder = task->m_serverFilePath;
-        bool const isBelow = serverPath.Left(folder.GetLength()).CompareNoCase(folder) == 0 &&
-                             (serverPath.GetLength() == folder.GetLength() ||
-                              serverPath[folder.GetLength()] == _T('\\'));
+        bool const isBelow =
+            serverPath.Left(folder.GetLength()).CompareNoCase(folder) == 0 &&
+            (serverPath.GetLength() == folder.GetLength() || serverPath[folder.GetLength()] == _T('\\'));
         if (isBelow && (best == nullptr || folder.GetLength() > best->m_serverFilePath.GetLength())) {
             best = task;
         }
@@ -40,9 +40,8 @@ std::vector<VaultEntry> VersionsOf(CBackupTask* task, VaultEntry const& current)
             return true;
         },
         message);
-    std::stable_sort(versions.begin() + 1, versions.end(), [](VaultEntry const& a, VaultEntry const& b) {
-        return a.storedTime > b.storedTime;
-    });
+    std::stable_sort(versions.begin() + 1, versions.end(),
+                     [](VaultEntry const& a, VaultEntry const& b) { return a.storedTime > b.storedTime; });
     return versions;
 }
 

@@ -15,8 +15,8 @@ constexpr size_t kShownOfKind = 5;
 }  // namespace
 
 Ledger::Ledger() {
-    SetSkippedEntrySink([](SkippedEntry const& entry, void* context) { static_cast<Ledger*>(context)->Add(entry); },
-                        this);
+    SetSkippedEntrySink(
+        [](SkippedEntry const& entry, void* context) { static_cast<Ledger*>(context)->Add(entry); }, this);
 }
 
 Ledger::~Ledger() {
@@ -76,8 +76,8 @@ void Ledger::Print(CommonOptions const& common, char const* title) const {
     bool cut = false;
     for (auto const& [reason, count] : shown) {
         if (count > kShownOfKind) {
-            std::cerr << "  and " << FormatCount(static_cast<__int64>(count - kShownOfKind), "more", "more") << " ("
-                      << reason << ")\n";
+            std::cerr << "  and " << FormatCount(static_cast<__int64>(count - kShownOfKind), "more", "more")
+                      << " (" << reason << ")\n";
             cut = true;
         }
     }

@@ -14,8 +14,8 @@
 namespace rampart::cli {
 
 class Ledger {
-   public:
-    Ledger();   // listens to the engine until it is destroyed; one at a time
+public:
+    Ledger();  // listens to the engine until it is destroyed; one at a time
     ~Ledger();
     Ledger(Ledger const&) = delete;
     Ledger& operator=(Ledger const&) = delete;
@@ -28,11 +28,11 @@ class Ledger {
     bool HasErrors() const;
     size_t Count() const;
     nlohmann::json ToJson() const;
-    // Every path that failed, one line each; of those that are skipped by their kind (links, sockets, ...) the first
-    // few of each kind. The whole list goes to a file then, which is named.
+    // Every path that failed, one line each; of those that are skipped by their kind (links, sockets, ...)
+    // the first few of each kind. The whole list goes to a file then, which is named.
     void Print(CommonOptions const& common, char const* title = "Not protected:") const;
 
-   private:
+private:
     struct Entry {
         std::string path;
         std::string reason;

@@ -13,13 +13,15 @@ namespace rampart::cli {
 namespace {
 
 [[noreturn]] void Fail(int code, CString const& message, std::string const& what) {
-    throw CommandError(kExitFailed, message.IsEmpty() ? what + ": " + Utf8(ApiUtil::GetQuilString(code))
-                                                      : Utf8(message));
+    throw CommandError(kExitFailed,
+                       message.IsEmpty() ? what + ": " + Utf8(ApiUtil::GetQuilString(code)) : Utf8(message));
 }
 
 nlohmann::json JsonOf(VaultEntry const& entry) {
     return {{"path", PrintableServerPath(entry.path)},
-            {"type", entry.isFolder ? "folder" : entry.isPartial ? "partial" : "file"},
+            {"type", entry.isFolder    ? "folder"
+                     : entry.isPartial ? "partial"
+                                       : "file"},
             {"size", entry.size},
             {"modified", FormatTime(entry.modifiedTime)},
             {"stored", FormatTime(entry.storedTime)}};
@@ -58,8 +60,8 @@ int ListTasks(CommonOptions const& common, CBackupManage& manager) {
                         {"versions", static_cast<long long>(task->m_maxVersion)},
                         {"sources", sources}});
         PrintLine(common, Utf8(task->m_taskName) + "  (" + PrintableServerPath(task->m_serverFilePath) + ")");
-        PrintLine(common, "  last run " + WhenOf(task->m_backupDate) + ", " + Utf8(task->GetStateString()) + "; " +
-                              paths);
+        PrintLine(common, "  last run " + WhenOf(task->m_backupDate) + ", " + Utf8(task->GetStateString()) +
+                              "; " + paths);
     }
     if (common.json) {
         PrintJson(list);
@@ -139,8 +141,9 @@ int RunVersions(CommonOptions const& common, ListOptions const& options) {
         entry["version"] = number;
         list.push_back(entry);
         char line[128];
-        std::snprintf(line, sizeof line, "%7d  %-19s  %-19s  %s", number, FormatTime(version.modifiedTime).c_str(),
-                      FormatTime(version.storedTime).c_str(), FormatBytes(version.size).c_str());
+        std::snprintf(line, sizeof line, "%7d  %-19s  %-19s  %s", number,
+                      FormatTime(version.modifiedTime).c_str(), FormatTime(version.storedTime).c_str(),
+                      FormatBytes(version.size).c_str());
         PrintLine(common, line);
     }
     if (common.json) {

@@ -34,7 +34,8 @@ struct CommandLine {
 };
 
 void AddCommonOptions(CLI::App& app, CommonOptions& common) {
-    app.add_option("--vault", common.vault, "Vault to use: a folder or vault:///folder (default: the configured one)")
+    app.add_option("--vault", common.vault,
+                   "Vault to use: a folder or vault:///folder (default: the configured one)")
         ->envname("RAMPART_VAULT");
     app.add_flag("--json", common.json, "Print the result as JSON");
     app.add_flag("-q,--quiet", common.quiet, "Print errors and warnings only");
@@ -46,12 +47,15 @@ void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
     command->add_option("--to", line.backup.to, "Folder in the vault (default: machine name/task name)");
     command->add_option("--name", line.backup.name, "Name of the task (default: the task of these sources)");
     command
-        ->add_option("--exclude", line.backup.exclude,
-                     "Leave out what matches: a name or path with * and ?; one that ends in / names folders only")
+        ->add_option(
+            "--exclude", line.backup.exclude,
+            "Leave out what matches: a name or path with * and ?; one that ends in / names folders only")
         ->allow_extra_args(false);
     command->add_option("--include", line.backup.include, "Take only what matches, by the same patterns")
         ->allow_extra_args(false);
-    command->add_option("--versions", line.backup.versions, "Versions to keep of each file, the present one included")
+    command
+        ->add_option("--versions", line.backup.versions,
+                     "Versions to keep of each file, the present one included")
         ->check(CLI::Range(1, 1000000));
     command->callback([&] { exitCode = RunBackup(line.common, line.backup); });
 }
@@ -59,15 +63,18 @@ void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
 void AddRestore(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const command = app.add_subcommand("restore", "Bring files back");
     command->add_option("what", line.restore.what, "Name of a task, or a path in the vault")->required();
-    command->add_option("--into", line.restore.into, "Folder to restore into; made if it is missing")->required();
-    auto* const version = command->add_option("--version", line.restore.version,
-                                              "Which version of each file: 1 is the newest, 2 the one before it")
+    command->add_option("--into", line.restore.into, "Folder to restore into; made if it is missing")
+        ->required();
+    auto* const version = command
+                              ->add_option("--version", line.restore.version,
+                                           "Which version of each file: 1 is the newest, 2 the one before it")
                               ->check(CLI::Range(1, 1000000));
     command
         ->add_option("--at", line.restore.at,
                      "The state at a moment of local time, 'YYYY-MM-DD', 'YYYY-MM-DD HH:MM' or with seconds")
         ->excludes(version);
-    command->add_flag("--overwrite", line.restore.overwrite, "Replace files that differ from the stored ones");
+    command->add_flag("--overwrite", line.restore.overwrite,
+                      "Replace files that differ from the stored ones");
     command->callback([&] { exitCode = RunRestore(line.common, line.restore); });
 }
 
@@ -86,11 +93,15 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
 void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const vault = app.add_subcommand("vault", "Make, check and measure a vault");
     vault->require_subcommand(1);
-    vault->add_subcommand("init", "Make a new vault")->callback([&] { exitCode = RunVaultInit(line.common); });
+    vault->add_subcommand("init", "Make a new vault")->callback([&] {
+        exitCode = RunVaultInit(line.common);
+    });
     CLI::App* const verify = vault->add_subcommand("verify", "Check the catalog against the stored packs");
     verify->add_flag("--read-data", line.verify.readData, "Read and check every stored byte too");
     verify->callback([&] { exitCode = RunVaultVerify(line.common, line.verify); });
-    vault->add_subcommand("stats", "Show sizes and counts")->callback([&] { exitCode = RunVaultStats(line.common); });
+    vault->add_subcommand("stats", "Show sizes and counts")->callback([&] {
+        exitCode = RunVaultStats(line.common);
+    });
 }
 
 int Main(int argc, char** argv) {

@@ -15,7 +15,8 @@ constexpr long long kNanosecondsASecond = 1000000000;
 }  // namespace
 
 std::optional<long long> ParseMoment(std::string const& text) {
-    static std::regex const form(R"((\d{4})-(\d{1,2})-(\d{1,2})(?:[ T](\d{1,2}):(\d{2})(?::(\d{2})(?:\.(\d{1,9}))?)?)?)");
+    static std::regex const form(
+        R"((\d{4})-(\d{1,2})-(\d{1,2})(?:[ T](\d{1,2}):(\d{2})(?::(\d{2})(?:\.(\d{1,9}))?)?)?)");
     std::smatch match;
     if (!std::regex_match(text, match, form)) {
         return std::nullopt;
@@ -33,7 +34,8 @@ std::optional<long long> ParseMoment(std::string const& text) {
     try {
         CTime const time(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
         bool const exact = time.GetDay() == fields[2] && time.GetMonth() == fields[1];
-        return exact ? std::optional<long long>(time.GetTime() * kNanosecondsASecond + fraction) : std::nullopt;
+        return exact ? std::optional<long long>(time.GetTime() * kNanosecondsASecond + fraction)
+                     : std::nullopt;
     } catch (...) {
         return std::nullopt;  // a field out of range
     }

@@ -6,8 +6,9 @@
 
 namespace rampart::cli {
 
-// Nanoseconds since 1970 UTC of "YYYY-MM-DD", "YYYY-MM-DD HH:MM" or "YYYY-MM-DD HH:MM:SS[.fraction]" in local time (a
-// "T" may stand for the blank). The end of what was typed: a day is meant whole, a minute whole. None if it is no date.
+// Nanoseconds since 1970 UTC of "YYYY-MM-DD", "YYYY-MM-DD HH:MM" or "YYYY-MM-DD HH:MM:SS[.fraction]" in local
+// time (a "T" may stand for the blank). The end of what was typed: a day is meant whole, a minute whole. None
+// if it is no date.
 std::optional<long long> ParseMoment(std::string const& text);
 
 }  // namespace rampart::cli

@@ -24,8 +24,8 @@ struct BackupOptions {
 struct RestoreOptions {
     std::string what;  // task name or server path
     std::string into;
-    int version = 1;   // 1 is the newest
-    std::string at;    // moment whose state is wanted; empty for none
+    int version = 1;  // 1 is the newest
+    std::string at;   // moment whose state is wanted; empty for none
     bool overwrite = false;
 };
 

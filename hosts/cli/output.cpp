@@ -12,8 +12,11 @@ constexpr __int64 kNanosecondsASecond = 1000000000;
 // Length of the valid UTF-8 sequence at `i`, 0 if there is none.
 size_t SequenceLength(std::string const& bytes, size_t i) {
     auto const lead = static_cast<unsigned char>(bytes[i]);
-    size_t const length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2 : (lead & 0xF0) == 0xE0 ? 3
-                                            : lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
+    size_t const length = lead < 0x80                   ? 1
+                          : lead >= 0xC2 && lead < 0xE0 ? 2
+                          : (lead & 0xF0) == 0xE0       ? 3
+                          : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                        : 0;
     if (length == 0 || i + length > bytes.size()) {
         return 0;
     }
@@ -110,7 +113,8 @@ std::string FormatTime(__int64 nanoseconds) {
 std::string FormatDuration(__int64 seconds) {
     char text[32];
     if (seconds >= 3600) {
-        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
+        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
+                      seconds % 60);
     } else {
         std::snprintf(text, sizeof text, "%lld:%02lld", seconds / 60, seconds % 60);
     }

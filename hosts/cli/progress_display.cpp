@@ -26,7 +26,8 @@ ProgressDisplay::~ProgressDisplay() {
 
 bool ProgressDisplay::IsDue() {
     auto const now = std::chrono::steady_clock::now();
-    auto const period = m_rewrites ? std::chrono::milliseconds(kTerminalPeriod) : std::chrono::milliseconds(kPlainPeriod);
+    auto const period =
+        m_rewrites ? std::chrono::milliseconds(kTerminalPeriod) : std::chrono::milliseconds(kPlainPeriod);
     if (!m_enabled || now - m_last < period) {
         return false;
     }
@@ -70,7 +71,8 @@ std::string ProgressDisplay::LineOf(CBackupTask& task) const {
     if (total > 0) {
         line = std::to_string(std::min<__int64>(100, sent * 100 / total)) + "%  ";
     }
-    line += FormatBytes(sent) + " of " + FormatBytes(total) + ", " + FormatCount(totals.files, "file", "files");
+    line +=
+        FormatBytes(sent) + " of " + FormatBytes(total) + ", " + FormatCount(totals.files, "file", "files");
     int const speed = progress.GetSpeed();
     if (speed > 0) {
         line += ", " + FormatBytes(speed) + "/s";

@@ -10,7 +10,7 @@
 namespace rampart::cli {
 
 class ProgressDisplay {
-   public:
+public:
     explicit ProgressDisplay(CommonOptions const& common);
     ~ProgressDisplay();  // leaves the line clean
 
@@ -18,7 +18,7 @@ class ProgressDisplay {
     // For a work without a task: what is done of what.
     void Show(std::string const& text);
 
-   private:
+private:
     std::string LineOf(CBackupTask& task) const;
     bool IsDue();
 

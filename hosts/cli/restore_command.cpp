@@ -24,7 +24,7 @@ struct Wanted {
 };
 
 class Restore {
-   public:
+public:
     Restore(CommonOptions const& common, CBackupManage& manager, Wanted const& wanted, CString const& target)
         : m_manager(manager), m_wanted(wanted), m_target(target), m_display(common) {}
 
@@ -38,7 +38,7 @@ class Restore {
     __int64 absent = 0;   // did not exist in the state that is wanted
     bool cancelled = false;
 
-   private:
+private:
     bool RestoreEntry(VaultEntry const& entry, CString const& localPath);
     void RestoreFile(VaultEntry const& current, CString const& localPath);
     // The stored file that is wanted for a present one; false if there was none in that state.
@@ -58,7 +58,8 @@ void Restore::Run(VaultEntry const& top) {
         return;
     }
     if (!KXFolder::RCreateDirectory(m_target)) {
-        throw CommandError(kExitFailed, PrintablePath(m_target) + " cannot be made: " + Utf8(GetLastErrorMsg()));
+        throw CommandError(kExitFailed,
+                           PrintablePath(m_target) + " cannot be made: " + Utf8(GetLastErrorMsg()));
     }
     CString message;
     int const code = VaultAdmin::List(
@@ -126,7 +127,8 @@ void Restore::RestoreFile(VaultEntry const& current, CString const& localPath) {
             return;
         }
         if (!m_wanted.overwrite) {
-            ledger.Add(PrintablePath(localPath), "a different file is there; use --overwrite to replace it", true);
+            ledger.Add(PrintablePath(localPath), "a different file is there; use --overwrite to replace it",
+                       true);
             return;
         }
     }
@@ -145,7 +147,8 @@ void Restore::RestoreFile(VaultEntry const& current, CString const& localPath) {
 }
 
 void Restore::Fail(CString const& localPath, int code, CString const& message) {
-    ledger.Add(PrintablePath(localPath), message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message), true);
+    ledger.Add(PrintablePath(localPath),
+               message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message), true);
 }
 
 void PrintOutcome(CommonOptions const& common, Restore const& restore, CString const& target, int exitCode) {
@@ -170,9 +173,8 @@ void PrintOutcome(CommonOptions const& common, Restore const& restore, CString c
         PrintLine(common, "  not in that state " + FormatCount(restore.absent, "file", "files"));
     }
     if (!restore.ledger.IsEmpty()) {
-        PrintLine(common, "  not restored  " +
-                              FormatCount(static_cast<__int64>(restore.ledger.Count()), "path, listed above",
-                                          "paths, listed above"));
+        PrintLine(common, "  not restored  " + FormatCount(static_cast<__int64>(restore.ledger.Count()),
+                                                           "path, listed above", "paths, listed above"));
     }
 }
 
@@ -185,7 +187,8 @@ int RunRestore(CommonOptions const& common, RestoreOptions const& options) {
     if (!options.at.empty()) {
         wanted.moment = ParseMoment(options.at);
         if (!wanted.moment) {
-            throw CommandError(kExitUsage, "'" + options.at + "' is no moment; type it as YYYY-MM-DD HH:MM:SS");
+            throw CommandError(kExitUsage,
+                               "'" + options.at + "' is no moment; type it as YYYY-MM-DD HH:MM:SS");
         }
     }
     EngineSession session(common, false);
@@ -199,7 +202,7 @@ int RunRestore(CommonOptions const& common, RestoreOptions const& options) {
     CString const target = ToEnginePath(options.into);
     Restore restore(common, session.Manager(), wanted, target);
     restore.Run(top);
-    int const exitCode = restore.cancelled             ? kExitCancelled
+    int const exitCode = restore.cancelled            ? kExitCancelled
                          : restore.ledger.HasErrors() ? kExitWarnings
                                                       : kExitDone;
     if (exitCode == kExitDone && restore.restored + restore.already == 0 && !top.isFolder) {

@@ -19,11 +19,13 @@ int ShowMessage(TCHAR const* text, unsigned int, unsigned long, int) {
 
 VaultSession::VaultSession(CommonOptions const& common, bool mayCreate) {
     CString message;
-    if (int const code = VaultAdmin::Open(CString::FromUtf8(common.vault), mayCreate && common.vault.empty(), message)) {
+    if (int const code =
+            VaultAdmin::Open(CString::FromUtf8(common.vault), mayCreate && common.vault.empty(), message)) {
         std::string text = message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message);
         constexpr int kNoVault = 42;
         if (code == kNoVault) {
-            text += "\n  Make one with: rampart vault init" + (common.vault.empty() ? "" : " --vault " + common.vault);
+            text += "\n  Make one with: rampart vault init" +
+                    (common.vault.empty() ? "" : " --vault " + common.vault);
         }
         throw CommandError(kExitFailed, text);
     }

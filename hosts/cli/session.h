@@ -8,7 +8,7 @@ namespace rampart::cli {
 
 // Opens the vault for a command that does not need the engine. Throws CommandError when it cannot.
 class VaultSession {
-   public:
+public:
     // `mayCreate`: a missing vault is made when it is the default one, which the user did not name.
     VaultSession(CommonOptions const& common, bool mayCreate);
     ~VaultSession();
@@ -17,20 +17,20 @@ class VaultSession {
 };
 
 class EngineSession {
-   public:
+public:
     explicit EngineSession(CommonOptions const& common, bool mayCreate);
     ~EngineSession();
     EngineSession(EngineSession const&) = delete;
     EngineSession& operator=(EngineSession const&) = delete;
     CBackupManage& Manager() { return *m_manager; }
 
-   private:
+private:
     VaultSession m_vault;
     std::unique_ptr<CBackupManage> m_manager;
 };
 
-// The path in the vault that a user means: the server folder of a task of that name, or a path typed with slashes or
-// backslashes.
+// The path in the vault that a user means: the server folder of a task of that name, or a path typed with
+// slashes or backslashes.
 CString ServerPathOf(CBackupManage& manager, std::string const& text);
 
 }  // namespace rampart::cli

@@ -14,8 +14,9 @@ namespace {
 bool HasSources(CBackupTask const& task, std::vector<CString> const& sources) {
     return task.m_localDirList.size() == sources.size() &&
            std::all_of(sources.begin(), sources.end(), [&](CString const& path) {
-               return std::any_of(task.m_localDirList.begin(), task.m_localDirList.end(),
-                                  [&](SourceInfo const* source) { return source != nullptr && source->path == path; });
+               return std::any_of(
+                   task.m_localDirList.begin(), task.m_localDirList.end(),
+                   [&](SourceInfo const* source) { return source != nullptr && source->path == path; });
            });
 }
 
@@ -71,8 +72,8 @@ void ApplySettings(CBackupTask& task, BackupOptions const& options) {
     }
 }
 
-CBackupTask* MakeTask(CBackupManage& manager, BackupOptions const& options, std::vector<CString> const& sources,
-                      CString const& name) {
+CBackupTask* MakeTask(CBackupManage& manager, BackupOptions const& options,
+                      std::vector<CString> const& sources, CString const& name) {
     if (!manager.BeginNewTask()) {
         throw CommandError(kExitFailed, "the account takes no further task");
     }
@@ -81,8 +82,8 @@ CBackupTask* MakeTask(CBackupManage& manager, BackupOptions const& options, std:
     task->m_description = name;
     task->m_type = TaskTypeOnce;
     task->m_logFilePath.Format(_T("backup_%s.dat.4.0"), name);
-    task->m_serverFilePath = options.to.empty() ? _T("\\") + task->m_pcName + _T("\\") + name
-                                                : ServerPathOf(manager, options.to);
+    task->m_serverFilePath =
+        options.to.empty() ? _T("\\") + task->m_pcName + _T("\\") + name : ServerPathOf(manager, options.to);
     CStringList list(10);
     for (CString const& source : sources) {
         list.AddTail(source);
@@ -91,16 +92,16 @@ CBackupTask* MakeTask(CBackupManage& manager, BackupOptions const& options, std:
     ApplySettings(*task, options);
     task->m_encryMode = task->IsEncryptionBackup();
     if (!manager.EndNewTask()) {
-        throw CommandError(kExitFailed,
-                           "the task '" + Utf8(name) + "' could not be stored: " +
-                               Utf8(ApiUtil::GetQuilString(manager.GetAddNewTaskRet())));
+        throw CommandError(kExitFailed, "the task '" + Utf8(name) + "' could not be stored: " +
+                                            Utf8(ApiUtil::GetQuilString(manager.GetAddNewTaskRet())));
     }
     return task;
 }
 
 }  // namespace
 
-ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options, std::vector<CString> const& sources) {
+ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options,
+                      std::vector<CString> const& sources) {
     CString const wanted = CString::FromUtf8(options.name);
     CBackupTask* task = wanted.IsEmpty() ? FindBySources(manager, sources) : manager.GetTaskByName(wanted);
     if (task == nullptr) {
@@ -109,8 +110,9 @@ ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options, std:
     }
     std::string const name = Utf8(task->m_taskName);
     if (!HasSources(*task, sources)) {
-        throw CommandError(kExitUsage, "the task '" + name +
-                                           "' backs up other paths; give these a name of their own with --name");
+        throw CommandError(
+            kExitUsage,
+            "the task '" + name + "' backs up other paths; give these a name of their own with --name");
     }
     if (!options.to.empty() && ServerPathOf(manager, options.to).CompareNoCase(task->m_serverFilePath) != 0) {
         throw CommandError(kExitUsage, "the task '" + name + "' is stored in " +

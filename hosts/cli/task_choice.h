@@ -14,6 +14,7 @@ struct ChosenTask {
 };
 
 // Throws CommandError when the options do not fit the task that there is, or a new one is refused.
-ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options, std::vector<CString> const& sources);
+ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options,
+                      std::vector<CString> const& sources);
 
 }  // namespace rampart::cli

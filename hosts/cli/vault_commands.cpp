@@ -104,7 +104,8 @@ int RunVaultStats(CommonOptions const& common) {
     }
     PrintLine(common, "Vault " + Printable(Utf8(VaultAdmin::Location())));
     PrintLine(common, "  files, versions included  " + FormatCount(stats.files, "", "") + "in " +
-                          FormatCount(stats.folders, "folder", "folders") + ", " + FormatBytes(stats.fileBytes));
+                          FormatCount(stats.folders, "folder", "folders") + ", " +
+                          FormatBytes(stats.fileBytes));
     PrintLine(common, "  stored once               " + FormatBytes(stats.chunkBytes) + " in " +
                           FormatCount(stats.chunks, "chunk", "chunks"));
     PrintLine(common, "  compressed                " + FormatBytes(stats.storedBytes));

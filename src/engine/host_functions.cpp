@@ -25,24 +25,28 @@ rampart::platform::TextView View(CString const& text) {
 
 }  // namespace
 
-int GlobalFunction::QuilMessageBox(TCHAR const* text, unsigned int type, unsigned long timeoutSeconds, int value) {
+int GlobalFunction::QuilMessageBox(TCHAR const* text, unsigned int type, unsigned long timeoutSeconds,
+                                   int value) {
     MsgBoxProc const box = theVaultLibApp.m_pfnMsgBox;
     return box != nullptr ? box(text, type, timeoutSeconds, value) : 0;
 }
 
 int GlobalFunction::IsNeedShowPrg() {
-    if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() || theVaultLibApp.m_pfnIsNeedShowPrg == nullptr) {
+    if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() ||
+        theVaultLibApp.m_pfnIsNeedShowPrg == nullptr) {
         return 0;
     }
     return theVaultLibApp.m_pfnIsNeedShowPrg();
 }
 
 int GlobalFunction::AskUIForShellExecute(CString const& verb, CString const& target) {
-    return theVaultLibApp.m_pfnUIShellExecute != nullptr ? theVaultLibApp.m_pfnUIShellExecute(verb, target) : 0;
+    return theVaultLibApp.m_pfnUIShellExecute != nullptr ? theVaultLibApp.m_pfnUIShellExecute(verb, target)
+                                                         : 0;
 }
 
 int GlobalFunction::IsBackupServiceRunning() {
-    return rampart::platform::NamedMutex::Exists(View(MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex)));
+    return rampart::platform::NamedMutex::Exists(
+        View(MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex)));
 }
 
 int GlobalFunction::IsBackupGUIRunning() {
@@ -65,14 +69,15 @@ int GlobalFunction::StartServiceProcess() {
     return 1;
 }
 
-int GlobalFunction::SendMsgToUI(CString const&, int command, unsigned char* buffer, __int64 size, unsigned char** reply,
-                                __int64* replySize) {
+int GlobalFunction::SendMsgToUI(CString const&, int command, unsigned char* buffer, __int64 size,
+                                unsigned char** reply, __int64* replySize) {
     std::unique_ptr<unsigned char, decltype(&std::free)> const owned(buffer, &std::free);
     COPYDATASTRUCT message;
     message.dwData = static_cast<uintptr_t>(command);
     message.cbData = static_cast<DWORD>(size);
     message.lpData = buffer;
-    CString const receiver = DictUtil::GetValue(_T("GUIServiceInterMsgReceiver"), _T("GUIServiceInterMsgRecvr"));
+    CString const receiver =
+        DictUtil::GetValue(_T("GUIServiceInterMsgReceiver"), _T("GUIServiceInterMsgRecvr"));
     return static_cast<int>(
         SendProcessMsgRetBuf(receiver, _T("NULL_SVC_UIAttachment"), message, reply, replySize));
 }

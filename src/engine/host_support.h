@@ -12,10 +12,11 @@ VAULTLIB_API CString ToEnginePath(std::string const& nativePath);
 VAULTLIB_API std::string ToNativePath(CString const& enginePath);
 // The bytes of one name of an engine path.
 VAULTLIB_API std::string ToNativeName(CString const& name);
-// A wildcard pattern: as ToEnginePath for an absolute one, with * and ? kept; any other only with its slashes turned.
+// A wildcard pattern: as ToEnginePath for an absolute one, with * and ? kept; any other only with its slashes
+// turned.
 VAULTLIB_API CString ToEnginePattern(std::string const& pattern);
 
-VAULTLIB_API bool IsErrorTerminal();   // standard error is a terminal
+VAULTLIB_API bool IsErrorTerminal();  // standard error is a terminal
 VAULTLIB_API bool IsOutputTerminal();
 VAULTLIB_API int TerminalWidth();
 

@@ -1,4 +1,5 @@
-// CMainWnd: the main window of a host. The base does nothing; a host derives from it. Called from several threads.
+// CMainWnd: the main window of a host. The base does nothing; a host derives from it. Called from several
+// threads.
 #pragma once
 
 #include "framework/framework.h"
@@ -6,9 +7,11 @@
 using TimerCallback = void (*)(CWnd*, unsigned int, unsigned __int64, unsigned long);
 
 class VAULTLIB_API CMainWnd {
-   public:
+public:
     virtual ~CMainWnd() = default;
-    virtual unsigned __int64 SetTimer(unsigned __int64, unsigned int /*elapseMs*/, TimerCallback) { return 0; }
+    virtual unsigned __int64 SetTimer(unsigned __int64, unsigned int /*elapseMs*/, TimerCallback) {
+        return 0;
+    }
     virtual void RefreshUsageAlertString(int) {}
     virtual int IsVisible() { return 0; }
     virtual void SetTrayTips(CString) {}

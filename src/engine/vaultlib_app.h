@@ -1,5 +1,6 @@
-// CvaultlibApp and theVaultLibApp: the one application object, whose members a host fills once before the first call.
-// Pointers belong to the host; the library never deletes them. All threads read them without a lock.
+// CvaultlibApp and theVaultLibApp: the one application object, whose members a host fills once before the
+// first call. Pointers belong to the host; the library never deletes them. All threads read them without a
+// lock.
 #pragma once
 
 #include "engine/loop_item.h"
@@ -18,7 +19,7 @@ using RefreshTaskProc = int (*)(CBackupTask*);
 using ShellExecuteProc = int (*)(CString const& verb, CString const& target);
 
 class VAULTLIB_API CvaultlibApp : public CWinApp {
-   public:
+public:
     int InitInstance() override;
     void InitVersionInfo();
 

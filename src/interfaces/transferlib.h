@@ -1,8 +1,8 @@
-// Contract of transferlib, the engine's only door to the storage service: session, mirror of the server's tree,
-// transfers, batches, task database. Server paths are in backslash form ("\Folder\Sub\file.txt").
+// Contract of transferlib, the engine's only door to the storage service: session, mirror of the server's
+// tree, transfers, batches, task database. Server paths are in backslash form ("\Folder\Sub\file.txt").
 //
-// Every operation may block and may be called from any thread. An operation that returns a service code returns one
-// of storage/service_code.h; 0 is success.
+// Every operation may block and may be called from any thread. An operation that returns a service code
+// returns one of storage/service_code.h; 0 is success.
 #pragma once
 
 #include <cstdint>
@@ -51,17 +51,18 @@ struct VAULTLIB_API MyPathInfo {
     SYSTEMTIME m_modifiedTime = {};  // last-write time; a year below 1900: no time is known
     SYSTEMTIME m_createdTime = {};
     int m_hasFlag = 0;
-    int m_subItemCount = 0;          // entries of a folder
+    int m_subItemCount = 0;  // entries of a folder
     int m_isFolder = 0;
-    CString m_path;                  // whole server path, in the service's case
+    CString m_path;  // whole server path, in the service's case
     CString m_name;
     CString m_description;
-    __int64 m_storedTime = 0;        // seconds since 1970 UTC at which the record was made or replaced
+    __int64 m_storedTime = 0;  // seconds since 1970 UTC at which the record was made or replaced
 };
 
-// Scoped handle of a record. Assigning a pointer that GetPathInfoEx, FindPath or GetSubList gave takes it over.
+// Scoped handle of a record. Assigning a pointer that GetPathInfoEx, FindPath or GetSubList gave takes it
+// over.
 class VAULTLIB_API CAutoMyPathInfo {
-   public:
+public:
     CAutoMyPathInfo() = default;
     CAutoMyPathInfo(MyPathInfo* info) : m_info(info) {}
     CAutoMyPathInfo(CAutoMyPathInfo const&) = delete;
@@ -72,85 +73,86 @@ class VAULTLIB_API CAutoMyPathInfo {
     MyPathInfo const* operator->() const { return m_info.get(); }
     MyPathInfo* operator*() const { return m_info.get(); }
 
-   private:
+private:
     std::unique_ptr<MyPathInfo> m_info;
 };
 
 enum EM_LogonStatus {
     LogonStatusOn = 0,
-    LogonStatusOff = 1,      // a folder scan ends
+    LogonStatusOff = 1,  // a folder scan ends
     LogonStatusConnecting = 2,
 };
 
 class VAULTLIB_API ManageLogonStatus {
-   public:
+public:
     EM_LogonStatus GetLogOnStatus() const { return m_status; }
     void SetLogOnStatus(EM_LogonStatus status) { m_status = status; }
 
-   private:
+private:
     std::atomic<EM_LogonStatus> m_status{LogonStatusOff};
 };
 
 // The root of the local cache.
 class VAULTLIB_API CManageCacheDirMan {
-   public:
+public:
     CString GetCacheDir() const;  // created on first use; without trailing backslash
     CString GetRemoteFilePathInOpenCache() const { return m_remoteFilePath; }
     int IsOpenCachePath() const { return m_isOpenCachePath; }
     void SetOpenCachePathBooleanValue(int value) { m_isOpenCachePath = value; }
 
-   private:
+private:
     CString m_remoteFilePath;
     int m_isOpenCachePath = 0;
 };
 
-// The mirror of the server's tree, loaded folder by folder on first touch and kept fresh by the change sequence.
-// A lookup takes the exact name first, then the name without regard to case.
+// The mirror of the server's tree, loaded folder by folder on first touch and kept fresh by the change
+// sequence. A lookup takes the exact name first, then the name without regard to case.
 class VAULTLIB_API CServerPathList {
-   public:
+public:
     // Null if the path does not exist. The caller owns the record (CAutoMyPathInfo).
     MyPathInfo* FindPath(CString path, int share, int reserved, POSITION* pos, int refresh);
-    // The same without a copy of the record, for callers that judge many files: false if the path does not exist.
-    // `modifiedTime` is seconds since 1970 UTC, 0 if unknown. `inexactPath` becomes the record's own path when that
-    // differs from `path` in case, and is emptied otherwise. Costs a hash probe and no allocation for a sibling of the
-    // path asked last on this thread.
+    // The same without a copy of the record, for callers that judge many files: false if the path does not
+    // exist. `modifiedTime` is seconds since 1970 UTC, 0 if unknown. `inexactPath` becomes the record's own
+    // path when that differs from `path` in case, and is emptied otherwise. Costs a hash probe and no
+    // allocation for a sibling of the path asked last on this thread.
     bool FindFile(CString const& path, __int64& size, __int64& modifiedTime, CString& inexactPath);
     int IsPathExistEx(CString path, int share, int reserved);
     // Reads one folder from the service again; a service code.
     int RefreshFolder(CString path, int, int);
-    // Appends the children of a folder (with `recursive` all below it, parents first) as MyPathInfo*; the caller owns
-    // them. A service code.
+    // Appends the children of a folder (with `recursive` all below it, parents first) as MyPathInfo*; the
+    // caller owns them. A service code.
     int GetSubList(CPtrList& out, CString path, int reserved, int recursive, int refresh);
 };
 
 // The batch uploader: collects small files and sends them in one round trip.
 class VAULTLIB_API BatchMode {
-   public:
+public:
     explicit BatchMode(int mode);
     ~BatchMode();
     BatchMode(BatchMode const&) = delete;
     BatchMode& operator=(BatchMode const&) = delete;
 
-    // 70: queued. 20: queued in the next batch, and the sealed one must be sent now. 0: too big, send it alone. Other:
-    // the file's service code; it is not in the batch.
-    int BatchFileUpload(CString local, CString serverFolder, CString, CString, ProgressCallBack* cb, int, int firstCall);
-    int DoBatch(int, int);     // sends the sealed batch; a service code
-    int LeaveMode(int);        // sends what is left and ends the batch; a service code
+    // 70: queued. 20: queued in the next batch, and the sealed one must be sent now. 0: too big, send it
+    // alone. Other: the file's service code; it is not in the batch.
+    int BatchFileUpload(CString local, CString serverFolder, CString, CString, ProgressCallBack* cb, int,
+                        int firstCall);
+    int DoBatch(int, int);  // sends the sealed batch; a service code
+    int LeaveMode(int);     // sends what is left and ends the batch; a service code
     int IsBatchWorking() const;
-    void CancelMe();           // a running send ends with 6; what is queued is dropped
+    void CancelMe();  // a running send ends with 6; what is queued is dropped
 
-   private:
+private:
     struct Impl;
     std::unique_ptr<Impl> m_impl;
 };
 
 class VAULTLIB_API ApiUtil {
-   public:
+public:
     // Session.
     static int Logon(CString user, CString password, CString& message);
     static CString GetUsername();
     static CString GetPassword();
-    static CString GetSessionID();     // empty: not logged on
+    static CString GetSessionID();  // empty: not logged on
     static CString GetCustomerID();
     static CString GetUsertype();
     static int IsPaidUser(CString usertype);
@@ -182,8 +184,8 @@ class VAULTLIB_API ApiUtil {
     static CString PathToFullPath(CString const& path);
 
     // Transfers and edits: service codes. `cb` may be null.
-    static int UploadFile(CString local, CString serverFolder, CString, CString, CString& message, ProgressCallBack* cb,
-                          int, int, int, int, int);
+    static int UploadFile(CString local, CString serverFolder, CString, CString, CString& message,
+                          ProgressCallBack* cb, int, int, int, int, int);
     // The file gets the record's last-write time. An existing local file is replaced only once all is there.
     static int DownloadFile(CString server, CString local, ProgressCallBack* cb, int);
     static int DeleteFileW(CString serverPath);
@@ -191,22 +193,23 @@ class VAULTLIB_API ApiUtil {
     static int DeletePaths(CStringList& paths, ProgressCallBack* cb);
     static int DeletePaths(CStringList& paths, ProgressCallBack* cb, int, CString& message);
     static int CopyServerPath(MyPathInfo* source, long, CString destinationFolder, int);
-    static int CopyServerPath(MyPathInfo* source, long, CString destinationFolder, int, ProgressCallBack* cb, CString,
-                              CString& message);
+    static int CopyServerPath(MyPathInfo* source, long, CString destinationFolder, int, ProgressCallBack* cb,
+                              CString, CString& message);
     static int EditFile(CString path, CString newName, CString, CString, CString& message);
     static __int64 EditFolder(CString path, CString newName, CString description, CString);
-    // `path` is the folder to make, its parents exist. Success is a folder id of 2000 or more; otherwise a code.
+    // `path` is the folder to make, its parents exist. Success is a folder id of 2000 or more; otherwise a
+    // code.
     static __int64 AddEditFolder(CString path, CString name, CString description, CString flag);
     static int SendEmail(CString& recipient, CString& subject, CString& body, CString html);
-    static int GetAccountBalance(AccountBalance& balance);               // also keeps it for the process
+    static int GetAccountBalance(AccountBalance& balance);  // also keeps it for the process
     static int GetAccountBalance(AccountBalance& balance, int refresh);
 
     // Limits.
     static __int64 GetLimitUploadNumber();
     static __int64 GetFreeMaxSingleFileSize();
-    static __int64 GetBatchTotalSize(int);      // bytes; a file of that size or more is sent alone
+    static __int64 GetBatchTotalSize(int);  // bytes; a file of that size or more is sent alone
     static int GetSupportMultipleThreadTransfer();
-    static __int64 GetLimitThreadPoolSize();    // bytes; a bigger file is not given to a worker
+    static __int64 GetLimitThreadPoolSize();  // bytes; a bigger file is not given to a worker
     static int IsSupportVSS();
     static CString GetFileFilterSetting();
     static CString GetFolderFilterSetting();
@@ -223,16 +226,17 @@ class VAULTLIB_API ApiUtil {
 
 // The task database.
 class VAULTLIB_API ApiUtilExp {
-   public:
+public:
     static int UploadTaskInfoToWebDatabase(CString const& request);
     static int DeleteTaskFromWebDatabase(CString const& taskNames);  // encoded names, each followed by "|"
-    // flag "true": the task's source paths; "false": rows, of all tasks with an empty name. Empty reply: none.
+    // flag "true": the task's source paths; "false": rows, of all tasks with an empty name. Empty reply:
+    // none.
     static int GetTaskListFromWebDatabase(CString const& taskName, CString const& flag, CString& reply);
     static int GetTaskNamesFromWebDatabase(int, CString& names, CString& other);
 };
 
 class VAULTLIB_API ApiFunctions {
-   public:
+public:
     static CString GetGlobalPath(int);
     // 0 if `path` lies inside `folder`, without regard to case; nonzero for any other path.
     static int FindPathNoCase(CString const& path, CString const& folder);

@@ -1,4 +1,5 @@
-// What a host does with the place that keeps the data, beside backing up: choose it, make it, check it, measure it.
+// What a host does with the place that keeps the data, beside backing up: choose it, make it, check it,
+// measure it.
 #pragma once
 
 #include <functional>
@@ -9,7 +10,7 @@
 struct VAULTLIB_API VaultStatistics {
     __int64 files = 0;
     __int64 folders = 0;
-    __int64 fileBytes = 0;    // sum of the sizes of all files and versions
+    __int64 fileBytes = 0;  // sum of the sizes of all files and versions
     __int64 chunks = 0;
     __int64 chunkBytes = 0;   // content stored once, before compression
     __int64 storedBytes = 0;  // after it
@@ -27,8 +28,8 @@ struct VAULTLIB_API VaultCheck {
     std::vector<CString> problems;  // the first thousand, each a sentence
 };
 
-// One stored file or folder, for listings and restores. Times are nanoseconds since 1970 UTC, the least value if
-// unknown.
+// One stored file or folder, for listings and restores. Times are nanoseconds since 1970 UTC, the least value
+// if unknown.
 struct VAULTLIB_API VaultEntry {
     CString path;
     CString name;
@@ -46,13 +47,14 @@ struct VAULTLIB_API TransferTotals {
     __int64 storedBytes = 0;  // what the packs grew by: without what was stored before, compressed
 };
 
-// Operations return a service code and, on a failure, a sentence in `message` that says what happened to what and what
-// can be done. They block; any thread may call.
+// Operations return a service code and, on a failure, a sentence in `message` that says what happened to what
+// and what can be done. They block; any thread may call.
 class VAULTLIB_API VaultAdmin {
-   public:
-    // Connects this process to a vault: a URL "vault:///native/path", a native path, or empty for the one that the
-    // configuration names (section "Service", key "Url"; by default a folder in the user's data). Before any other
-    // call of the library that needs the service. With `create` a vault that is missing is made.
+public:
+    // Connects this process to a vault: a URL "vault:///native/path", a native path, or empty for the one
+    // that the configuration names (section "Service", key "Url"; by default a folder in the user's data).
+    // Before any other call of the library that needs the service. With `create` a vault that is missing is
+    // made.
     static int Open(CString const& url, bool create, CString& message);
     // Makes a new vault and does not connect to it.
     static int Create(CString const& url, CString& message);
@@ -70,11 +72,13 @@ class VAULTLIB_API VaultAdmin {
 
     // One entry; code 11 if there is none.
     static int Find(CString const& serverPath, VaultEntry& entry, CString& message);
-    // A folder's direct entries in name order, or with `recursive` all below it, parents first. `visit` false ends it.
-    static int List(CString const& serverPath, bool recursive, std::function<bool(VaultEntry const&)> const& visit,
-                    CString& message);
-    // Writes one stored file to `localPath`: to a temporary name beside it, digests checked, times set, then renamed.
-    // Never replaces a file; code 18 if something is there. `progress` gets the bytes moved; false cancels with 6.
+    // A folder's direct entries in name order, or with `recursive` all below it, parents first. `visit` false
+    // ends it.
+    static int List(CString const& serverPath, bool recursive,
+                    std::function<bool(VaultEntry const&)> const& visit, CString& message);
+    // Writes one stored file to `localPath`: to a temporary name beside it, digests checked, times set, then
+    // renamed. Never replaces a file; code 18 if something is there. `progress` gets the bytes moved; false
+    // cancels with 6.
     static int Restore(CString const& serverPath, CString const& localPath, bool replace,
                        std::function<bool(__int64)> const& progress, CString& message);
     // Whether the content of a local file is that of a stored one, byte for byte by digest.

@@ -1,7 +1,9 @@
-// CBackupManage: the task manager. Owns the tasks of the signed-in customer, the wait list, and what a host polls.
+// CBackupManage: the task manager. Owns the tasks of the signed-in customer, the wait list, and what a host
+// polls.
 //
-// One object for a process, driven by the host; it has no timer and no thread of its own. Locks, outermost first:
-// m_taskLock (wait list, removals from the list, a whole scheduling pass), then m_taskListSync for walks of the list.
+// One object for a process, driven by the host; it has no timer and no thread of its own. Locks, outermost
+// first: m_taskLock (wait list, removals from the list, a whole scheduling pass), then m_taskListSync for
+// walks of the list.
 #pragma once
 
 #include <map>
@@ -23,7 +25,7 @@ struct TaskReplyRow;
 }  // namespace rampart
 
 class VAULTLIB_API CBackupManage : public CTruePrgCallback {
-   public:
+public:
     CBackupManage();
     ~CBackupManage() override;
 
@@ -93,10 +95,10 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     void SetServerFolder(CString const& folder);
     int GetType() const;
     void SetType(int type);
-    int GetEncryMode() const;                // 0 without a task
+    int GetEncryMode() const;  // 0 without a task
     void SetEncryMode(int mode);
-    __int64 GetMaxVersions() const;          // 1 without a task
-    void SetMaxVersions(__int64 versions);   // ignored without a task
+    __int64 GetMaxVersions() const;         // 1 without a task
+    void SetMaxVersions(__int64 versions);  // ignored without a task
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date);
     void SetDating(CTime const& date);
@@ -123,9 +125,10 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
 
     // ---- Task database ----
     int UploadTaskInfoToDatabase(CBackupTask* task);
-    int AddOrEditTaskToDatabase(CBackupTask* task, CString action, CString, CString oldName, CString upgraded);
-    int AddOrEditLocalPathToDatabase(std::vector<SourceInfo*>& add, std::vector<SourceInfo*>& remove, CString request,
-                                     CString action);
+    int AddOrEditTaskToDatabase(CBackupTask* task, CString action, CString, CString oldName,
+                                CString upgraded);
+    int AddOrEditLocalPathToDatabase(std::vector<SourceInfo*>& add, std::vector<SourceInfo*>& remove,
+                                     CString request, CString action);
     int LoadTaskListFromWebDatabase();
     int ParseTaskListFromWebDatabase(CString reply, int refresh);
     int GetLocalPathFromWebDatabase(CString const& taskName, CBackupTask* task);
@@ -154,51 +157,57 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     __int64 GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder, CString filterType,
                                 __int64& total, __int64& remote, CStringList* exList, CStringList* pathList,
                                 int useFolderFilter, int isEmail, CString const& taskName);
-    __int64 IncludeGetFolderNeedBackup(CStringList& list, CString path, CString serverFolder, CString filterType,
-                                       __int64& total, __int64& remote, CStringList* exList, CStringList* pathList,
-                                       int useFolderFilter, int isEmail, CString const& taskName);
-    __int64 GetFileNeedBackup(CStringList& list, CString path, CString serverPath, CString filterType, __int64& total,
-                              __int64& remote, CStringList* exList, int force, int isEmail, CString const& taskName);
+    __int64 IncludeGetFolderNeedBackup(CStringList& list, CString path, CString serverFolder,
+                                       CString filterType, __int64& total, __int64& remote,
+                                       CStringList* exList, CStringList* pathList, int useFolderFilter,
+                                       int isEmail, CString const& taskName);
+    __int64 GetFileNeedBackup(CStringList& list, CString path, CString serverPath, CString filterType,
+                              __int64& total, __int64& remote, CStringList* exList, int force, int isEmail,
+                              CString const& taskName);
     __int64 IncludeGetFileNeedBackup(CStringList& list, CString path, CString serverPath, CString filterType,
-                                     __int64& total, __int64& remote, CStringList* exList, CStringList* pathList,
-                                     int force, int isEmail, CString const& taskName);
+                                     __int64& total, __int64& remote, CStringList* exList,
+                                     CStringList* pathList, int force, int isEmail, CString const& taskName);
     void AdjustScanDivideBatchIndex(CStringList& list, CString const& path, __int64 size);
     void SetScanDivideBatchIndex(int index) { m_scanDivideBatchIndex = index; }
     int StartScanTask(CBackupTask* task);
     static unsigned int ScanTask(void* data);
-    __int64 GetScanFileSize(CString const& path, CStringList* exList, int encrypted, __int64 sizeSoFar, int& count,
-                            CStringList& list, rampart::Word<__int64>& counter, CString const& filterType);
-    __int64 IncludeScanFileSize(CString const& path, CStringList* exList, CStringList* pathList, int encrypted,
-                                __int64 sizeSoFar, int& count, CStringList& list, rampart::Word<__int64>& counter,
-                                CString const& filterType);
+    __int64 GetScanFileSize(CString const& path, CStringList* exList, int encrypted, __int64 sizeSoFar,
+                            int& count, CStringList& list, rampart::Word<__int64>& counter,
+                            CString const& filterType);
+    __int64 IncludeScanFileSize(CString const& path, CStringList* exList, CStringList* pathList,
+                                int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
+                                rampart::Word<__int64>& counter, CString const& filterType);
     __int64 GetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList, int encrypted,
-                              __int64 sizeSoFar, int& count, CStringList& list, rampart::Word<__int64>& counter,
-                              CString const& filterType, CString& limitPath, int& ok);
-    __int64 IncludeGetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList, int encrypted,
-                                     __int64 sizeSoFar, int& count, CStringList& list, rampart::Word<__int64>& counter,
-                                     CString const& filterType, CString& limitPath, int& ok);
+                              __int64 sizeSoFar, int& count, CStringList& list,
+                              rampart::Word<__int64>& counter, CString const& filterType, CString& limitPath,
+                              int& ok);
+    __int64 IncludeGetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList,
+                                     int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
+                                     rampart::Word<__int64>& counter, CString const& filterType,
+                                     CString& limitPath, int& ok);
     int SupportScanTask(CString const& serverFolder);
     int IsPathTobeBackup(CString& path);
     void SetScanTaskInfo(CString const& size, CString const& count, CString const& path);
     void GetScanTaskInfo(SCANFILESINFO& info);
 
     // ---- File comparison ----
-    static CompareLocalAndServer CompareLocaAndServerFiles(CString const& localPath, CString const& serverPath,
-                                                           int& error);
+    static CompareLocalAndServer CompareLocaAndServerFiles(CString const& localPath,
+                                                           CString const& serverPath, int& error);
 
     // ---- Fields ----
     std::vector<CBackupTask*> m_taskList;  // owned
     CReadWriteSync m_taskListSync;
-    CPtrList m_waitList{10};               // CBackupTask*, oldest first, not owned
+    CPtrList m_waitList{10};  // CBackupTask*, oldest first, not owned
     uint32_t m_myID = 0;
     CString m_pcName;
     int32_t m_myIDCreated = 0;
-    CString m_workingFile, m_workingServerFile, m_copyingFile, m_restoreWorkingFile, m_restoreServerWorkingFile;
+    CString m_workingFile, m_workingServerFile, m_copyingFile, m_restoreWorkingFile,
+        m_restoreServerWorkingFile;
     HANDLE m_uploadLogThreadHandle = nullptr;
     HANDLE m_saveTaskThreadHandle = nullptr;
     CWinThread* m_pScheduleThread = nullptr;
     CWinThread* m_pScanThread = nullptr;
-    BatchMode* m_pBatchMode = nullptr;     // owned
+    BatchMode* m_pBatchMode = nullptr;  // owned
     int32_t m_checkNetworkBeforeRun = 0;
     rampart::Word<__int64> m_realTimeDelay = 60;
     rampart::Word<__int64> m_missedTaskDelay = 60;
@@ -218,13 +227,14 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     int32_t m_needReloadTaskList = 0;
     int32_t m_addNewTaskRet = 0;
     int32_t m_finishedLoadTaskList = 0;
-    CCriticalSection m_reloadLock, m_finishedLoadLock, m_taskLock, m_downloadLock, m_scanInfoLock, m_workingFileLock;
+    CCriticalSection m_reloadLock, m_finishedLoadLock, m_taskLock, m_downloadLock, m_scanInfoLock,
+        m_workingFileLock;
     CString m_scanInfoSize, m_scanInfoCount, m_scanInfoPath;
     int32_t m_convertOldHistoryResult = 0;
     CString m_workingTaskName;
     static CBackupTask* s_pRestoreWorkingTask;
 
-   protected:
+protected:
     void ClearTaskList();
     void StopAllTask(std::vector<CBackupTask*>& tasks);
     unsigned long ReadRealTimeDelayInfo();
@@ -232,7 +242,7 @@ class VAULTLIB_API CBackupManage : public CTruePrgCallback {
     unsigned long ReadDelayTimeForMissedTaskInfo();
     void WriteDelayTimeForMissedTaskInfo(unsigned long minutes);
 
-   private:
+private:
     void ShareCaches(CString const& ownPath);
     int ParseRows(CString const& reply, int refresh, std::vector<CBackupTask*>& removed);
     void TakeNotExistedTasks(std::vector<CBackupTask*>& removed);

@@ -11,8 +11,8 @@ bool IsTerminal(StandardStream stream);
 // Columns of the terminal behind standard error or output; 80 when unknown.
 int TerminalWidth();
 
-// From now on an interrupt (Ctrl-C, a polite end by the system) is noted instead of ending the process; a second one
-// ends it at once, with the exit code 6.
+// From now on an interrupt (Ctrl-C, a polite end by the system) is noted instead of ending the process; a
+// second one ends it at once, with the exit code 6.
 void CatchInterrupts();
 bool IsInterrupted();
 

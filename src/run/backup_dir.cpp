@@ -1,21 +1,21 @@
 // One folder of the list: made on the server, and walked where a host asks for that.
+#include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
-#include "engine/vaultlib_app.h"
 #include "paths/path_manage.h"
 #include "progress/task_prg.h"
 #include "run/recovery.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "run/server_match.h"
 #include "run/server_folder.h"
+#include "run/server_match.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
 
-bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
-                                   bool& tryAgain) {
+bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name,
+                                   __int64& r, bool& tryAgain) {
     CString const flag = PathUtilities::IsHidePath(path) ? _T("N") : _T("Y");
     CString const serverPath = serverFolder + _T("\\") + name;
     CString localPath = path;
@@ -114,7 +114,8 @@ int CBackupTask::WalkBackupDir(CString const& path, CString const& serverFolder)
                 LogUploadFileResultInfo(code, serverFolder, entry, 0);
                 return code;
             }
-            if (code == rampart::kConnectionFailed || code == rampart::kCancelled || code == rampart::kBatchAborted) {
+            if (code == rampart::kConnectionFailed || code == rampart::kCancelled ||
+                code == rampart::kBatchAborted) {
                 return code;
             }
             __int64 balanceCode = 0;

@@ -24,15 +24,16 @@ constexpr int kModes = 16;
 
 // One run of a task and what its stages share. A stage that answers false ends the run.
 class FullRun {
-   public:
+public:
     explicit FullRun(CBackupTask& task) : m_task(task) {}
 
-    // False when the task has nowhere to store its files: the thread then ends at once, with no end of the run.
+    // False when the task has nowhere to store its files: the thread then ends at once, with no end of the
+    // run.
     bool Begin();
     void Stages();
     __int64& Result() { return m_result; }
 
-   private:
+private:
     bool Connect();
     bool Scan();
     bool EnterFiles();
@@ -151,8 +152,8 @@ bool FullRun::EnterFiles() {
 bool FullRun::MakeTargetFolder() {
     auto make = [&] {
         return rampart::Guarded(_T("Error:CreateSrvFolder"), 1, [&] {
-            return GlobalFunction::CreateSrvFolder(m_task.m_serverFilePath, m_task.m_description, m_task.m_taskName,
-                                                   &m_result);
+            return GlobalFunction::CreateSrvFolder(m_task.m_serverFilePath, m_task.m_description,
+                                                   m_task.m_taskName, &m_result);
         });
     };
     if (!make()) {
@@ -230,8 +231,8 @@ unsigned int BackupThread(void* data) {
         rampart::FailRun(&task, DictText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
-        if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr && !rampart::IsCancelled(task.m_pTaskPrg) &&
-            !task.m_emailCacheFolder.IsEmpty()) {
+        if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr &&
+            !rampart::IsCancelled(task.m_pTaskPrg) && !task.m_emailCacheFolder.IsEmpty()) {
             KXFolder::DeleteDirectory(task.m_emailCacheFolder, 0);
             Debug(_T("Task: empty path-") + task.m_emailCacheFolder);
         }

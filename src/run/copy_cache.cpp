@@ -52,10 +52,11 @@ rampart::platform::TextView View(CString const& text) {
 uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress) {
     CString const from = ApiUtil::PathToFullPath(source);
     CString const to = ApiUtil::PathToFullPath(target);
-    bool const done = rampart::platform::CopyFileContent(View(from), View(to), [&](uint64_t total, uint64_t moved) {
-        return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved), progress) ==
-               rampart::kCopyGoOn;
-    });
+    bool const done =
+        rampart::platform::CopyFileContent(View(from), View(to), [&](uint64_t total, uint64_t moved) {
+            return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved),
+                                                progress) == rampart::kCopyGoOn;
+        });
     return done ? 0 : rampart::platform::LastError();
 }
 
@@ -90,7 +91,8 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         if (number == 0) {
             return 1;
         }
-        Debug(rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") + GetLastErrorMsgEx(number));
+        Debug(rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
+              GetLastErrorMsgEx(number));
         if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
             CString message;
             if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
@@ -131,7 +133,8 @@ int CBackupTask::GetCopyFileToCacheLimitCount(__int64 freeMB, CString const& cac
             return kShortOfSpaceBound;
         }
         CFileInfo const info(cachePath);
-        return info.m_exists != 0 && info.m_size < kSmallFile ? OptionOr(_T("MaxCopyCount"), 100) : kBigFileBound;
+        return info.m_exists != 0 && info.m_size < kSmallFile ? OptionOr(_T("MaxCopyCount"), 100)
+                                                              : kBigFileBound;
     });
 }
 
@@ -256,7 +259,8 @@ unsigned int CopyFileToCacheThread(void* data) {
         Debug(_T("Task: copy cache thread"));
         CStringList work(10);
         work.AddTail(&task.m_copyQueueList);
-        while (!work.IsEmpty() && !task.IsStopCopyFileToCacheThread() && !rampart::IsRunEnding(task.m_pTaskPrg)) {
+        while (!work.IsEmpty() && !task.IsStopCopyFileToCacheThread() &&
+               !rampart::IsRunEnding(task.m_pTaskPrg)) {
             rampart::platform::SleepMilliseconds(1);
             if (task.GetUploadCachePathListCount() > bound) {
                 continue;

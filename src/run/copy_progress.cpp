@@ -68,7 +68,8 @@ void ShowCopy(CopyState& state, CTaskPrgClass& progress, CBackupTask& task, int 
         text = FormatText(_T("EmailSnashop"), all > 0 ? done * 100 / all : 0, all / kMegabyte,
                           LastElement(task.m_copyingFilePath), percent, total / kMegabyte);
     } else if (task.IsSendCopyInfoToPrgbar()) {
-        text = FormatText(_T("CopyCache"), percent, FormatSizeToString(total, 0), LastElement(task.m_copyingFilePath));
+        text = FormatText(_T("CopyCache"), percent, FormatSizeToString(total, 0),
+                          LastElement(task.m_copyingFilePath));
     } else {
         return;
     }
@@ -132,7 +133,8 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
         }
         state.lastDisplayTick = now;
     }
-    CBackupTask* const task = ManageMultipleRunningTask::GetInstance()->GetWorkingTaskByName(progress->GetTaskName());
+    CBackupTask* const task =
+        ManageMultipleRunningTask::GetInstance()->GetWorkingTaskByName(progress->GetTaskName());
     if (task != nullptr) {
         ShowCopy(state, *progress, *task, percent, totalBytes, movedBytes);
     }

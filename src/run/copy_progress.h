@@ -14,14 +14,14 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
 // Percent of the time that copying may take, for a setting of "CopySpeedCap".
 int CopyDuty(int cap);
 
-// How long a copy rests after a stretch of work, so that it keeps to its share of the time. Rests that are too short
-// to take are carried as a debt, and one rest never exceeds two seconds.
+// How long a copy rests after a stretch of work, so that it keeps to its share of the time. Rests that are
+// too short to take are carried as a debt, and one rest never exceeds two seconds.
 class CopyRest {
-   public:
+public:
     // Milliseconds to sleep now.
     uint32_t After(uint32_t elapsedMs, int duty);
 
-   private:
+private:
     double m_debtMs = 0.0;
 };
 

@@ -1,5 +1,5 @@
-// The last decision before transfer, for each path that the scan found: same or changed, where to read from, which of
-// three ways it goes, and what follows from the service's answer.
+// The last decision before transfer, for each path that the scan found: same or changed, where to read from,
+// which of three ways it goes, and what follows from the service's answer.
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
@@ -9,13 +9,13 @@
 #include "platform/clock.h"
 #include "progress/task_prg.h"
 #include "run/file_compare.h"
+#include "run/recovery.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/server_folder.h"
 #include "run/server_match.h"
-#include "run/recovery.h"
-#include "storage/service_code.h"
 #include "run/upload_worker.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
@@ -96,12 +96,13 @@ struct FileTry {
     __int64 savedSent = 0;  // the progress counters before the try, for a retry
     __int64 savedTotal = 0;
     __int64 startBytes = 0;
-    CString cachePath;      // where the transfer reads from
+    CString cachePath;  // where the transfer reads from
     CString ServerPath() const { return PathUtilities::Append(serverFolder, name); }
 };
 
 bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const& serverFolder) {
-    // The creation stamp on purpose; the scan compares the other one. Both go against the local last-write time.
+    // The creation stamp on purpose; the scan compares the other one. Both go against the local last-write
+    // time.
     __int64 const serverTime = rampart::RecordSeconds(record.m_createdTime);
     return rampart::TimesAgree(serverTime, info.m_lastWriteTime.GetTime(), rampart::IgnoreTimeSpan()) &&
            info.m_size + rampart::OverheadOf(serverFolder) == record.m_size;
@@ -122,8 +123,8 @@ bool ShowUnchanged(CBackupTask& task, CString const& path) {
 
 }  // namespace
 
-// Where the transfer reads from: the task's own cache, the temporary copy, or the source itself. A nonzero result ends
-// the file.
+// Where the transfer reads from: the task's own cache, the temporary copy, or the source itself. A nonzero
+// result ends the file.
 static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     if (task.IsEmailBackup()) {
         file.cachePath = file.path;
@@ -185,8 +186,8 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
         return rampart::kOnWorker;
     }
     CString message;
-    int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, _T(""), _T(""), message, progress, 0, 1, 1,
-                                         0, 0);
+    int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, _T(""), _T(""), message, progress,
+                                         0, 1, 1, 0, 0);
     rampart::DebugFormat(_T("Upload: \"%s\", %d"), file.path, code);
     if (code == rampart::kOk) {
         ++task.m_reportUploadedCount;
@@ -199,8 +200,8 @@ static int SendFile(CBackupTask& task, FileTry const& file) {
     CTaskPrgClass* const progress = task.m_pTaskPrg;
     BatchMode* const batch = progress != nullptr ? static_cast<BatchMode*>(progress->m_pBatch) : nullptr;
     if (batch != nullptr) {
-        int const code = batch->BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), progress, 1,
-                                                task.m_batchFirstCall);
+        int const code = batch->BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), progress,
+                                                1, task.m_batchFirstCall);
         if (code != rampart::kOk) {
             return code;
         }
@@ -260,7 +261,8 @@ int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& server
     if (theVaultLibApp.m_pMainWnd != nullptr) {
         theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
     }
-    if (code == rampart::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) && rampart::UserMadeRoom()) {
+    if (code == rampart::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) &&
+        rampart::UserMadeRoom()) {
         if (attempt < kMaxRetries) {
             for (int pass = 0; pass < kSpaceRetryPasses && !rampart::IsRunEnding(m_pTaskPrg); ++pass) {
                 rampart::platform::SleepMilliseconds(1);
@@ -271,7 +273,8 @@ int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& server
         if (m_pTaskPrg != nullptr && m_pTaskPrg->GetByteSend() == 0) {
             m_pTaskPrg->SetByteSend(counters.startBytes, 0);
         }
-        bool const reconnected = rampart::Reconnect(m_pTaskPrg != nullptr ? m_pTaskPrg->m_hCancelEvent : nullptr);
+        bool const reconnected =
+            rampart::Reconnect(m_pTaskPrg != nullptr ? m_pTaskPrg->m_hCancelEvent : nullptr);
         if (reconnected && attempt < kMaxRetries) {
             if (m_pTaskPrg != nullptr) {
                 m_pTaskPrg->SetProgressBarInfo(counters.sent, counters.total);

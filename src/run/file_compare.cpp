@@ -17,7 +17,8 @@ constexpr WORD kFirstTimeYear = 1970;
 }  // namespace
 
 uint32_t IgnoreTimeSpan() {
-    return static_cast<uint32_t>(DictUtil::GetConfigInt(_T("Options"), _T("IgnoreTimeSpan"), _T("3"), _T("")));
+    return static_cast<uint32_t>(
+        DictUtil::GetConfigInt(_T("Options"), _T("IgnoreTimeSpan"), _T("3"), _T("")));
 }
 
 __int64 RecordSeconds(SYSTEMTIME const& stamp) {
@@ -61,12 +62,14 @@ unsigned int GlobalFunction::IsServerLocalSameFile(CString const& serverPath, CS
         }
         CFileInfo const info(localPath);
         __int64 const local = (useCreationTime != 0 ? info.m_creationTime : info.m_lastWriteTime).GetTime();
-        __int64 const server = CheckedSeconds(useCreationTime != 0 ? record->m_createdTime : record->m_modifiedTime);
+        __int64 const server =
+            CheckedSeconds(useCreationTime != 0 ? record->m_createdTime : record->m_modifiedTime);
         uint32_t const span = rampart::IgnoreTimeSpan();
         if (rampart::TimesAgree(server, local, span)) {
             return record->m_size - rampart::OverheadOf(serverPath) == info.m_size ? kSame : kSizesDiffer;
         }
-        auto const difference = static_cast<int32_t>(static_cast<uint32_t>(server) - static_cast<uint32_t>(local));
+        auto const difference =
+            static_cast<int32_t>(static_cast<uint32_t>(server) - static_cast<uint32_t>(local));
         return difference >= -static_cast<int64_t>(span) ? kServerNewer : kLocalNewer;
     } catch (...) {
         rampart::Debug(_T("Error: IsServerLocalSameFile"));
@@ -74,8 +77,8 @@ unsigned int GlobalFunction::IsServerLocalSameFile(CString const& serverPath, CS
     }
 }
 
-CompareLocalAndServer CBackupManage::CompareLocaAndServerFiles(CString const& localPath, CString const& serverPath,
-                                                               int& error) {
+CompareLocalAndServer CBackupManage::CompareLocaAndServerFiles(CString const& localPath,
+                                                               CString const& serverPath, int& error) {
     CServerPathList& mirror = ApiUtil::GetServerPathlist();
     CAutoMyPathInfo const record(
         mirror.FindPath(serverPath, ApiUtil::IsSharePath(serverPath), 0, nullptr, 1));

@@ -1,4 +1,5 @@
-// Older versions of a file: its history folder on the server, how many are kept, and the clean-up of what has no source.
+// Older versions of a file: its history folder on the server, how many are kept, and the clean-up of what has
+// no source.
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
@@ -29,7 +30,7 @@ int DeleteServerPath(CString const& path) {
 
 // Records of a listing, freed together.
 class RecordList {
-   public:
+public:
     RecordList() : m_list(50) {}
     ~RecordList() {
         while (!m_list.IsEmpty()) {
@@ -40,7 +41,7 @@ class RecordList {
     RecordList& operator=(RecordList const&) = delete;
     CPtrList& List() { return m_list; }
 
-   private:
+private:
     CPtrList m_list;
 };
 
@@ -51,7 +52,8 @@ __int64 ModifiedSeconds(MyPathInfo const& record) {
 }  // namespace
 
 CString CBackupTask::GetFileHistoryFolder(CString const& serverFile) {
-    CString const root = CBackupManage::GetSvrHistFolder(GlobalFunction::IsEncryptionPath(m_serverFilePath), 0);
+    CString const root =
+        CBackupManage::GetSvrHistFolder(GlobalFunction::IsEncryptionPath(m_serverFilePath), 0);
     CString const taskFolder = PathUtilities::Append(
         root, PathUtilities::GetSubPath(m_serverFilePath, PathUtilities::GetParentFolder(m_serverFilePath)));
     return PathUtilities::Append(taskFolder, PathUtilities::GetSubPath(serverFile, m_serverFilePath));
@@ -59,10 +61,10 @@ CString CBackupTask::GetFileHistoryFolder(CString const& serverFile) {
 
 namespace {
 
-// The name under which the next version goes into a history folder, after the oldest one made way for it. Empty on a
-// failure, which has been logged.
-CString NameForVersion(CBackupTask& task, CString& folder, __int64 count, __int64 maxVersions, CString const& base,
-                       CString const& extension) {
+// The name under which the next version goes into a history folder, after the oldest one made way for it.
+// Empty on a failure, which has been logged.
+CString NameForVersion(CBackupTask& task, CString& folder, __int64 count, __int64 maxVersions,
+                       CString const& base, CString const& extension) {
     if (count < maxVersions - 1) {
         return rampart::FreeVersionName(folder, base, count, extension);
     }
@@ -234,20 +236,21 @@ namespace {
 
 constexpr int kPartLength = 5;
 
-// Whether the place of a source can be looked at now. A network share or a drive that is away must not wipe its
-// backup; neither must a file system that is not mounted, which leaves an empty folder behind.
+// Whether the place of a source can be looked at now. A network share or a drive that is away must not wipe
+// its backup; neither must a file system that is not mounted, which leaves an empty folder behind.
 bool IsSourceReachable(SourceInfo const& source) {
     CString const full = ApiUtil::PathToFullPath(source.path);
     // The source itself may be gone for good; the folder that held it must be there, on the volume it was on.
-    if (!PathUtilities::IsExisting(full) && !PathUtilities::IsExisting(PathUtilities::GetParentFolder(full))) {
+    if (!PathUtilities::IsExisting(full) &&
+        !PathUtilities::IsExisting(PathUtilities::GetParentFolder(full))) {
         return false;
     }
     return source.serial == 0 || GetDiskserial(GetDriveFromPath(full)) == source.serial;
 }
 
 bool IsKept(CBackupTask& task, MyPathInfo const& record, CString const& localPath) {
-    bool const exists = record.m_isFolder != 0 ? KXFolder::IsDirectory(localPath) != 0
-                                               : KXFile::FileExists(localPath) != 0;
+    bool const exists =
+        record.m_isFolder != 0 ? KXFolder::IsDirectory(localPath) != 0 : KXFile::FileExists(localPath) != 0;
     if (!exists) {
         return false;
     }

@@ -9,8 +9,8 @@
 #include "task/backup_task.h"
 
 using rampart::Debug;
-using rampart::FormatText;
 using rampart::DictText;
+using rampart::FormatText;
 
 rampart::Word<int> m_spaceAlertAllowed = 1;
 rampart::Word<int> m_spaceAlertNoteOnly = 0;

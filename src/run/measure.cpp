@@ -74,9 +74,9 @@ unsigned int CBackupManage::ScanTask(void* data) {
                 continue;
             }
             int ok = task.m_limitUploadFlag;
-            task.m_scanNeedSize += task.CallScanFunction(source->path, task.m_encryMode, task.m_scanNeedSize,
-                                                         task.m_filterType, task.m_scanFoundCount,
-                                                         task.m_scanPathList, limitPath, ok);
+            task.m_scanNeedSize +=
+                task.CallScanFunction(source->path, task.m_encryMode, task.m_scanNeedSize, task.m_filterType,
+                                      task.m_scanFoundCount, task.m_scanPathList, limitPath, ok);
             task.m_limitUploadFlag = ok;
             task.m_scanPathList.RemoveAll();
             if (ok == 0) {
@@ -96,8 +96,9 @@ unsigned int CBackupManage::ScanTask(void* data) {
     return 0;
 }
 
-__int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int64 sizeSoFar, CString filterType,
-                                      int& count, CStringList& list, CString& limitPath, int& ok) {
+__int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int64 sizeSoFar,
+                                      CString filterType, int& count, CStringList& list, CString& limitPath,
+                                      int& ok) {
     return rampart::Guarded(_T("Error:GetPathNeedBackup "), 0LL, [&]() -> __int64 {
         CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
         if (manager == nullptr) {
@@ -107,8 +108,8 @@ __int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int6
         if (KXFolder::IsDirectory(path) || KXFolder::IsDriveRoot(path)) {
             auto const measure =
                 include ? &CBackupManage::IncludeGetScanFolderSize : &CBackupManage::GetScanFolderSize;
-            return (manager->*measure)(path, &m_filterExList, &m_filtedPathList, encrypted, sizeSoFar, count, list,
-                                       m_reportAddedCount, filterType, limitPath, ok);
+            return (manager->*measure)(path, &m_filterExList, &m_filtedPathList, encrypted, sizeSoFar, count,
+                                       list, m_reportAddedCount, filterType, limitPath, ok);
         }
         if (rampart::IsThumbsFile(rampart::LastElement(path))) {
             return 0;
@@ -117,25 +118,27 @@ __int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int6
             Debug(rampart::FormatText(_T("BackupTask.pathNotExistErr"), path));
             return 0;
         }
-        return include ? manager->IncludeScanFileSize(path, &m_filterExList, &m_filtedPathList, encrypted, sizeSoFar,
-                                                      count, list, m_reportAddedCount, filterType)
+        return include ? manager->IncludeScanFileSize(path, &m_filterExList, &m_filtedPathList, encrypted,
+                                                      sizeSoFar, count, list, m_reportAddedCount, filterType)
                        : manager->GetScanFileSize(path, &m_filterExList, encrypted, sizeSoFar, count, list,
                                                   m_reportAddedCount, filterType);
     });
 }
 
-__int64 CBackupManage::GetScanFileSize(CString const& path, CStringList* exList, int encrypted, __int64 sizeSoFar,
-                                       int& count, CStringList& list, rampart::Word<__int64>& counter,
-                                       CString const& filterType) {
+__int64 CBackupManage::GetScanFileSize(CString const& path, CStringList* exList, int encrypted,
+                                       __int64 sizeSoFar, int& count, CStringList& list,
+                                       rampart::Word<__int64>& counter, CString const& filterType) {
     ScanFilter const filter(filterType, exList, nullptr, false);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter).MeasureFile(path);
+    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+        .MeasureFile(path);
 }
 
 __int64 CBackupManage::IncludeScanFileSize(CString const& path, CStringList* exList, CStringList* pathList,
                                            int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
                                            rampart::Word<__int64>& counter, CString const& filterType) {
     ScanFilter const filter(filterType, exList, pathList, true);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter).MeasureFile(path);
+    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+        .MeasureFile(path);
 }
 
 __int64 CBackupManage::GetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList,
@@ -147,8 +150,9 @@ __int64 CBackupManage::GetScanFolderSize(CString const& path, CStringList* exLis
         .MeasureFolder(path, limitPath, ok);
 }
 
-__int64 CBackupManage::IncludeGetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList,
-                                                int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
+__int64 CBackupManage::IncludeGetScanFolderSize(CString const& path, CStringList* exList,
+                                                CStringList* pathList, int encrypted, __int64 sizeSoFar,
+                                                int& count, CStringList& list,
                                                 rampart::Word<__int64>& counter, CString const& filterType,
                                                 CString& limitPath, int& ok) {
     ScanFilter const filter(filterType, exList, pathList, true);

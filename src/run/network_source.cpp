@@ -40,7 +40,8 @@ int CBackupTask::CheckNetwork(__int64& result) {
 void CBackupTask::RetryConnectNetworkPath(unsigned long error, CString const& path) {
     unsigned long retryError = 0;
     if (m_networkRetryCount > 0) {
-        rampart::DebugFormat(_T("RetryConnectNetworkPath retry count: %d"), static_cast<int>(m_networkRetryCount));
+        rampart::DebugFormat(_T("RetryConnectNetworkPath retry count: %d"),
+                             static_cast<int>(m_networkRetryCount));
         if (!KXFolder::ConnectUNC(path, retryError)) {
             Debug(_T("RetryConnectNetworkPath error:") + GetLastErrorMsgEx(retryError));
         }
@@ -51,7 +52,8 @@ void CBackupTask::RetryConnectNetworkPath(unsigned long error, CString const& pa
         KXFolder::ConnectUNC(path, retryError);
         Debug(_T("Retry backup network path"));
         m_networkRetryArmed = 0;
-        m_networkRetryCount = DictUtil::GetConfigInt(_T("Options"), _T("RetryNetworkPathCount"), _T("6"), _T(""));
+        m_networkRetryCount =
+            DictUtil::GetConfigInt(_T("Options"), _T("RetryNetworkPathCount"), _T("6"), _T(""));
     }
 }
 

@@ -1,4 +1,5 @@
-// The queues, flags and counts that the threads of one run share. A lock is held for one list or counter operation.
+// The queues, flags and counts that the threads of one run share. A lock is held for one list or counter
+// operation.
 #include "interfaces/baselib.h"
 #include "task/backup_task.h"
 

@@ -14,8 +14,8 @@
 #include "task/stored_time.h"
 
 using rampart::Debug;
-using rampart::FormatText;
 using rampart::DictText;
+using rampart::FormatText;
 
 namespace {
 
@@ -96,8 +96,7 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_lastRunDate = CTime(now - now % kSecondsOfMinute);
         SetErrorBackupCount(0);
         // Suspended until both pointers to it stand: the run clears them when it ends.
-        CWinThread* const thread =
-            AfxBeginThread(ThreadOf(*this), this, -1, 0, CWinThread::kCreateSuspended);
+        CWinThread* const thread = AfxBeginThread(ThreadOf(*this), this, -1, 0, CWinThread::kCreateSuspended);
         m_pBackupThread = thread;
         m_runThread = thread != nullptr ? thread->m_hThread : nullptr;
         m_pTaskPrg->SetWorker(thread);
@@ -128,14 +127,16 @@ int CBackupTask::StartBackupByUser(int fromMonitor) {
             return 0;
         }
         if (fromMonitor == 0) {
-            if (manager != nullptr && !ManageMultipleRunningTask::GetInstance()->IsAllowToAddWorkingTask(this)) {
+            if (manager != nullptr &&
+                !ManageMultipleRunningTask::GetInstance()->IsAllowToAddWorkingTask(this)) {
                 manager->AddTaskToWaitlist(this, 0);
             }
             m_actionList.RemoveAllActions();
             m_networkRetryArmed = 1;
             return StartBackup(1, 1);
         }
-        __int64 const delay = manager != nullptr ? static_cast<__int64>(manager->GetRealTimeDelaySeconds()) : 0;
+        __int64 const delay =
+            manager != nullptr ? static_cast<__int64>(manager->GetRealTimeDelaySeconds()) : 0;
         if (m_isResume != 0 && m_resumeDate >= now && m_resumeDate <= now + CTimeSpan(delay)) {
             m_manualStartErrorMsg = DictText(_T("ResumeTaskMsg"));
             rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
@@ -154,8 +155,8 @@ void AskAboutFailure(CBackupTask& task) {
     }
     int answer = 0;
     rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
-        answer = GlobalFunction::QuilMessageBox(FormatText(_T("IDS_STRERRBACKUP"), task.m_taskName), kErrorBoxStyle,
-                                                kErrorBoxSeconds, 0);
+        answer = GlobalFunction::QuilMessageBox(FormatText(_T("IDS_STRERRBACKUP"), task.m_taskName),
+                                                kErrorBoxStyle, kErrorBoxSeconds, 0);
         return 1;
     });
     rampart::g_isErrorBoxOpen = 0;
@@ -208,8 +209,9 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
         }
     });
     FinishStep([&] {
-        if (m_pTaskPrg != nullptr && theVaultLibApp.m_pMainWnd != nullptr && theVaultLibApp.m_pMainWnd->IsVisible() &&
-            m_state == TaskStateFailed && result != rampart::kCancelled && result != rampart::kNoSpace) {
+        if (m_pTaskPrg != nullptr && theVaultLibApp.m_pMainWnd != nullptr &&
+            theVaultLibApp.m_pMainWnd->IsVisible() && m_state == TaskStateFailed &&
+            result != rampart::kCancelled && result != rampart::kNoSpace) {
             AskAboutFailure(*this);
         }
     });

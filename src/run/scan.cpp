@@ -13,12 +13,12 @@
 #include "task/backup_task.h"
 
 using rampart::Debug;
+using rampart::DictText;
 using rampart::FormatText;
 using rampart::LocalFile;
 using rampart::ScanFilter;
 using rampart::ScanRequest;
 using rampart::SourceScan;
-using rampart::DictText;
 
 namespace {
 
@@ -58,8 +58,9 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
             m_reportAddedCount = m_addedFileCount;
             rampart::RecordEvent(
                 this,
-                FormatText(_T("ScaningFiles"), FormatSizeToString(need, 0), static_cast<__int64>(m_reportTotalCount),
-                           static_cast<__int64>(m_reportAddedCount), static_cast<__int64>(m_reportChangedCount)),
+                FormatText(_T("ScaningFiles"), FormatSizeToString(need, 0),
+                           static_cast<__int64>(m_reportTotalCount), static_cast<__int64>(m_reportAddedCount),
+                           static_cast<__int64>(m_reportChangedCount)),
                 EVENT_INFO);
         }
         SetReCheckSize(1);
@@ -108,7 +109,8 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         ScanFilter const filter(m_filterType, &m_filterExList, &m_filtedPathList, include);
         SourceScan scan(request, filter);
         if (isTree) {
-            if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() || rampart::IsCancelled(m_pTaskPrg)) {
+            if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() ||
+                rampart::IsCancelled(m_pTaskPrg)) {
                 return 0;
             }
             return scan.WalkFolder(path, serverFolder, useFolderFilter != 0);
@@ -121,7 +123,8 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
     });
 }
 
-int CBackupTask::CheckFileFilter(CString file, CStringList* exList, CStringList* pathList, CString filterType) {
+int CBackupTask::CheckFileFilter(CString file, CStringList* exList, CStringList* pathList,
+                                 CString filterType) {
     if (!rampart::IsIncludeMode(filterType)) {
         return CPathManage::FilterFile(file, pathList, filterType);
     }
@@ -154,23 +157,25 @@ __int64 WalkTree(ScanRequest const& request, ScanFilter const& filter, CString c
 
 }  // namespace
 
-__int64 CBackupManage::GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder, CString filterType,
-                                           __int64& total, __int64& remote, CStringList* exList, CStringList* pathList,
-                                           int useFolderFilter, int isEmail, CString const& taskName) {
-    return WalkTree({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, false}, path,
-                    serverFolder, useFolderFilter);
+__int64 CBackupManage::GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder,
+                                           CString filterType, __int64& total, __int64& remote,
+                                           CStringList* exList, CStringList* pathList, int useFolderFilter,
+                                           int isEmail, CString const& taskName) {
+    return WalkTree({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, false},
+                    path, serverFolder, useFolderFilter);
 }
 
 __int64 CBackupManage::IncludeGetFolderNeedBackup(CStringList& list, CString path, CString serverFolder,
                                                   CString filterType, __int64& total, __int64& remote,
-                                                  CStringList* exList, CStringList* pathList, int useFolderFilter,
-                                                  int isEmail, CString const& taskName) {
+                                                  CStringList* exList, CStringList* pathList,
+                                                  int useFolderFilter, int isEmail, CString const& taskName) {
     return WalkTree({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, true}, path,
                     serverFolder, useFolderFilter);
 }
 
-__int64 CBackupManage::GetFileNeedBackup(CStringList& list, CString path, CString serverPath, CString filterType,
-                                         __int64& total, __int64& remote, CStringList* exList, int force, int isEmail,
+__int64 CBackupManage::GetFileNeedBackup(CStringList& list, CString path, CString serverPath,
+                                         CString filterType, __int64& total, __int64& remote,
+                                         CStringList* exList, int force, int isEmail,
                                          CString const& taskName) {
     ScanFilter const filter(filterType, exList, nullptr, false);
     SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
@@ -179,8 +184,8 @@ __int64 CBackupManage::GetFileNeedBackup(CStringList& list, CString path, CStrin
 
 __int64 CBackupManage::IncludeGetFileNeedBackup(CStringList& list, CString path, CString serverPath,
                                                 CString filterType, __int64& total, __int64& remote,
-                                                CStringList* exList, CStringList* pathList, int force, int isEmail,
-                                                CString const& taskName) {
+                                                CStringList* exList, CStringList* pathList, int force,
+                                                int isEmail, CString const& taskName) {
     ScanFilter const filter(filterType, exList, pathList, true);
     SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
     return scan.JudgeFile(path, serverPath, FileOf(path), force != 0);

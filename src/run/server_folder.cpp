@@ -1,7 +1,7 @@
 #include "run/server_folder.h"
 
-#include "framework/guarded.h"
 #include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "paths/global_function.h"
 #include "run/report_event.h"
@@ -44,7 +44,8 @@ bool EnsureExactServerFolder(CString const& serverFolder) {
         return true;
     }
     return EnsureExactServerFolder(PathUtilities::GetParentFolder(serverFolder)) &&
-           ApiUtil::AddEditFolder(serverFolder, LastElement(serverFolder), _T(""), _T("Y")) >= kFirstFolderResult;
+           ApiUtil::AddEditFolder(serverFolder, LastElement(serverFolder), _T(""), _T("Y")) >=
+               kFirstFolderResult;
 }
 
 }  // namespace rampart
@@ -85,8 +86,9 @@ int GlobalFunction::CreateSrvFolder(CString path, CString name, CString descript
 CString CBackupTask::GetTargetSvrFolder(CString path, int asFile) {
     return rampart::Guarded(_T("Error:GetTargetSvrFolder"), CString(), [&] {
         bool const isOwnFolder = asFile == 0 && (KXFolder::IsDirectory(path) || KXFolder::IsDriveRoot(path));
-        bool const isCached = IsEmailBackup() && path.GetLength() > m_emailCacheFolder.GetLength() &&
-                              path.Left(m_emailCacheFolder.GetLength()).CompareNoCase(m_emailCacheFolder) == 0;
+        bool const isCached =
+            IsEmailBackup() && path.GetLength() > m_emailCacheFolder.GetLength() &&
+            path.Left(m_emailCacheFolder.GetLength()).CompareNoCase(m_emailCacheFolder) == 0;
         CString const rest = isCached ? path.Mid(m_emailCacheFolder.GetLength())
                                       : rampart::ServerPathMap(m_localDirList).ToServer(path);
         if (isOwnFolder) {

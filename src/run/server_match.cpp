@@ -10,7 +10,8 @@ namespace {
 bool ExistsWithThisCase(CString const& path) {
     CString const full = ApiUtil::PathToFullPath(path);
     platform::FileStatus status;
-    return platform::QueryStatus({static_cast<TCHAR const*>(full), static_cast<size_t>(full.GetLength())}, status);
+    return platform::QueryStatus({static_cast<TCHAR const*>(full), static_cast<size_t>(full.GetLength())},
+                                 status);
 }
 
 }  // namespace

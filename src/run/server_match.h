@@ -1,5 +1,6 @@
-// Which server record stands for a local path. The service finds a name exactly or, failing that, without regard to
-// case; but where two local names differ only in case they are two files, and must never meet in one record.
+// Which server record stands for a local path. The service finds a name exactly or, failing that, without
+// regard to case; but where two local names differ only in case they are two files, and must never meet in
+// one record.
 #pragma once
 
 #include "framework/framework.h"
@@ -18,8 +19,8 @@ bool FindServerFile(CString const& serverPath, CString const& localPath, ServerF
 // The whole record, or null; the caller owns it.
 MyPathInfo* FindServerRecord(CString const& serverPath, CString const& localPath);
 
-// Whether `recordPath`, found for `serverPath`, belongs to another local file or folder: at some level the two differ
-// in case, and the name of the record exists locally beside the one of `localPath`.
+// Whether `recordPath`, found for `serverPath`, belongs to another local file or folder: at some level the
+// two differ in case, and the name of the record exists locally beside the one of `localPath`.
 bool IsRecordOfSibling(CString const& serverPath, CString const& recordPath, CString const& localPath);
 
 }  // namespace rampart

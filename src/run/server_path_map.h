@@ -1,6 +1,6 @@
-// Local path to server path and back, for one task. The server mirrors the tree from the first source's parent down; a
-// path outside that parent, or any path when the first source is a drive root, lies below a folder named after its
-// drive. No two local paths meet, and the way back is the exact inverse.
+// Local path to server path and back, for one task. The server mirrors the tree from the first source's
+// parent down; a path outside that parent, or any path when the first source is a drive root, lies below a
+// folder named after its drive. No two local paths meet, and the way back is the exact inverse.
 #pragma once
 
 #include <vector>
@@ -11,7 +11,7 @@
 namespace rampart {
 
 class ServerPathMap {
-   public:
+public:
     // The sources must outlive the object.
     explicit ServerPathMap(std::vector<SourceInfo*> const& sources);
 
@@ -19,7 +19,7 @@ class ServerPathMap {
     CString ToServer(CString const& localPath) const;
     CString ToLocal(CString const& serverRest) const;
 
-   private:
+private:
     bool IsBelowParent(CString const& path) const;
     // The drive's letter, lengthened as long as a source below the parent has that name too.
     CString DriveFolder(TCHAR letter) const;

@@ -113,7 +113,8 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
 }
 
 bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const {
-    // In include mode only a folder that the list names is taken as a whole; any other is walked file by file.
+    // In include mode only a folder that the list names is taken as a whole; any other is walked file by
+    // file.
     if (m_filter.IsInclude() && (!useFolderFilter || m_filter.DropsFolder(folder))) {
         return false;
     }
@@ -154,7 +155,8 @@ __int64 SourceScan::ScanFile(CString const& path, CString const& name, CString c
             growth = TakeNewFile(path, file);
         }
     } else {
-        growth = std::max<__int64>(0, JudgeFile(path, PathUtilities::Append(serverFolder, name), file, false));
+        growth =
+            std::max<__int64>(0, JudgeFile(path, PathUtilities::Append(serverFolder, name), file, false));
     }
     if (task != nullptr) {
         ++task->m_scanTotalFileCount;
@@ -178,7 +180,8 @@ __int64 SourceScan::TakeNewFile(CString const& path, LocalFile const& file) {
     return length;
 }
 
-__int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, LocalFile const& file, bool force) {
+__int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, LocalFile const& file,
+                              bool force) {
     if (IsCancelled(ManageMultipleRunningTask::GetInstance()->GetTaskPrgClass(m_request.taskName)) ||
         !WaitWhilePaused() || !m_filter.TakesFile(path)) {
         return 0;

@@ -1,5 +1,5 @@
-// The walk that finds what a run must back up: breadth first, a folder's listing closed before its children open. Each
-// file is judged against the mirror of the server's tree, with no round trip.
+// The walk that finds what a run must back up: breadth first, a folder's listing closed before its children
+// open. Each file is judged against the mirror of the server's tree, with no round trip.
 #pragma once
 
 #include "framework/framework.h"
@@ -10,9 +10,9 @@ class CBackupTask;
 namespace rampart {
 
 struct ScanRequest {
-    CStringList& list;   // receives files to transfer and folders that are missing on the server
-    __int64& total;      // bytes that will be transferred
-    __int64& remote;     // the task's size on the server, lowered by partial uploads found
+    CStringList& list;  // receives files to transfer and folders that are missing on the server
+    __int64& total;     // bytes that will be transferred
+    __int64& remote;    // the task's size on the server, lowered by partial uploads found
     bool isEmail = false;
     CString taskName;
 };
@@ -26,7 +26,7 @@ struct LocalFile {
 };
 
 class SourceScan {
-   public:
+public:
     SourceScan(ScanRequest const& request, ScanFilter const& filter);
 
     // Bytes that the server's usage grows by. Ends early on a cancel, a log-off or a stop.
@@ -34,13 +34,13 @@ class SourceScan {
     // `force`: the file goes whatever its time says.
     __int64 JudgeFile(CString const& path, CString const& serverPath, LocalFile const& file, bool force);
 
-   private:
+private:
     bool IsEnding() const;
     bool WaitWhilePaused() const;  // false on log-off or stop
     bool IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const;
     __int64 ScanEntries(CString const& folder, CString const& serverFolder, bool isNew);
-    __int64 ScanFile(CString const& path, CString const& name, CString const& folder, CString const& serverFolder,
-                     LocalFile const& file, bool isNew);
+    __int64 ScanFile(CString const& path, CString const& name, CString const& folder,
+                     CString const& serverFolder, LocalFile const& file, bool isNew);
     __int64 TakeNewFile(CString const& path, LocalFile const& file);
     __int64 JudgeNewFile(CString const& path, CString const& serverPath, LocalFile const& file);
     void ReportProgress(CString const& folder) const;

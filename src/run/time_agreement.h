@@ -7,8 +7,8 @@ namespace rampart {
 
 inline constexpr uint32_t kDaylightShiftSeconds = 3600;
 
-// The difference is taken as 32-bit seconds. Equal within `span`, or off by one hour within `span`: a file that only
-// moved by a daylight-saving hour did not change.
+// The difference is taken as 32-bit seconds. Equal within `span`, or off by one hour within `span`: a file
+// that only moved by a daylight-saving hour did not change.
 inline bool TimesAgree(int64_t a, int64_t b, uint32_t span) {
     uint32_t const difference = static_cast<uint32_t>(a) - static_cast<uint32_t>(b);
     uint32_t const distance = difference > 0x80000000u ? 0u - difference : difference;

@@ -5,9 +5,9 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
-#include "storage/service_code.h"
 #include "run/upload_dispatch.h"
 #include "run/upload_driver.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::Debug;
@@ -23,7 +23,8 @@ int CBackupTask::UploadFilesFromCahce(int isEmail, CString const& topFolder, __i
     return rampart::UploadDriver(*this, nullptr, isEmail != 0, topFolder, result).Run();
 }
 
-int CBackupTask::BeginUploadingData(CStringList& paths, int isEmail, CString const& topFolder, __int64& result) {
+int CBackupTask::BeginUploadingData(CStringList& paths, int isEmail, CString const& topFolder,
+                                    __int64& result) {
     return rampart::UploadDriver(*this, &paths, isEmail != 0, topFolder, result).Run();
 }
 
@@ -39,8 +40,9 @@ int CBackupTask::BatchUploadingFiles(__int64& result) {
     }
 }
 
-void CBackupTask::AddNeedBackupFileToWaitList(int isEmail, CString const& topFolder, CString const& emailCacheFolder,
-                                              CString const& path, CStringList& waitList, CString& joinedNames) {
+void CBackupTask::AddNeedBackupFileToWaitList(int isEmail, CString const& topFolder,
+                                              CString const& emailCacheFolder, CString const& path,
+                                              CStringList& waitList, CString& joinedNames) {
     CString name = path;
     if (isEmail != 0) {
         CString rest = path.Mid(emailCacheFolder.GetLength());
@@ -67,7 +69,8 @@ void CBackupTask::CreateNewBatchMode() {
     }
 }
 
-void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CString localPath, int cacheError) {
+void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CString localPath,
+                                          int cacheError) {
     rampart::CodeReport const report = rampart::ReportOf(code, cacheError != 0);
     if (report.action == rampart::ReportAction::kNone) {
         return;
@@ -95,7 +98,8 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
         return;
     }
     // A connection that keeps failing gives eleven events in one run at most.
-    if (report.action == rampart::ReportAction::kFailCounted && m_errorBackupCount++ > kReportedConnectionErrors) {
+    if (report.action == rampart::ReportAction::kFailCounted &&
+        m_errorBackupCount++ > kReportedConnectionErrors) {
         return;
     }
     rampart::FailRun(this, text);
@@ -116,7 +120,8 @@ __int64 CBackupTask::GetPartSizeFromSever(CString const& path) {
 }
 
 void CBackupTask::SetBacthUploadedFilesState(CStringList& paths, __int64 code) {
-    for (POSITION position = paths.GetHeadPosition(); position != nullptr && !rampart::IsRunEnding(m_pTaskPrg);) {
+    for (POSITION position = paths.GetHeadPosition();
+         position != nullptr && !rampart::IsRunEnding(m_pTaskPrg);) {
         CString const& path = paths.GetNext(position);
         if (m_pTaskPrg != nullptr) {
             m_pTaskPrg->EndFile(path, static_cast<int>(code));

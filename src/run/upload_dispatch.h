@@ -25,8 +25,8 @@ enum class ReportAction { kNone, kWarn, kFail, kDebugOnly, kFailCounted };
 
 struct CodeReport {
     ReportAction action;
-    TCHAR const* key;        // dictionary key of the text; null for "%s: %s" with a path and the code's text
-    bool byServerPath;       // with a null key: the server path instead of the local one
+    TCHAR const* key;   // dictionary key of the text; null for "%s: %s" with a path and the code's text
+    bool byServerPath;  // with a null key: the server path instead of the local one
 };
 
 CodeReport ReportOf(__int64 code, bool cacheError);

@@ -173,8 +173,8 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
             }
             [[fallthrough]];
         case FileAction::kQueued:
-            m_task.AddNeedBackupFileToWaitList(m_isEmail, m_topFolder, m_task.m_emailCacheFolder, path, m_waitList,
-                                               m_joinedNames);
+            m_task.AddNeedBackupFileToWaitList(m_isEmail, m_topFolder, m_task.m_emailCacheFolder, path,
+                                               m_waitList, m_joinedNames);
             break;
         case FileAction::kFailed:
             Debug(_T("CBackupTask::DeleteCopyCacheFile()-UploadFilesFromCache"));

@@ -1,5 +1,5 @@
-// The loop that takes the run's paths to the server: each through the file decision, small files into the open batch,
-// batches sent when they are full, and what is left when the loop ends.
+// The loop that takes the run's paths to the server: each through the file decision, small files into the
+// open batch, batches sent when they are full, and what is left when the loop ends.
 #pragma once
 
 #include "framework/framework.h"
@@ -11,14 +11,16 @@ class CTaskPrgClass;
 namespace rampart {
 
 class UploadDriver {
-   public:
-    // `paths` null: the threaded road, which takes paths from the task's upload queue while the copy thread fills it.
-    UploadDriver(CBackupTask& task, CStringList* paths, bool isEmail, CString const& topFolder, __int64& result);
+public:
+    // `paths` null: the threaded road, which takes paths from the task's upload queue while the copy thread
+    // fills it.
+    UploadDriver(CBackupTask& task, CStringList* paths, bool isEmail, CString const& topFolder,
+                 __int64& result);
 
     // 1 at the normal end, 0 at an early exit.
     int Run();
 
-   private:
+private:
     enum class Next { kPath, kAgain, kLeave, kAbort };
     enum class Loop { kGoOn, kLeave, kAbort };
 
@@ -26,15 +28,16 @@ class UploadDriver {
     Next TakeQueuedPath(CString& path);
     Loop SendPath(CString& path);
     Loop EndOfFile(CString const& path, bool isFile);
-    Loop TakeAll();                // until there is nothing more to take
+    Loop TakeAll();  // until there is nothing more to take
     void LookForPart(CString const& path);
     void SendBatch(CString const& path);
-    bool LeaveBatch();             // false: the run of the driver ends with 0
-    void NoteWaitingFiles() const; // on the ledger: a batch that failed left them out
+    bool LeaveBatch();              // false: the run of the driver ends with 0
+    void NoteWaitingFiles() const;  // on the ledger: a batch that failed left them out
     void RecordCounts() const;
     // Runs one guarded stretch; false after an exception, which has been reported then.
     template <typename Body>
-    bool Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialSuffix, TCHAR const* key, Body const& body);
+    bool Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialSuffix, TCHAR const* key,
+                 Body const& body);
 
     bool IsThreaded() const { return m_paths == nullptr; }
     CTaskPrgClass* Progress() const;

@@ -31,8 +31,8 @@ namespace {
 void SendOneFile(UploadProcData& data) {
     CTaskPrgClass* const progress = data.m_pTask->m_pTaskPrg;
     CString message;
-    int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, _T(""), _T(""), message, progress, 0,
-                                         1, 1, 0, 0);
+    int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, _T(""), _T(""), message,
+                                         progress, 0, 1, 1, 0, 0);
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
     if (code != 0) {
         CString const path = data.m_sourcePath.IsEmpty() ? data.m_cachePath : data.m_sourcePath;

@@ -7,12 +7,12 @@ class CBackupTask;
 
 // The argument of one worker, which owns and deletes it.
 class UploadProcData {
-   public:
+public:
     virtual ~UploadProcData() = default;
 
-    CString m_cachePath;     // file to read
+    CString m_cachePath;  // file to read
     CString m_serverFolder;
-    CString m_sourcePath;    // what the progress object is told at the end; set only when a batch is open
+    CString m_sourcePath;  // what the progress object is told at the end; set only when a batch is open
     int32_t m_isBatchJob = 0;
     CStringList m_batchFileList{10};
     CBackupTask* m_pTask = nullptr;
@@ -23,7 +23,8 @@ unsigned int UploadingFileProc(void* data);
 
 namespace rampart {
 
-// Counts the worker in before it starts; a thread that cannot be made is the file's failure, sent on the spot.
+// Counts the worker in before it starts; a thread that cannot be made is the file's failure, sent on the
+// spot.
 void StartUploadWorker(CBackupTask& task, CString const& cachePath, CString const& serverFolder,
                        CString const& sourcePath);
 

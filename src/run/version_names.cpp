@@ -4,7 +4,8 @@
 
 namespace rampart {
 
-CString FreeVersionName(CString const& folder, CString const& base, __int64 number, CString const& extension) {
+CString FreeVersionName(CString const& folder, CString const& base, __int64 number,
+                        CString const& extension) {
     for (;; ++number) {
         CString name;
         name.Format(_T("%s%I64d%s"), base, number, extension);

@@ -22,6 +22,8 @@ inline constexpr Number kMaySubscribe{"MaySubscribe", 0};
 
 inline constexpr char kFileFilter[] = "FileFilter";
 inline constexpr char kFolderFilter[] = "FolderFilter";
+// A filter text that names nothing: the client takes its own defaults.
+inline constexpr char kClientFilters[] = "|";
 inline constexpr char kCustomerId[] = "CustomerId";
 inline constexpr char kUserType[] = "UserType";
 

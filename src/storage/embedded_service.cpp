@@ -114,8 +114,13 @@ ServiceResult EmbeddedService::Limits(AccountLimits& limits) {
         limits.workerMaxFileBytes = number(account_setting::kWorkerMaxFileBytes);
         limits.parallelTransfer = number(account_setting::kParallelTransfer) != 0;
         limits.snapshotCopies = number(account_setting::kSnapshotCopies) != 0;
-        limits.fileFilter = m_catalog->GetSetting(account_setting::kFileFilter);
-        limits.folderFilter = m_catalog->GetSetting(account_setting::kFolderFilter);
+        // An account that never set its filters leaves them to the client's own defaults.
+        const auto filter = [&](const char* name) {
+            const std::string text = m_catalog->GetSetting(name);
+            return text.empty() ? std::string(account_setting::kClientFilters) : text;
+        };
+        limits.fileFilter = filter(account_setting::kFileFilter);
+        limits.folderFilter = filter(account_setting::kFolderFilter);
         return ServiceResult();
     });
 }

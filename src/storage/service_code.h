@@ -23,10 +23,10 @@ enum ServiceCode : int {
     kBatchFull = 20,  // the file opens the next batch: the present one must be sent now
     kVaultDamaged = 40,
     kVaultReadOnly = 41,
-    kVaultMissing = 42,    // no vault at that place
-    kVaultNewer = 43,      // made by a later version of this program
-    kContentMissing = 44,  // a named chunk is not stored (any more): send it again
-    kContentDamaged = 45,  // stored bytes do not have the digest they should have
+    kVaultMissing = 42,          // no vault at that place
+    kVaultNewer = 43,            // made by a later version of this program
+    kContentMissing = 44,        // a named chunk is not stored (any more): send it again
+    kContentDamaged = 45,        // stored bytes do not have the digest they should have
     kSkippedWithWarning52 = 52,  // as kSkipped
     kBatchQueued = 70,
     kFileTooBig = 71,  // for a free account

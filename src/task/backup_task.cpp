@@ -17,8 +17,8 @@ constexpr __int64 kEntriesASecond = 1000;
 constexpr __int64 kMaxStopSeconds = 10000;
 constexpr uint32_t kEndPollMs = 50;
 constexpr uint32_t kEndTimeoutMs = 20000;
-constexpr int kWindowBackSeconds = 2592000;      // 30 days
-constexpr int kCountEventDelaySeconds = 25200;   // 7 hours
+constexpr int kWindowBackSeconds = 2592000;     // 30 days
+constexpr int kCountEventDelaySeconds = 25200;  // 7 hours
 constexpr int kModes = 16;
 constexpr int kComputerNameLength = 15;
 
@@ -156,13 +156,15 @@ int CBackupTask::operator==(CBackupTask& other) {
         m_encryMode != other.m_encryMode || !IsSameSrcList(other.m_localDirList)) {
         return 0;
     }
-    CString const serverLog = CBackupManage::GetSvrInfoFolder() + _T("\\") + PathUtilities::GetFileName(m_logFilePath);
+    CString const serverLog =
+        CBackupManage::GetSvrInfoFolder() + _T("\\") + PathUtilities::GetFileName(m_logFilePath);
     constexpr unsigned int kSame = 1;
     if (GlobalFunction::IsServerLocalSameFile(serverLog, m_logFilePath, 0) == kSame) {
         return 1;
     }
     CString const suffix = _T(".4.0");
-    return GlobalFunction::IsServerLocalSameFile(serverLog + suffix, m_logFilePath + suffix, 0) == kSame ? 1 : 0;
+    return GlobalFunction::IsServerLocalSameFile(serverLog + suffix, m_logFilePath + suffix, 0) == kSame ? 1
+                                                                                                         : 0;
 }
 
 void CBackupTask::GetLimitUploadInfo(CString& path, int& flag) {
@@ -218,7 +220,8 @@ void CBackupTask::EndTask() {
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
     if (registry->FindWorkingTask(this)) {
         EndWorkingTask();
-        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->FindWorkingTask(this); waited += kEndPollMs) {
+        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->FindWorkingTask(this);
+             waited += kEndPollMs) {
             rampart::platform::SleepMilliseconds(kEndPollMs);
         }
         registry->RemoveWorkingTaskFromVector(this);
@@ -228,7 +231,8 @@ void CBackupTask::EndTask() {
 
 void CBackupTask::EndWorkingTask() {
     if (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(this) && m_pTaskPrg != nullptr) {
-        m_pTaskPrg->Stop(m_taskName, static_cast<unsigned long>(CalcuteSecondsForUploadTaskToServerDatabase()));
+        m_pTaskPrg->Stop(m_taskName,
+                         static_cast<unsigned long>(CalcuteSecondsForUploadTaskToServerDatabase()));
     }
 }
 
@@ -240,8 +244,8 @@ void CBackupTask::ClearTask() {
 }
 
 __int64 CBackupTask::CalcuteSecondsForUploadTaskToServerDatabase() {
-    __int64 const entries = static_cast<__int64>(m_localDirList.size()) + m_filterExList.GetCount() +
-                            m_filtedPathList.GetCount();
+    __int64 const entries =
+        static_cast<__int64>(m_localDirList.size()) + m_filterExList.GetCount() + m_filtedPathList.GetCount();
     return std::min(entries / kEntriesASecond, kMaxStopSeconds);
 }
 

@@ -1,8 +1,9 @@
-// CBackupTask: one backup task. What it backs up, where it goes, when it runs, and all state of the current run.
+// CBackupTask: one backup task. What it backs up, where it goes, when it runs, and all state of the current
+// run.
 //
-// The record, its dates and its sources are implemented in task/, what a run does in run/. A task lives in the
-// manager's list. Its operations are not safe from two host threads at once; fields of the type rampart::Word are read
-// across threads.
+// The record, its dates and its sources are implemented in task/, what a run does in run/. A task lives in
+// the manager's list. Its operations are not safe from two host threads at once; fields of the type
+// rampart::Word are read across threads.
 #pragma once
 
 #include <vector>
@@ -15,7 +16,7 @@
 class CTaskPrgClass;
 
 class VAULTLIB_API CBackupTask {
-   public:
+public:
     CBackupTask();
     virtual ~CBackupTask();  // ends a running run first (EndTask)
     CBackupTask(CBackupTask const&) = delete;
@@ -51,9 +52,9 @@ class VAULTLIB_API CBackupTask {
     CString GetStateString();
 
     // ---- Dates; stored time form ----
-    int NowDating();                           // 1 when the task should start now
-    void SetNextDating();                      // moves m_dating after a run
-    void AdjustDating(int keepOnceDone);       // brings m_dating forward
+    int NowDating();                      // 1 when the task should start now
+    void SetNextDating();                 // moves m_dating after a run
+    void AdjustDating(int keepOnceDone);  // brings m_dating forward
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date) { m_endDate = date; }
     void SetDating(CTime const& date, int adjust);
@@ -65,7 +66,7 @@ class VAULTLIB_API CBackupTask {
     void ClearDeletePathList();
     void AddSrcPath(CString path);
     void AddSrcPathList(CStringList& paths);
-    void ReplaceLocalList(CPtrList& sources);   // takes over SourceInfo*
+    void ReplaceLocalList(CPtrList& sources);  // takes over SourceInfo*
     void ReplaceLocalList(CStringList& paths);
     void SortSrcList(CPtrList& sources, int ascending);
     int IsInSourceList(CString const& path);
@@ -77,11 +78,11 @@ class VAULTLIB_API CBackupTask {
     int UpdateSrcDriveLetter();
 
     // ---- Life of a run ----
-    int StartBackup(int, int lockWaitlist);        // 1 if a run was launched
+    int StartBackup(int, int lockWaitlist);  // 1 if a run was launched
     int StartBackupByUser(int fromMonitor);
     int FinishBackupThread(__int64& result, BackupThreadType type);
-    void EndTask();                                // stops a run and waits for it, at most 20 seconds
-    void EndWorkingTask();                         // asks it to stop
+    void EndTask();         // stops a run and waits for it, at most 20 seconds
+    void EndWorkingTask();  // asks it to stop
     void ClearTask();
     __int64 CalcuteSecondsForUploadTaskToServerDatabase();
     void InitProgressBar();
@@ -93,15 +94,16 @@ class VAULTLIB_API CBackupTask {
     int StopHook();
 
     // ---- Change application ----
-    // Renames the server folder and the history folder; name and path of the record stay. 0 if that was refused.
+    // Renames the server folder and the history folder; name and path of the record stay. 0 if that was
+    // refused.
     int RenameTask(CString newName);
 
     // ---- Scan ----
     int CalculateBackupFilesSize(__int64& need, __int64& total, CStringList& list, __int64& result);
-    __int64 GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote, CString serverFolder,
-                              int useFolderFilter);
-    __int64 CallScanFunction(CString const& path, int encrypted, __int64 sizeSoFar, CString filterType, int& count,
-                             CStringList& list, CString& limitPath, int& ok);
+    __int64 GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote,
+                              CString serverFolder, int useFolderFilter);
+    __int64 CallScanFunction(CString const& path, int encrypted, __int64 sizeSoFar, CString filterType,
+                             int& count, CStringList& list, CString& limitPath, int& ok);
     int CheckFileFilter(CString file, CStringList* exList, CStringList* pathList, CString filterType);
 
     // ---- File decision ----
@@ -265,12 +267,12 @@ class VAULTLIB_API CBackupTask {
     rampart::Word<__int64> m_addedFileCount = 0;
     rampart::Word<__int64> m_scanNeedBackupFileCount = 0;
 
-   protected:
+protected:
     int BackupDir(CString& path, CString serverFolder, int recurse);
     int BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread);
     void BackupDrive(CString& path, CString const& serverFolder);
 
-   private:
+private:
     CCriticalSection m_reportLock;  // guards m_runErrorText and the three mail lists
 
     // The progress counters before a try of a file, which a retry puts back.
@@ -280,8 +282,8 @@ class VAULTLIB_API CBackupTask {
         __int64 startBytes;
     };
     // What follows from a nonzero code of a file's transfer: a retry, or the code itself, reported.
-    int AnswerUploadCode(int code, CString& path, CString const& serverFolder, int attempt, int fromCacheThread,
-                         RetryCounters const& counters);
+    int AnswerUploadCode(int code, CString& path, CString const& serverFolder, int attempt,
+                         int fromCacheThread, RetryCounters const& counters);
     // Makes the server folder of one local folder. False: `r` is the file-level result that ends the folder.
     bool MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name, __int64& r,
                           bool& tryAgain);

@@ -18,7 +18,8 @@ void AddLine(CStringList& list, CString const& line) {
     list.AddTail(line);
 }
 
-CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator, CTaskPrgClass const* progress) {
+CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator,
+                   CTaskPrgClass const* progress) {
     if (list.IsEmpty()) {
         return CString();
     }
@@ -86,9 +87,9 @@ void CBackupTask::AddSuccessEmailLog() {
     line.Format(DictUtil::GetValue(_T("SuccessEmailBody"), _T("")), m_taskName,
                 rampart::RawNow().Format(_T("%m/%d/%Y %H:%M:%S")));
     CString counts;
-    counts.Format(DictUtil::GetValue(_T("SuccessEmailScanFiles"), _T("")), static_cast<__int64>(m_reportTotalCount),
-                  static_cast<__int64>(m_reportAddedCount), static_cast<__int64>(m_reportChangedCount),
-                  static_cast<__int64>(m_reportUploadedCount));
+    counts.Format(DictUtil::GetValue(_T("SuccessEmailScanFiles"), _T("")),
+                  static_cast<__int64>(m_reportTotalCount), static_cast<__int64>(m_reportAddedCount),
+                  static_cast<__int64>(m_reportChangedCount), static_cast<__int64>(m_reportUploadedCount));
     rampart::CriticalLock const lock(m_reportLock);
     AddLine(m_successEmailLog, line + _T("\n") + counts + _T("\n"));
 }

@@ -46,8 +46,8 @@ void ReplaceDrive(SourceInfo& source, TCHAR from, TCHAR to) {
     });
 }
 
-// Follows the volume of one source to its present letter. `moved` is told the letters if they changed; false means
-// that there is nothing to compare or to correct.
+// Follows the volume of one source to its present letter. `moved` is told the letters if they changed; false
+// means that there is nothing to compare or to correct.
 bool FindMovedDrive(SourceInfo& source, TCHAR& from, TCHAR& to) {
     from = GetDriveFromPath(source.path);
     if (from == 0) {
@@ -164,11 +164,13 @@ int CBackupTask::IsSameSrcList(std::vector<SourceInfo*>& other) {
 }
 
 int CBackupTask::IsInBackupList(CString path) {
-    if (PathUtilities::GetFileName(path).CompareNoCase(_T("Thumbs.db")) == 0 && !KXFolder::IsDirectory(path)) {
+    if (PathUtilities::GetFileName(path).CompareNoCase(_T("Thumbs.db")) == 0 &&
+        !KXFolder::IsDirectory(path)) {
         return 0;
     }
     for (SourceInfo const* source : m_localDirList) {
-        if (source != nullptr && (source->path.CompareNoCase(path) == 0 || IsSubPath(source->path, path, true))) {
+        if (source != nullptr &&
+            (source->path.CompareNoCase(path) == 0 || IsSubPath(source->path, path, true))) {
             return 1;
         }
     }

@@ -6,7 +6,9 @@
 
 namespace rampart {
 
-inline CTime RawNow() { return NowRaw(); }
+inline CTime RawNow() {
+    return NowRaw();
+}
 
 inline CTime ToStored(CTime raw) {
     TimeUtil::LocalTimeToUtcTime(raw);
@@ -18,7 +20,9 @@ inline CTime ToRaw(CTime stored) {
     return stored;
 }
 
-inline CTime StoredNow() { return ToStored(RawNow()); }
+inline CTime StoredNow() {
+    return ToStored(RawNow());
+}
 
 // The present minute in stored form. A moment that the calendar does not reach gives itself plus a second.
 inline CTime StoredMinute() {
@@ -32,6 +36,8 @@ inline bool LiesWithin(CTime const& time, CTime const& begin, CTime const& end) 
 }
 
 // The mark against which a first backup is measured: a backup date after it means that a backup was made.
-inline CTime FirstBackupMark() { return CTime(1971, 1, 1, 1, 1, 1); }
+inline CTime FirstBackupMark() {
+    return CTime(1971, 1, 1, 1, 1, 1);
+}
 
 }  // namespace rampart

@@ -125,7 +125,9 @@ ServiceResult FileDownload::WriteChunk(const Chunk& chunk, uint64_t offset) {
 ServiceResult FileDownload::Finish(const FileContent& content, bool replace) {
     const auto known = [](int64_t time) { return time == kNoTime ? -1 : time; };
     const int64_t written = known(content.record.modifiedTime);
-    if (!m_file->SetTimes(known(content.record.createdTime), -1, written) || !m_file->Sync()) {
+    // What is replaced must not be lost to a crash before the new bytes are durable. A file that is new needs
+    // no such care, and a restore of many files could not afford it.
+    if (!m_file->SetTimes(known(content.record.createdTime), -1, written) || (replace && !m_file->Sync())) {
         return LocalFailure();
     }
     m_file.reset();
@@ -135,7 +137,9 @@ ServiceResult FileDownload::Finish(const FileContent& content, bool replace) {
         }
         return LocalFailure();
     }
-    platform::SyncFolder(PathUtilities::GetParentFolder(m_localPath));
+    if (replace) {
+        platform::SyncFolder(PathUtilities::GetParentFolder(m_localPath));
+    }
     return {};
 }
 

@@ -57,8 +57,8 @@ public:
     int FindFacts(TextView path, Facts& facts, CString& inexactPath);
     // `withTreeBytes` gives a folder the sum of all files below it as its size, which may take a walk.
     int FindRecord(TextView path, bool withTreeBytes, MirrorRecord& found);
-    // Own path in UTF-8 of a folder that is to be changed, which is loaded, so that the change can go into it;
-    // the path as it was asked for if there is no such folder.
+    // Own path in UTF-8 of a folder that is to be changed, which is loaded, so that the change can go into
+    // it; the path as it was asked for if there is no such folder.
     std::string OwnFolderPath(TextView path);
     // Direct entries in name order.
     int ListFolder(TextView path, std::vector<MirrorRecord>& records);

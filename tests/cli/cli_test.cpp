@@ -57,7 +57,8 @@ protected:
     Outcome Finish(pid_t child) {
         int status = 0;
         EXPECT_EQ(child, waitpid(child, &status, 0));
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), work.Read("out"), work.Read("err")};
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), work.Read("out"),
+                work.Read("err")};
     }
 
     Outcome Rampart(std::vector<std::string> const& arguments) { return Finish(Start(arguments)); }
@@ -155,7 +156,9 @@ TEST_F(Cli, RestoresAnyVersionAndTheStateAtAMoment) {
 
     auto restored = [&](std::string const& option, std::string const& value) {
         TempFolder const target;
-        EXPECT_EQ(0, Rampart({"restore", "d", "--into", target.Native(), option, value, "--vault", Vault()}).exitCode);
+        EXPECT_EQ(
+            0,
+            Rampart({"restore", "d", "--into", target.Native(), option, value, "--vault", Vault()}).exitCode);
         std::map<std::string, std::string> contents;
         for (auto const& [name, entry] : ReadTree(target.Path())) {
             if (!name.ends_with('/')) {
@@ -179,7 +182,8 @@ TEST_F(Cli, NeverReplacesADifferentFileUnlessToldTo) {
     EXPECT_EQ(3, refused.exitCode);
     EXPECT_THAT(refused.err, HasSubstr(target.Native("d/a")));
     EXPECT_EQ("mine", target.Read("d/a"));
-    EXPECT_EQ(0, Rampart({"restore", "d", "--into", target.Native(), "--overwrite", "--vault", Vault()}).exitCode);
+    EXPECT_EQ(
+        0, Rampart({"restore", "d", "--into", target.Native(), "--overwrite", "--vault", Vault()}).exitCode);
     EXPECT_EQ("stored", target.Read("d/a"));
 }
 
@@ -190,7 +194,9 @@ TEST_F(Cli, WrongUseIsToldWithCodeTwo) {
     EXPECT_EQ(2, Rampart({"backup"}).exitCode);
     EXPECT_EQ(2, Rampart({"backup", tree.Native("d"), "--no-such-option"}).exitCode);
     EXPECT_EQ(2, Rampart({"restore", "d"}).exitCode);
-    EXPECT_EQ(2, Rampart({"restore", "d", "--into", work.Native("x"), "--at", "yesterday", "--vault", Vault()}).exitCode);
+    EXPECT_EQ(2,
+              Rampart({"restore", "d", "--into", work.Native("x"), "--at", "yesterday", "--vault", Vault()})
+                  .exitCode);
     EXPECT_EQ(2, Backup({tree.Native("d"), "--exclude", "x", "--include", "y"}).exitCode);
     EXPECT_EQ(0, Rampart({"--help"}).exitCode);
     EXPECT_THAT(Rampart({"--help"}).out, HasSubstr("Examples:"));
@@ -219,7 +225,8 @@ TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
     Outcome const outcome = Backup({tree.Native("d"), tree.Native("gone")});
     EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;
     std::set<std::string> paths;
-    for (auto const& entry : outcome.Json()["notProtected"]) {
+    nlohmann::json const result = outcome.Json();
+    for (auto const& entry : result["notProtected"]) {
         paths.insert(entry["path"]);
         EXPECT_FALSE(entry["reason"].get<std::string>().empty());
     }
@@ -341,7 +348,8 @@ TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
     tree.Write("d/little", "l");
     MakeVault();
     Outcome const outcome = Backup({tree.Native("d")});
-    EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;  // done, with the warning that the cache was full
+    EXPECT_EQ(3, outcome.exitCode) << outcome.out
+                                   << outcome.err;  // done, with the warning that the cache was full
     EXPECT_FALSE(outcome.Json()["warnings"].get<std::string>().empty());
     EXPECT_EQ(2, outcome.Json()["transferred"]);
     ExpectRestores("d", tree.Path("d"));

@@ -118,7 +118,8 @@ TEST_F(BackupRun, WhatCannotBeReadOrIsNoFileIsNamedAndTheRestIsStored) {
 }
 
 TEST_F(BackupRun, ExcludedNamesAndFoldersStayOut) {
-    TempTree const tree({{"d/keep.txt", "k"}, {"d/drop.log", "d"}, {"d/cache/x", "x"}, {"d/deep/cache/y.txt", "y"}});
+    TempTree const tree(
+        {{"d/keep.txt", "k"}, {"d/drop.log", "d"}, {"d/cache/x", "x"}, {"d/deep/cache/y.txt", "y"}});
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     task.m_filterType = _T("0");
     task.m_filterExList.AddTail(_T("*.log"));
@@ -149,7 +150,8 @@ TEST_F(BackupRun, IncludeModeTakesOnlyWhatIsNamed) {
 TEST_F(BackupRun, ACancelEndsTheRunAndTheNextOneSendsTheRest) {
     TempFolder const tree;
     for (int i = 0; i < 3000; ++i) {
-        tree.Write("d/" + std::to_string(i % 30) + "/f" + std::to_string(i), std::string(2000, 'x') + std::to_string(i));
+        tree.Write("d/" + std::to_string(i % 30) + "/f" + std::to_string(i),
+                   std::string(2000, 'x') + std::to_string(i));
     }
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     ASSERT_EQ(1, task.StartBackupByUser(0));

@@ -13,7 +13,8 @@ class Decision : public EngineTest {
 protected:
     CBackupTask& ReadyTask(TempFolder const& tree) {
         CBackupTask& task = MakeTask("t", {tree.Native("d")});
-        EXPECT_EQ(1, GlobalFunction::CreateSrvFolder(task.m_serverFilePath + _T("\\d"), _T(""), _T(""), nullptr));
+        EXPECT_EQ(
+            1, GlobalFunction::CreateSrvFolder(task.m_serverFilePath + _T("\\d"), _T(""), _T(""), nullptr));
         return task;
     }
 
@@ -93,11 +94,16 @@ TEST_F(Decision, ComparisonsOfWholeFilesTellWhichSideIsNewer) {
     CString const local = Engine(tree.Native("d/f"));
     int error = 0;
     EXPECT_EQ(1u, GlobalFunction::IsServerLocalSameFile(server, local, 0));
+    // The folder that is refreshed first is not there yet.
+    EXPECT_EQ(COMPARE_REFRESH_FAILED, CBackupManage::CompareLocaAndServerFiles(local, server, error));
+    EXPECT_NE(0, error);
+    ASSERT_FALSE(CBackupManage::GetSvrInfoFolder().IsEmpty());
     EXPECT_EQ(COMPARE_SAME_TIME, CBackupManage::CompareLocaAndServerFiles(local, server, error));
     EXPECT_EQ(2u, GlobalFunction::IsServerLocalSameFile(server + _T("x"), local, 0));
     EXPECT_EQ(COMPARE_LOCAL_ONLY, CBackupManage::CompareLocaAndServerFiles(local, server + _T("x"), error));
     EXPECT_EQ(COMPARE_SERVER_ONLY, CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server, error));
-    EXPECT_EQ(COMPARE_NEITHER, CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server + _T("x"), error));
+    EXPECT_EQ(COMPARE_NEITHER,
+              CBackupManage::CompareLocaAndServerFiles(local + _T("x"), server + _T("x"), error));
 
     tree.SetWriteTime("d/f", kTime + 60 * kSecond);
     EXPECT_EQ(4u, GlobalFunction::IsServerLocalSameFile(server, local, 0));

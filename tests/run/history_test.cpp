@@ -16,8 +16,8 @@ protected:
         local.SetWriteTime(name, seconds * 1000000000);
         ASSERT_EQ(1, GlobalFunction::CreateSrvFolder(folder, _T(""), _T(""), nullptr));
         CString message;
-        ASSERT_EQ(0, ApiUtil::UploadFile(CString(local.Engine(name)), folder, _T(""), _T(""), message, nullptr, 0, 1,
-                                         1, 0, 0))
+        ASSERT_EQ(0, ApiUtil::UploadFile(CString(local.Engine(name)), folder, _T(""), _T(""), message,
+                                         nullptr, 0, 1, 1, 0, 0))
             << message.ToUtf8();
     }
 

@@ -42,7 +42,8 @@ constexpr int64_t kTime = 1700000000 * kSecond;
 TEST_F(Scan, BigFilesComeFirstLastFoundFirstAndANewFolderBeforeItsSmallFiles) {
     size_t const batch = static_cast<size_t>(ApiUtil::GetBatchTotalSize(0));
     TempTree const tree({{"d/small", "s"}});
-    // Two big files in one folder: found in either order, they stand in the reverse of it, in front of all else.
+    // Two big files in one folder: found in either order, they stand in the reverse of it, in front of all
+    // else.
     tree.Write("d/big1", std::string(batch, 'x'));
     tree.Write("d/big2", std::string(batch + 5, 'x'));
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
@@ -80,8 +81,14 @@ TEST_F(Scan, ComparesTimesWithinTwoSecondsOrAnHourAndSizesExactly) {
         int64_t shift;
         bool listed;
     };
-    for (Case const& c : std::initializer_list<Case>{
-             {0, false}, {2, false}, {-2, false}, {3, true}, {3600, false}, {3602, false}, {-3598, false}, {3604, true}}) {
+    for (Case const& c : std::initializer_list<Case>{{0, false},
+                                                     {2, false},
+                                                     {-2, false},
+                                                     {3, true},
+                                                     {3600, false},
+                                                     {3602, false},
+                                                     {-3598, false},
+                                                     {3604, true}}) {
         tree.SetWriteTime("d/f", kTime + c.shift * kSecond);
         ScanTask(task);
         EXPECT_EQ(c.listed, !list.IsEmpty()) << c.shift;
@@ -112,8 +119,8 @@ TEST_F(Scan, APartialUploadLessensWhatIsNeededNotWhatIsSent) {
     // A new file whose beginning lies on the server as a file of that name with ".part".
     TempTree const local({{"g.part", std::string(300, 'g')}});
     CString message;
-    ASSERT_EQ(0, ApiUtil::UploadFile(CString(local.Engine("g.part")), task.m_serverFilePath + _T("\\d"), _T(""), _T(""),
-                                     message, nullptr, 0, 1, 1, 0, 0));
+    ASSERT_EQ(0, ApiUtil::UploadFile(CString(local.Engine("g.part")), task.m_serverFilePath + _T("\\d"),
+                                     _T(""), _T(""), message, nullptr, 0, 1, 1, 0, 0));
     tree.Write("d/g", std::string(1000, 'g'));
     task.m_remoteSize = 5000;
     ScanTask(task);

@@ -50,7 +50,8 @@ TEST(ServerPathMap, TwoLocalPathsNeverMeetAndTheWayBackIsExact) {
     for (TCHAR const* path : {_T("C:\\a\\b"), _T("C:\\a\\b\\x"), _T("C:\\a\\C\\Docs\\x"), _T("C:\\Docs\\x"),
                               _T("C:\\a\\C_\\deep\\Docs\\x"), _T("E:\\Docs\\x"), _T("C:\\a\\C")}) {
         CString const server = map.ToServer(path);
-        EXPECT_TRUE(seen.insert(server).second) << CString(path).ToUtf8() << " meets another at " << server.ToUtf8();
+        EXPECT_TRUE(seen.insert(server).second)
+            << CString(path).ToUtf8() << " meets another at " << server.ToUtf8();
         EXPECT_EQ(CString(path), map.ToLocal(server)) << server.ToUtf8();
     }
 }

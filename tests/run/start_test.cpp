@@ -83,8 +83,11 @@ TEST_F(Start, ANetworkSourceThatIsGoneIsTriedAgainAndFailsOnlyAtTheEnd) {
     EXPECT_EQ(0, task.m_networkRetryArmed);
     EXPECT_EQ(0, task.m_errorOccured);
 
-    task.m_networkRetryCount = 0;  // the series is used up
-    EXPECT_EQ(TaskStateFailed, Run(task) == TaskStateFailed ? TaskStateFailed : task.m_state);
+    task.m_networkRetryCount = 0;  // the series is used up; only a hand start arms a new one
+    ASSERT_EQ(1, task.StartBackup(1, 1));
+    WaitForEnd(task);
+    EXPECT_EQ(TaskStateFailed, task.m_state);
+    EXPECT_EQ(1, task.m_errorOccured);
 }
 
 }  // namespace rampart::test

@@ -11,12 +11,19 @@ TEST(TimeAgreement, HoldsWithinTheSpanAndWithinItAroundOneHour) {
         bool agree;
     };
     constexpr int64_t kNow = 1790000000;
-    for (Case const& c : std::initializer_list<Case>{
-             {kNow, kNow, 2, true},          {kNow + 2, kNow, 2, true},      {kNow, kNow + 3, 2, false},
-             {kNow, kNow + 3, 3, true},      {kNow + 3597, kNow, 2, false},  {kNow + 3598, kNow, 2, true},
-             {kNow, kNow + 3599, 3, true},   {kNow + 3600, kNow, 0, true},   {kNow + 3602, kNow, 2, true},
-             {kNow, kNow + 3603, 2, false},  {kNow, kNow + 3604, 3, false},  {kNow, kNow + 7200, 3, false},
-             {kNow, kNow + 100000, 3, false}}) {
+    for (Case const& c : std::initializer_list<Case>{{kNow, kNow, 2, true},
+                                                     {kNow + 2, kNow, 2, true},
+                                                     {kNow, kNow + 3, 2, false},
+                                                     {kNow, kNow + 3, 3, true},
+                                                     {kNow + 3597, kNow, 2, false},
+                                                     {kNow + 3598, kNow, 2, true},
+                                                     {kNow, kNow + 3599, 3, true},
+                                                     {kNow + 3600, kNow, 0, true},
+                                                     {kNow + 3602, kNow, 2, true},
+                                                     {kNow, kNow + 3603, 2, false},
+                                                     {kNow, kNow + 3604, 3, false},
+                                                     {kNow, kNow + 7200, 3, false},
+                                                     {kNow, kNow + 100000, 3, false}}) {
         EXPECT_EQ(c.agree, TimesAgree(c.a, c.b, c.span)) << c.a - c.b << " within " << c.span;
         EXPECT_EQ(c.agree, TimesAgree(c.b, c.a, c.span)) << "the other way round";
     }

@@ -92,8 +92,9 @@ protected:
                                  EXPECT_TRUE(KXFolder::RCreateDirectory(local));
                              } else if (!entry.isPartial) {
                                  CString failure;
-                                 EXPECT_EQ(0, VaultAdmin::Restore(
-                                                  entry.path, local, false, [](__int64) { return true; }, failure))
+                                 EXPECT_EQ(
+                                     0, VaultAdmin::Restore(
+                                            entry.path, local, false, [](__int64) { return true; }, failure))
                                      << failure.ToUtf8();
                              }
                              return true;

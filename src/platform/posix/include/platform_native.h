@@ -1,4 +1,5 @@
-// The character type of this platform and its literals. CMake puts the folder of one platform on the include path.
+// The character type of this platform and its literals. CMake puts the folder of one platform on the include
+// path.
 #pragma once
 
 using TCHAR = char16_t;
