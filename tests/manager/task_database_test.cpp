@@ -124,6 +124,47 @@ TEST_F(TaskDatabase, DisabledTaskLoadsDisabledAndAWeeklyOneWithItsOwnDay) {
     EXPECT_EQ(read.m_repeatDays, 1 << 6);
 }
 
+// A reply that another version of the service might send.
+class ForeignReply : public TaskDatabase {
+protected:
+    CString Reply() {
+        for (TCHAR const* const name : {_T("a"), _T("b")}) {
+            Add(*NewTask(name));
+        }
+        CString reply;
+        EXPECT_EQ(ApiUtilExp::GetTaskListFromWebDatabase(_T(""), _T("false"), reply), 0);
+        return reply;
+    }
+};
+
+TEST_F(ForeignReply, WithoutStatesLoadsEveryTaskReady) {
+    CString reply = Reply();
+    ASSERT_EQ(reply.Replace(_T("RETURN_Status="), _T("RETURN_Else=")), 2);
+    EXPECT_EQ(Manager().ParseTaskListFromWebDatabase(reply, 0), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 2u);
+    EXPECT_EQ(Manager().m_taskList[1]->m_state, TaskStateReady);
+    EXPECT_EQ(Manager().m_taskList[1]->m_scheduleEnabled, 1);
+}
+
+TEST_F(ForeignReply, EndsWhereAColumnEnds) {
+    CString reply = Reply();
+    int const last = reply.Find(_T("ETURN_MaxVersion="), reply.Find(_T("ETURN_MaxVersion=")) + 1);
+    ASSERT_GT(last, 0);
+    reply = reply.Left(last) + _T("X") + reply.Mid(last);
+    EXPECT_EQ(Manager().ParseTaskListFromWebDatabase(reply, 0), 1);
+    EXPECT_EQ(Manager().m_taskList.size(), 1u);
+}
+
+TEST_F(ForeignReply, EndsAtABrokenDateAndKeepsTheTasksBeforeIt) {
+    CString reply = Reply();
+    CString const key = _T("RETURN_BackupDate=");
+    int const value = reply.Find(key, reply.Find(key) + 1) + key.GetLength();
+    ASSERT_GT(value, key.GetLength());
+    reply = reply.Left(value) + _T("13/1/2024 0:00:00") + reply.Mid(reply.Find(_T('\n'), value));
+    EXPECT_EQ(Manager().ParseTaskListFromWebDatabase(reply, 0), 0);
+    EXPECT_EQ(Manager().m_taskList.size(), 1u);
+}
+
 TEST_F(TaskDatabase, ManyPathsArriveAndAnEditSendsOnlyTheChanges) {
     std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
     for (int index = 0; index < 250; ++index) {

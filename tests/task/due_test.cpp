@@ -86,6 +86,11 @@ TEST_F(DueTask, FailedAndCancelledTasksBecomeReadyWithTheirDate) {
     for (int const state : {TaskStateCanceled, TaskStateFailed}) {
         m_task.m_state = state;
         m_task.m_networkRetryArmed = 0;
+        m_clock.SetSeconds(Utc(2024, 5, 15, 10, 0, 59));
+        m_task.m_dating = m_now + CTimeSpan(30);
+        EXPECT_EQ(m_task.NowDating(), 0) << "not before the minute of its date";
+        EXPECT_EQ(m_task.m_state, state);
+        m_task.m_dating = m_now;
         EXPECT_EQ(m_task.NowDating(), 1);
         EXPECT_EQ(m_task.m_state, TaskStateReady);
         EXPECT_EQ(m_task.m_networkRetryArmed, 1);
