@@ -19,10 +19,6 @@ CString MutexName(TCHAR const* key, TCHAR const* fixedName) {
     return name.IsEmpty() ? CString(fixedName) : name;
 }
 
-rampart::platform::TextView View(CString const& text) {
-    return {static_cast<TCHAR const*>(text), static_cast<size_t>(text.GetLength())};
-}
-
 }  // namespace
 
 int GlobalFunction::QuilMessageBox(TCHAR const* text, unsigned int type, unsigned long timeoutSeconds,
@@ -46,22 +42,23 @@ int GlobalFunction::AskUIForShellExecute(CString const& verb, CString const& tar
 
 int GlobalFunction::IsBackupServiceRunning() {
     return rampart::platform::NamedMutex::Exists(
-        View(MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex)));
+        MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex).View());
 }
 
 int GlobalFunction::IsBackupGUIRunning() {
-    return rampart::platform::NamedMutex::Exists(View(MutexName(_T("IDS_BACKUPGUIMUTEX"), kGuiMutex)));
+    return rampart::platform::NamedMutex::Exists(MutexName(_T("IDS_BACKUPGUIMUTEX"), kGuiMutex).View());
 }
 
 void* GlobalFunction::CreateBackServiceMutex() {
     // Open for the life of the service: the caller has a handle, not an owner.
-    return rampart::platform::NamedMutex::Create(View(MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex)))
+    return rampart::platform::NamedMutex::Create(
+               MutexName(_T("IDS_BACKUPSERVICEMUTEX"), kServiceMutex).View())
         .release();
 }
 
 int GlobalFunction::StartServiceProcess() {
     CString const command = _T("\"") + DictUtil::GetAppExeFolder() + _T("\\BackupService.exe\" -d");
-    if (!rampart::platform::StartProcess(View(command))) {
+    if (!rampart::platform::StartProcess(command.View())) {
         GetManageDebugLog().AddDebugInfo(_T("Couldn't create  BackupService.exe process."), 0);
         return 0;
     }

@@ -12,7 +12,7 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 
 bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFolder, CString const& name,
                                    __int64& r, bool& tryAgain) {
@@ -22,7 +22,7 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
     auto make = [&] { return ApiUtil::AddEditFolder(serverPath, name, name, flag); };
     auto fail = [&](__int64 code) {
         r = code;
-        rampart::FailRun(this, rampart::DictText(_T("CreateFolderError")) + serverPath);
+        rampart::FailRun(this, rampart::DictionaryText(_T("CreateFolderError")) + serverPath);
         NoteSkippedEntry({localPath, ApiUtil::GetQuilString(code), true});
         return false;
     };
@@ -63,7 +63,7 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
 }
 
 int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
-    Debug(_T("Task: backup dir-") + path);
+    DebugLine(_T("Task: backup dir-") + path);
     path = rampart::WithoutTrailingBackslash(path);
     CString const name = rampart::LastElement(path);
     CString const serverPath = serverFolder + _T("\\") + name;

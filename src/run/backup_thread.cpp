@@ -12,8 +12,8 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
-using rampart::DictText;
+using rampart::DebugLine;
+using rampart::DictionaryText;
 
 namespace {
 
@@ -52,20 +52,20 @@ private:
 };
 
 bool FullRun::Begin() {
-    rampart::RecordEvent(&m_task, DictText(_T("EventLogStart")), EVENT_INFO);
-    Debug(_T("------Task:BackupThread------"));
+    rampart::RecordEvent(&m_task, DictionaryText(_T("EventLogStart")), EVENT_INFO);
+    DebugLine(_T("------Task:BackupThread------"));
     CString line = _T("TaskName:") + m_task.m_taskName;
     if (m_task.IsEmailBackup()) {
         line += _T(". EmailTask:Email Task. ");
     }
-    Debug(line + _T(" TaskType:") + GlobalFunction::GetTaskStyType(m_task.m_type % kModes));
+    DebugLine(line + _T(" TaskType:") + GlobalFunction::GetTaskStyType(m_task.m_type % kModes));
     if (theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->SetScanDivideBatchIndex(0);
     }
     CPathManage::RestoreUIFilterToVector(m_task.m_filterExList);
     CPathManage::RestoreUIFiltedPathToVector(m_task.m_filtedPathList);
     if (m_task.m_serverFilePath.IsEmpty()) {
-        Debug(_T("BackupThread-- server path is empty"));
+        DebugLine(_T("BackupThread-- server path is empty"));
         return false;
     }
     if (theVaultLibApp.m_pMainWnd != nullptr) {
@@ -84,7 +84,7 @@ bool FullRun::Begin() {
 void FullRun::Stages() {
     if (m_task.IsEmailBackup()) {
         m_result = rampart::kSkipped;
-        rampart::FailRun(&m_task, DictText(_T("EmailTaskNotSupported")));
+        rampart::FailRun(&m_task, DictionaryText(_T("EmailTaskNotSupported")));
         return;
     }
     if (!Connect() || !Scan()) {
@@ -104,8 +104,8 @@ bool FullRun::Connect() {
         Progress().SetByteSend(0, 0);
         return true;
     }
-    CString const start = DictText(_T("NetworkPathError")) + m_topFolder + _T(" ");
-    CString const first = start + DictText(_T("NetworkTipError"));
+    CString const start = DictionaryText(_T("NetworkPathError")) + m_topFolder + _T(" ");
+    CString const first = start + DictionaryText(_T("NetworkTipError"));
     m_task.RetryConnectNetworkPath(error, m_topFolder);
     CString const second = start + GetLastErrorMsgEx(error);
     bool const retriesLeft = m_task.m_networkRetryCount >= 1;
@@ -120,11 +120,11 @@ bool FullRun::Connect() {
 }
 
 bool FullRun::Scan() {
-    Debug(_T("BackupThread-- start scan local paths"));
+    DebugLine(_T("BackupThread-- start scan local paths"));
     if (!m_task.CalculateBackupFilesSize(m_need, m_total, m_list, m_result)) {
         return false;
     }
-    Debug(_T("BackupThread-- finish scan local paths"));
+    DebugLine(_T("BackupThread-- finish scan local paths"));
     if (m_list.GetCount() > 1) {
         m_task.m_networkRetryCount = 0;  // a scan that found something ends a series of retries
     }
@@ -138,8 +138,8 @@ bool FullRun::EnterFiles() {
         }
     } catch (...) {
         m_result = rampart::kUnexpected;
-        Debug(_T("Unexpected error:  BackupThread--PrepareEmailBackupCacheError"));
-        rampart::FailRun(&m_task, DictText(_T("PrepareEmailBackupCacheError")));
+        DebugLine(_T("Unexpected error:  BackupThread--PrepareEmailBackupCacheError"));
+        rampart::FailRun(&m_task, DictionaryText(_T("PrepareEmailBackupCacheError")));
         return false;
     }
     if (rampart::IsCancelled(&Progress())) {
@@ -161,8 +161,8 @@ bool FullRun::MakeTargetFolder() {
             return false;
         }
         if (m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
-            rampart::FailRun(&m_task, DictText(_T("CreateFolderError")) + m_task.m_serverFilePath + _T(": ") +
-                                          ApiUtil::GetQuilString(m_result));
+            rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) + m_task.m_serverFilePath +
+                                          _T(": ") + ApiUtil::GetQuilString(m_result));
             return false;
         }
     }
@@ -175,7 +175,7 @@ void FullRun::Upload() {
         UploadThroughCache();
         return;
     }
-    Debug(_T("Backupthread- not support copy thread"));
+    DebugLine(_T("Backupthread- not support copy thread"));
     m_task.BeginUploadingData(m_list, 0, m_topFolder, m_result);
 }
 
@@ -228,13 +228,13 @@ unsigned int BackupThread(void* data) {
             return true;
         })) {
         run.Result() = rampart::kUnexpected;
-        rampart::FailRun(&task, DictText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
+        rampart::FailRun(&task, DictionaryText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
         if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr &&
             !rampart::IsCancelled(task.m_pTaskPrg) && !task.m_emailCacheFolder.IsEmpty()) {
             KXFolder::DeleteDirectory(task.m_emailCacheFolder, 0);
-            Debug(_T("Task: empty path-") + task.m_emailCacheFolder);
+            DebugLine(_T("Task: empty path-") + task.m_emailCacheFolder);
         }
         return 1;
     });
@@ -244,6 +244,6 @@ unsigned int BackupThread(void* data) {
         }
         task.m_pTaskPrg->m_bCancel = 0;
     }
-    Debug(_T("------Task Backup Thread: end thread------"));
+    DebugLine(_T("------Task Backup Thread: end thread------"));
     return static_cast<unsigned int>(task.FinishBackupThread(run.Result(), BACKUP_THREAD_FULL));
 }

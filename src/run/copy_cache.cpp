@@ -15,7 +15,7 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 
 namespace {
 
@@ -44,16 +44,12 @@ bool IsNoRoom(uint32_t error) {
            error == rampart::platform::kPathNotFound;
 }
 
-rampart::platform::TextView View(CString const& text) {
-    return {static_cast<TCHAR const*>(text), static_cast<size_t>(text.GetLength())};
-}
-
 // 0 on success, otherwise the system's error number.
 uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress) {
     CString const from = ApiUtil::PathToFullPath(source);
     CString const to = ApiUtil::PathToFullPath(target);
     bool const done =
-        rampart::platform::CopyFileContent(View(from), View(to), [&](uint64_t total, uint64_t moved) {
+        rampart::platform::CopyFileContent(from.View(), to.View(), [&](uint64_t total, uint64_t moved) {
             return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved),
                                                 progress) == rampart::kCopyGoOn;
         });
@@ -82,8 +78,8 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
             if (number != 0 && IsNoRoom(number)) {
                 error = rampart::kReadFromSource;
                 rampart::RecordEvent(this,
-                                     rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
-                                         GetLastErrorMsgEx(number),
+                                     rampart::DictionaryText(_T("FromCopyError")) + source +
+                                         _T(", try VSSCopy:") + GetLastErrorMsgEx(number),
                                      EVENT_WARNING);
                 return 0;
             }
@@ -91,18 +87,18 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         if (number == 0) {
             return 1;
         }
-        Debug(rampart::DictText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
-              GetLastErrorMsgEx(number));
+        DebugLine(rampart::DictionaryText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
+                  GetLastErrorMsgEx(number));
         if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
             CString message;
             if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
                 return 1;
             }
-            Debug(_T("Copy: VSSCopy error- ") + source);
+            DebugLine(_T("Copy: VSSCopy error- ") + source);
         }
         if (!rampart::IsCancelled(m_pTaskPrg)) {
             error = rampart::kSkipped;
-            CString const text = rampart::FormatText(_T("LockFile"), source);
+            CString const text = rampart::DictionaryFormat(_T("LockFile"), source);
             rampart::RecordEvent(this, text, EVENT_WARNING);
             AddEmailWarningLog(m_taskName, text);
             if (!target.IsEmpty()) {
@@ -119,17 +115,17 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
 int CBackupTask::GetCopyFileToCacheLimitCount(__int64 freeMB, CString const& cachePath) {
     return rampart::Guarded(_T("Error: CopyCacheThread-check limit count"), kShortOfSpaceBound, [&] {
         if (cachePath.IsEmpty()) {
-            Debug(_T("CopyCacheThread: Lfailed to copy path to cache"));
+            DebugLine(_T("CopyCacheThread: Lfailed to copy path to cache"));
             return MinCopyCount();
         }
         __int64 const used = GetCopyTempPathUsedSize();
         __int64 const minFree = OptionOr(_T("MinFreeDiskSpace"), 3072);
         if (freeMB - used <= minFree) {
-            Debug(_T("CopyCacheThread: Leave enough space for the user"));
+            DebugLine(_T("CopyCacheThread: Leave enough space for the user"));
             return kShortOfSpaceBound;
         }
         if (used > minFree) {
-            Debug(_T("CopyCacheThread: used much disk space."));
+            DebugLine(_T("CopyCacheThread: used much disk space."));
             return kShortOfSpaceBound;
         }
         CFileInfo const info(cachePath);
@@ -147,7 +143,7 @@ void CBackupTask::AddCopyTempToList(CString const& path) {
     rampart::Guarded(_T("Error: CopyCacheThread-AddCopyTempToList"), 0, [&] {
         CFileInfo const info(path);
         if (info.m_exists == 0) {
-            Debug(_T("CopyCacheThread: failed to add temp list: ") + path);
+            DebugLine(_T("CopyCacheThread: failed to add temp list: ") + path);
             return 0;
         }
         m_copyTempList.AddTail(new CopyTempRecord{path, info.m_size});  // a list of raw pointers
@@ -192,15 +188,15 @@ void CBackupTask::DeleteCopyCacheFile(CString const& path) {
 }
 
 void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
-    Debug(_T("CBackupTask::DeleteCopyCacheFile()-ClearAllCopyCacheFiles"));
-    Debug(_T("ClearAllCopyCacheFiles-start"));
+    DebugLine(_T("CBackupTask::DeleteCopyCacheFile()-ClearAllCopyCacheFiles"));
+    DebugLine(_T("ClearAllCopyCacheFiles-start"));
     rampart::Guarded(_T("Error:ClearAllCopyCacheFiles"), 0, [&] {
         while (!paths.IsEmpty()) {
             DeleteCopyCacheFile(paths.RemoveHead());
         }
         return 1;
     });
-    Debug(_T("ClearAllCopyCacheFiles-finish"));
+    DebugLine(_T("ClearAllCopyCacheFiles-finish"));
 }
 
 void CBackupTask::ClearCopyCacheFiles() {
@@ -222,8 +218,8 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         return bound;
     }
     if (!KXFile::FileExists(path)) {
-        Debug(rampart::FormatText(_T("BackupTask.pathNotExistErr"), path));
-        NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
+        DebugLine(rampart::DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
+        NoteSkippedEntry({path, rampart::DictionaryText(_T("SourceVanished")), true});
         return bound;
     }
     CString cacheFile = CacheFileOf(task, path);
@@ -231,7 +227,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
     if (!IsSameFileLocal(path, cacheFile)) {
         if (KXFile::FileExists(cacheFile) && cacheFile.CompareNoCase(path) != 0 &&
             !KXFolder::ForceDelFile(cacheFile)) {
-            Debug(_T("Delete:") + cacheFile + _T(":") + GetLastErrorMsg());
+            DebugLine(_T("Delete:") + cacheFile + _T(":") + GetLastErrorMsg());
         }
         __int64 error = 0;
         if (!task.CopyBackupFile(path, cacheFile, error)) {
@@ -256,7 +252,7 @@ unsigned int CopyFileToCacheThread(void* data) {
     try {
         __int64 const freeMB = GetDiskFreeSize(_T("c:"));
         int bound = MinCopyCount();
-        Debug(_T("Task: copy cache thread"));
+        DebugLine(_T("Task: copy cache thread"));
         CStringList work(10);
         work.AddTail(&task.m_copyQueueList);
         while (!work.IsEmpty() && !task.IsStopCopyFileToCacheThread() &&
@@ -269,7 +265,7 @@ unsigned int CopyFileToCacheThread(void* data) {
             bound = CopyOne(task, path, freeMB, bound);
         }
         task.SetFinishCopyFileToCacheThread(1);
-        Debug(_T("Task Copy thread: exit"));
+        DebugLine(_T("Task Copy thread: exit"));
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error: CopyFileToCacheThread-01"));
         task.SetFinishCopyFileToCacheThread(1);

@@ -65,11 +65,11 @@ void ShowCopy(CopyState& state, CTaskPrgClass& progress, CBackupTask& task, int 
         __int64 all = 0;
         progress.GetProgressBarInfo(sent, all);
         __int64 const done = state.finishedBytes + (moved != total ? moved : 0);
-        text = FormatText(_T("EmailSnashop"), all > 0 ? done * 100 / all : 0, all / kMegabyte,
-                          LastElement(task.m_copyingFilePath), percent, total / kMegabyte);
+        text = DictionaryFormat(_T("EmailSnashop"), all > 0 ? done * 100 / all : 0, all / kMegabyte,
+                                LastElement(task.m_copyingFilePath), percent, total / kMegabyte);
     } else if (task.IsSendCopyInfoToPrgbar()) {
-        text = FormatText(_T("CopyCache"), percent, FormatSizeToString(total, 0),
-                          LastElement(task.m_copyingFilePath));
+        text = DictionaryFormat(_T("CopyCache"), percent, FormatSizeToString(total, 0),
+                                LastElement(task.m_copyingFilePath));
     } else {
         return;
     }

@@ -18,7 +18,7 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 
 namespace {
 
@@ -45,7 +45,7 @@ int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, in
         path.Trim();
         bool const isFolder = KXFolder::IsDirectory(path) != 0;
         if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
-            Debug(_T("Task: backup path no exist-") + path);
+            DebugLine(_T("Task: backup path no exist-") + path);
             return rampart::kOk;
         }
         if (serverFolder.IsEmpty()) {
@@ -79,9 +79,9 @@ int CBackupTask::BackupPathIsFile(CString path) {
 }
 
 void CBackupTask::BackupDrive(CString& path, CString const& serverFolder) {
-    Debug(_T("Task: backup drive-") + path + _T(" to ") + serverFolder);
+    DebugLine(_T("Task: backup drive-") + path + _T(" to ") + serverFolder);
     path = rampart::WithoutTrailingBackslash(path);
-    NoteSkippedEntry({path, rampart::DictText(_T("SourceVanished")), true});
+    NoteSkippedEntry({path, rampart::DictionaryText(_T("SourceVanished")), true});
 }
 
 namespace {
@@ -227,9 +227,9 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
             if (IsUnchanged(**record, info, serverFolder)) {
                 return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
             }
-            Debug(_T("Backup: check history-") + record->m_path);
+            DebugLine(_T("Backup: check history-") + record->m_path);
             RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
-            Debug(_T("Backup: finish check history-") + record->m_path);
+            DebugLine(_T("Backup: finish check history-") + record->m_path);
         }
         SetWorkingFile(path, serverFolder);
         if (m_pTaskPrg != nullptr) {

@@ -72,7 +72,7 @@ unsigned int GlobalFunction::IsServerLocalSameFile(CString const& serverPath, CS
             static_cast<int32_t>(static_cast<uint32_t>(server) - static_cast<uint32_t>(local));
         return difference >= -static_cast<int64_t>(span) ? kServerNewer : kLocalNewer;
     } catch (...) {
-        rampart::Debug(_T("Error: IsServerLocalSameFile"));
+        rampart::DebugLine(_T("Error: IsServerLocalSameFile"));
         return kException;
     }
 }
@@ -85,9 +85,9 @@ CompareLocalAndServer CBackupManage::CompareLocaAndServerFiles(CString const& lo
     if (!KXFile::FileExists(localPath)) {
         return record == nullptr ? COMPARE_NEITHER : COMPARE_SERVER_ONLY;
     }
-    error = mirror.RefreshFolder(rampart::DictText(_T("InfoPath")), 1, 1);
+    error = mirror.RefreshFolder(rampart::DictionaryText(_T("InfoPath")), 1, 1);
     if (error != 0) {
-        rampart::Debug(_T("PathList: Failed to refresh folder from web server."));
+        rampart::DebugLine(_T("PathList: Failed to refresh folder from web server."));
         return COMPARE_REFRESH_FAILED;
     }
     if (record == nullptr) {

@@ -12,8 +12,8 @@
 #include "run/version_names.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
 using rampart::DebugFormat;
+using rampart::DebugLine;
 
 namespace {
 
@@ -74,7 +74,7 @@ CString NameForVersion(CBackupTask& task, CString& folder, __int64 count, __int6
     }
     bool const isOwn = oldest.Find(base) >= 0;
     if (!isOwn) {
-        Debug(_T("Task File History: error history file name-") + oldest);
+        DebugLine(_T("Task File History: error history file name-") + oldest);
     }
     if (int const code = DeleteServerPath(folder + _T("\\") + oldest)) {
         DebugFormat(_T("Task File History: failed to delete  history file-%d"), code);
@@ -90,7 +90,7 @@ int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CS
         return 0;
     }
     CString folder = GetFileHistoryFolder(serverFile);
-    Debug(_T("Task File Hisotry: task history path-") + folder);
+    DebugLine(_T("Task File Hisotry: task history path-") + folder);
     CString const base = PathUtilities::RemoveExtension(fileName);
     CString const extension = PathUtilities::GetExtension(fileName);
     __int64 count = 0;
@@ -100,7 +100,7 @@ int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CS
         if (record != nullptr && record->m_path == folder) {
             count = record->m_subItemCount;
         } else if (!rampart::EnsureExactServerFolder(folder)) {
-            Debug(_T("Task File History: failed to create path-") + folder);
+            DebugLine(_T("Task File History: failed to create path-") + folder);
             return 0;
         }
     }
@@ -110,7 +110,7 @@ int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CS
     }
     CAutoMyPathInfo const source(ApiUtil::GetPathInfoEx(serverFile, 0, 0));
     if (source == nullptr) {
-        Debug(_T("Task File History: failed to find orignal file"));
+        DebugLine(_T("Task File History: failed to find orignal file"));
         return 0;
     }
     CString message;
@@ -128,7 +128,7 @@ int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CS
 
 CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
     folder.Trim();
-    Debug(_T("Taks File History: start check"));
+    DebugLine(_T("Taks File History: start check"));
     RecordList records;
     CPtrList& list = records.List();
     ApiUtil::GetServerPathlist().GetSubList(list, folder, 0, 0, 1);
@@ -136,9 +136,9 @@ CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
     rampart::Guarded(_T("Error: GetOldTimeFileHistory"), 0, [&] {
         __int64 const extra = list.GetCount() - m_maxVersion + 1;
         if (!list.IsEmpty() && extra >= 1) {
-            Debug(_T("Task File History: start sort file history"));
+            DebugLine(_T("Task File History: start sort file history"));
             GlobalFunction::SortFileHistoryList(list, 1);
-            Debug(_T("Task File History: finish sort file history"));
+            DebugLine(_T("Task File History: finish sort file history"));
             CStringList doomed(10);
             CString line = _T("Taks File History: delete files-");
             for (__int64 i = 0; i < extra && !list.IsEmpty() && !IsAppGone(); ++i) {
@@ -149,7 +149,7 @@ CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
                 }
             }
             if (!doomed.IsEmpty()) {
-                Debug(line);
+                DebugLine(line);
                 CString message;
                 ApiUtil::DeletePaths(doomed, nullptr, 0, message);
             }
@@ -164,7 +164,7 @@ CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
         }
         return 1;
     });
-    Debug(_T("Taks File History: Get older file-") + oldest);
+    DebugLine(_T("Taks File History: Get older file-") + oldest);
     return oldest;
 }
 
@@ -201,7 +201,7 @@ unsigned int DeleteVersionProc(void* data) {
     theVaultLibApp.WaitForEnterLoopMode(nullptr);
     rampart::Guarded(_T("Error: DeleteVersionProc"), 0, [&] {
         auto* const block = static_cast<DeleteVersionBlock*>(data);
-        theVaultLibApp.SetLoopMsg(rampart::DictText(_T("IDS_STRDELETEINGVER")));
+        theVaultLibApp.SetLoopMsg(rampart::DictionaryText(_T("IDS_STRDELETEINGVER")));
         if (ApiUtil::DeletePaths(block->paths) == 0) {
             block->result = 1;
         }

@@ -8,9 +8,9 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
-using rampart::DictText;
-using rampart::FormatText;
+using rampart::DebugLine;
+using rampart::DictionaryFormat;
+using rampart::DictionaryText;
 
 rampart::Word<int> m_spaceAlertAllowed = 1;
 rampart::Word<int> m_spaceAlertNoteOnly = 0;
@@ -32,7 +32,7 @@ __int64 FreeSpace(AccountBalance const& balance) {
 }
 
 CString ReachedLimitText() {
-    return DictText(_T("IDS_STRREACHLIMIT")) + _T(" ") + DictText(_T("IDS_ORDERSPACE"));
+    return DictionaryText(_T("IDS_STRREACHLIMIT")) + _T(" ") + DictionaryText(_T("IDS_ORDERSPACE"));
 }
 
 void RefreshUsage() {
@@ -48,15 +48,15 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
     CString text;
     bool wantsRetry = false;
     if (free > 0) {
-        text = FormatText(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName, (need + 0xFFFFF) / kMegabyte,
-                          free / kMegabyte);
+        text = DictionaryFormat(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName, (need + 0xFFFFF) / kMegabyte,
+                                free / kMegabyte);
         if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
             code = rampart::kOk;  // the user goes on with what there is
             return Room::kEnded;
         }
         wantsRetry = GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     } else {
-        text = FormatText(_T("NeedMoreBuySpace"), free / kMegabyte);
+        text = DictionaryFormat(_T("NeedMoreBuySpace"), free / kMegabyte);
         wantsRetry = GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
                      GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     }
@@ -104,7 +104,7 @@ void CBackupTask::CheckAccountSpace(__int64 const& need, __int64& code) {
         }
     } catch (...) {
         code = rampart::kCancelled;
-        rampart::FailRun(this, DictText(_T("GetAccountBalanceError")) + GetLastErrorMsg());
+        rampart::FailRun(this, DictionaryText(_T("GetAccountBalanceError")) + GetLastErrorMsg());
     }
 }
 
@@ -121,7 +121,7 @@ CString NeedMoreSpaceText(CBackupTask const& task, __int64 size, __int64 free) {
     bool const generic = MiscUtil::IsGeneric() != 0;
     bool const subscribe = ApiUtil::IsAllowSubscribe() != 0;
     if (!subscribe && free <= 0) {
-        return DictText(_T("CommonUserStorageSpace"));
+        return DictionaryText(_T("CommonUserStorageSpace"));
     }
     TCHAR const* key = _T("IDS_STRNEEDMORESPACE");
     if (talmor && !subscribe) {
@@ -131,9 +131,9 @@ CString NeedMoreSpaceText(CBackupTask const& task, __int64 size, __int64 free) {
         key = _T("GroupAdministratorHaveBuyStorageSpace");
     }
     if (generic || (talmor && free != 0)) {
-        return FormatText(key, task.m_taskName, needText, freeText, buyText);
+        return DictionaryFormat(key, task.m_taskName, needText, freeText, buyText);
     }
-    return FormatText(key, task.m_taskName, needText, freeText);
+    return DictionaryFormat(key, task.m_taskName, needText, freeText);
 }
 
 }  // namespace
@@ -158,16 +158,16 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
                 return 0;
             }
             CString const text = NeedMoreSpaceText(*task, size, free);
-            Debug(text);
+            DebugLine(text);
             if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
                 return 1;
             }
-            if (GlobalFunction::SpaceLimitRetry(DictText(_T("IDS_REBACKAGAIN"))) == 0) {
+            if (GlobalFunction::SpaceLimitRetry(DictionaryText(_T("IDS_REBACKAGAIN"))) == 0) {
                 return 0;
             }
         }
     } catch (...) {
-        Debug(_T("Error: CheckFreeSpaceFromServer"));
+        DebugLine(_T("Error: CheckFreeSpaceFromServer"));
         return 0;
     }
 }
@@ -181,7 +181,7 @@ __int64 CBackupTask::GetUserHaveSpace(__int64& code) {
 int CBackupTask::UpdateServiceForUploadLimit(CString path) {
     TCHAR const* const key =
         ApiUtil::IsPaidUser(_T("")) ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit");
-    CString const text = FormatText(key, path, ApiUtil::GetLimitUploadNumber(), path);
+    CString const text = DictionaryFormat(key, path, ApiUtil::GetLimitUploadNumber(), path);
     if (ApiUtil::IsAllowSubscribe()) {
         return GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
                        GlobalFunction::SpaceLimitRetry(text) != 0
@@ -203,7 +203,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     if (MiscUtil::IsBrandingForOrvelle() || MiscUtil::IsGeneric() || MiscUtil::IsBrandingForTalmor()) {
         buttons = static_cast<unsigned int>(style);
         if (!ApiUtil::IsAllowSubscribe()) {
-            text = DictText(_T("CommonUserStorageSpace"));
+            text = DictionaryText(_T("CommonUserStorageSpace"));
         }
     }
     if (m_spaceAlertNoteOnly != 0) {
@@ -215,7 +215,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     }
     CString const address = ApiUtil::GetRealWebAppURL();
     if (address.IsEmpty()) {
-        QuilMessageBox(DictText(_T("IDS_NETERROR")), 0, 0, 0);
+        QuilMessageBox(DictionaryText(_T("IDS_NETERROR")), 0, 0, 0);
         return 0;
     }
     AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") + ApiUtil::GetSessionID() +
@@ -232,7 +232,7 @@ int GlobalFunction::SpaceLimitRetry(CString text) {
     }
     ReLogon(1);
     if (ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1) != rampart::kOk) {
-        Debug(_T("Error: SpaceLimitRetry"));
+        DebugLine(_T("Error: SpaceLimitRetry"));
     }
     RefreshUsage();
     return 1;

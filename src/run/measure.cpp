@@ -7,7 +7,7 @@
 #include "run/run_state.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 using rampart::MeasureRequest;
 using rampart::MeasureScan;
 using rampart::ScanFilter;
@@ -31,7 +31,7 @@ __int64 Overhead(int encrypted) {
 
 int CBackupManage::StartScanTask(CBackupTask* task) {
     if (task == nullptr) {
-        Debug(_T("Task: Scan task is null."));
+        DebugLine(_T("Task: Scan task is null."));
         return 0;
     }
     for (;;) {
@@ -115,7 +115,7 @@ __int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int6
             return 0;
         }
         if (!KXFile::FileExists(path)) {
-            Debug(rampart::FormatText(_T("BackupTask.pathNotExistErr"), path));
+            DebugLine(rampart::DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
             return 0;
         }
         return include ? manager->IncludeScanFileSize(path, &m_filterExList, &m_filtedPathList, encrypted,
@@ -166,7 +166,7 @@ int CBackupManage::SupportScanTask(CString const& serverFolder) {
     }
     CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(serverFolder, ApiUtil::IsSharePath(serverFolder), 0));
     if (record != nullptr) {
-        Debug(_T("Create task: exist path."));
+        DebugLine(_T("Create task: exist path."));
         return 0;
     }
     AccountBalance balance;
@@ -178,14 +178,14 @@ int CBackupManage::SupportScanTask(CString const& serverFolder) {
         return 1;
     }
     if (balance.m_totalSpace < kSmallPurchase) {
-        Debug(_T("Create task: Purchase less than 100GB of space"));
+        DebugLine(_T("Create task: Purchase less than 100GB of space"));
         return 1;
     }
     __int64 const used = balance.m_usedSpace + balance.m_usedSpaceOther;
     if (used * 100 / balance.m_totalSpace < kAmpleUsePercent) {
         return 0;
     }
-    Debug(_T("Create task: 70% space already used"));
+    DebugLine(_T("Create task: 70% space already used"));
     return 1;
 }
 

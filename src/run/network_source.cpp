@@ -8,7 +8,7 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 
 int CBackupTask::CheckNetwork(__int64& result) {
     if (result != rampart::kConnectionFailed) {
@@ -43,14 +43,14 @@ void CBackupTask::RetryConnectNetworkPath(unsigned long error, CString const& pa
         rampart::DebugFormat(_T("RetryConnectNetworkPath retry count: %d"),
                              static_cast<int>(m_networkRetryCount));
         if (!KXFolder::ConnectUNC(path, retryError)) {
-            Debug(_T("RetryConnectNetworkPath error:") + GetLastErrorMsgEx(retryError));
+            DebugLine(_T("RetryConnectNetworkPath error:") + GetLastErrorMsgEx(retryError));
         }
         return;
     }
     if (m_networkRetryCount == 0 && error != rampart::platform::kFileNotFound && m_networkRetryArmed != 0) {
-        Debug(_T("RetryConnectNetworkPath check path:") + path);
+        DebugLine(_T("RetryConnectNetworkPath check path:") + path);
         KXFolder::ConnectUNC(path, retryError);
-        Debug(_T("Retry backup network path"));
+        DebugLine(_T("Retry backup network path"));
         m_networkRetryArmed = 0;
         m_networkRetryCount =
             DictUtil::GetConfigInt(_T("Options"), _T("RetryNetworkPathCount"), _T("6"), _T(""));

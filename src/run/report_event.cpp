@@ -19,8 +19,8 @@ void FailRun(CBackupTask* task, CString const& text) {
 }
 
 void LogUnexpected(CString const& line) {
-    Debug(line);
-    Debug(_T("Unexpected error: ") + GetLastErrorMsg());
+    DebugLine(line);
+    DebugLine(_T("Unexpected error: ") + GetLastErrorMsg());
 }
 
 }  // namespace rampart

@@ -13,9 +13,9 @@
 #include "task/backup_task.h"
 #include "task/stored_time.h"
 
-using rampart::Debug;
-using rampart::DictText;
-using rampart::FormatText;
+using rampart::DebugLine;
+using rampart::DictionaryFormat;
+using rampart::DictionaryText;
 
 namespace {
 
@@ -28,7 +28,7 @@ constexpr int kNoFilesMoved = 2;
 
 int Refuse(CBackupTask& task, CString const& text) {
     task.m_manualStartErrorMsg = text;
-    Debug(text);
+    DebugLine(text);
     return 0;
 }
 
@@ -39,18 +39,18 @@ bool IsStoppingOrPaused(CBackupTask const& task) {
 // Whether a start is allowed; otherwise it has been refused.
 bool MayStart(CBackupTask& task) {
     if (task.m_isDeleting != 0) {
-        return Refuse(task, FormatText(_T("TaskIsDeleting"), task.m_taskName));
+        return Refuse(task, DictionaryFormat(_T("TaskIsDeleting"), task.m_taskName));
     }
     if (IsStoppingOrPaused(task)) {
-        return Refuse(task, FormatText(_T("TaskIsStopping"), task.m_taskName));
+        return Refuse(task, DictionaryFormat(_T("TaskIsStopping"), task.m_taskName));
     }
     if (task.m_state == TaskStateDisabled) {
-        Debug(_T("Task:") + task.m_taskName + _T(" disable."));
+        DebugLine(_T("Task:") + task.m_taskName + _T(" disable."));
         return false;
     }
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
     if (!registry->IsAllowToAddWorkingTask(&task)) {
-        return Refuse(task, FormatText(_T("IDS_STRTASKWORKING"), registry->GetWorkingTaskName()));
+        return Refuse(task, DictionaryFormat(_T("IDS_STRTASKWORKING"), registry->GetWorkingTaskName()));
     }
     return true;
 }
@@ -112,17 +112,17 @@ int CBackupTask::StartBackupByUser(int fromMonitor) {
         CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
         m_manualStartErrorMsg = _T("");
         if (IsStoppingOrPaused(*this)) {
-            return Refuse(*this, FormatText(_T("TaskIsStopping"), m_taskName));
+            return Refuse(*this, DictionaryFormat(_T("TaskIsStopping"), m_taskName));
         }
         if (m_isDeleting != 0) {
-            return Refuse(*this, FormatText(_T("TaskIsDeleting"), m_taskName));
+            return Refuse(*this, DictionaryFormat(_T("TaskIsDeleting"), m_taskName));
         }
         CTime const now = rampart::StoredNow();
         if (MidnightOf(now) < MidnightOf(m_beginDate) || now > m_endDate) {
             if (fromMonitor != 0) {
                 StopHook();
             }
-            m_manualStartErrorMsg = FormatText(_T("TaskInvalidTime"), m_taskName);
+            m_manualStartErrorMsg = DictionaryFormat(_T("TaskInvalidTime"), m_taskName);
             rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
             return 0;
         }
@@ -138,7 +138,7 @@ int CBackupTask::StartBackupByUser(int fromMonitor) {
         __int64 const delay =
             manager != nullptr ? static_cast<__int64>(manager->GetRealTimeDelaySeconds()) : 0;
         if (m_isResume != 0 && m_resumeDate >= now && m_resumeDate <= now + CTimeSpan(delay)) {
-            m_manualStartErrorMsg = DictText(_T("ResumeTaskMsg"));
+            m_manualStartErrorMsg = DictionaryText(_T("ResumeTaskMsg"));
             rampart::RecordEvent(this, m_manualStartErrorMsg, EVENT_WARNING);
             return 0;
         }
@@ -155,7 +155,7 @@ void AskAboutFailure(CBackupTask& task) {
     }
     int answer = 0;
     rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
-        answer = GlobalFunction::QuilMessageBox(FormatText(_T("IDS_STRERRBACKUP"), task.m_taskName),
+        answer = GlobalFunction::QuilMessageBox(DictionaryFormat(_T("IDS_STRERRBACKUP"), task.m_taskName),
                                                 kErrorBoxStyle, kErrorBoxSeconds, 0);
         return 1;
     });
@@ -222,15 +222,15 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
     });
     FinishStep([&] { LeaveRegistry(*this); });
     FinishStep([&] {
-        Debug(_T("Start done task:") + m_taskName);
+        DebugLine(_T("Start done task:") + m_taskName);
         if (manager != nullptr) {
             manager->SetDoneTask(m_taskName);
         }
-        Debug(_T("Finish done task:") + m_taskName);
+        DebugLine(_T("Finish done task:") + m_taskName);
     });
     FinishStep([&] {
         if (m_errorOccured == 0 && result != rampart::kCancelled) {
-            rampart::RecordEvent(this, DictText(_T("EventLogFinish")), EVENT_INFO);
+            rampart::RecordEvent(this, DictionaryText(_T("EventLogFinish")), EVENT_INFO);
         }
     });
     FinishStep([&] {
@@ -245,7 +245,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
             m_networkRetryDate = rampart::StoredNow() + CTimeSpan(kNetworkRetrySeconds);
         }
     });
-    Debug(_T("FinishBackupThread - end"));
+    DebugLine(_T("FinishBackupThread - end"));
     return finalResult;
 }
 

@@ -4,6 +4,7 @@
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
 #include "progress/task_prg.h"
+#include "task/engine_text.h"
 
 namespace rampart {
 
@@ -19,26 +20,11 @@ inline bool IsRunEnding(CTaskPrgClass const* progress) {
     return IsCancelled(progress) || IsAppEnding();
 }
 
-inline CString DictText(TCHAR const* key) {
-    return DictUtil::GetValue(key, _T(""));
-}
-
-template <typename... Args>
-CString FormatText(TCHAR const* key, Args const&... args) {
-    CString text;
-    text.Format(DictText(key), args...);
-    return text;
-}
-
-inline void Debug(CString const& line) {
-    GetManageDebugLog().AddDebugInfo(line, 0);
-}
-
 template <typename... Args>
 void DebugFormat(TCHAR const* format, Args const&... args) {
     CString line;
     line.Format(format, args...);
-    Debug(line);
+    DebugLine(line);
 }
 
 // Bytes that an encrypted file takes on the server beyond its local size.

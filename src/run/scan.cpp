@@ -12,9 +12,9 @@
 #include "run/source_scan.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
-using rampart::DictText;
-using rampart::FormatText;
+using rampart::DebugLine;
+using rampart::DictionaryFormat;
+using rampart::DictionaryText;
 using rampart::LocalFile;
 using rampart::ScanFilter;
 using rampart::ScanRequest;
@@ -56,16 +56,16 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
             m_reportTotalCount = m_scanTotalFileCount;
             m_reportChangedCount = m_scanNeedBackupFileCount;
             m_reportAddedCount = m_addedFileCount;
-            rampart::RecordEvent(
-                this,
-                FormatText(_T("ScaningFiles"), FormatSizeToString(need, 0),
-                           static_cast<__int64>(m_reportTotalCount), static_cast<__int64>(m_reportAddedCount),
-                           static_cast<__int64>(m_reportChangedCount)),
-                EVENT_INFO);
+            rampart::RecordEvent(this,
+                                 DictionaryFormat(_T("ScaningFiles"), FormatSizeToString(need, 0),
+                                                  static_cast<__int64>(m_reportTotalCount),
+                                                  static_cast<__int64>(m_reportAddedCount),
+                                                  static_cast<__int64>(m_reportChangedCount)),
+                                 EVENT_INFO);
         }
         SetReCheckSize(1);
         if (total <= 0) {
-            Debug(_T("Task: no size"));
+            DebugLine(_T("Task: no size"));
             total = kEmptyRunTotal;
         }
         if (m_pTaskPrg != nullptr) {
@@ -74,7 +74,7 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
         return 1;
     } catch (...) {
         result = 4;
-        rampart::FailRun(this, DictText(_T("SearchFilesError")) + GetLastErrorMsg());
+        rampart::FailRun(this, DictionaryText(_T("SearchFilesError")) + GetLastErrorMsg());
         return 0;
     }
 }
@@ -89,7 +89,8 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         uint32_t const error = rampart::platform::LastError();
         if (!isTree && error != rampart::platform::kNoError) {
             CString const reason = GetLastErrorMsgEx(error);
-            rampart::RecordEvent(this, reason + FormatText(_T("PathNotExistErr"), path) + _T(" ") + reason,
+            rampart::RecordEvent(this,
+                                 reason + DictionaryFormat(_T("PathNotExistErr"), path) + _T(" ") + reason,
                                  EVENT_WARNING);
             NoteSkippedEntry({path, reason, true});
             RetryConnectNetworkPath(error, path);
@@ -99,7 +100,7 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
             return 0;
         }
         if (!isTree && !isFile) {
-            Debug(FormatText(_T("BackupTask.pathNotExistErr"), path));
+            DebugLine(DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
         }
         if (serverFolder.IsEmpty()) {
             serverFolder = GetTargetSvrFolder(path, 0);

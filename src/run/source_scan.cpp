@@ -134,7 +134,7 @@ __int64 SourceScan::ScanEntries(CString const& folder, CString const& serverFold
         CString const name = find.GetFileName();
         CString const path = PathUtilities::Append(folder, name);
         if (m_filter.IsInclude()) {
-            Debug(_T("IncludeGetFolderNeedBackup scan: ") + path);
+            DebugLine(_T("IncludeGetFolderNeedBackup scan: ") + path);
         }
         if (find.IsDirectory()) {
             m_folders.AddTail(path);
@@ -240,8 +240,8 @@ void SourceScan::ReportProgress(CString const& folder) const {
     }
     task->m_pTaskPrg->SetState(ProgressStateSearching);
     task->m_pTaskPrg->SetStateString(
-        FormatText(_T("IDS_STRSEARCHINGFOLDER"), static_cast<__int64>(task->m_scanTotalFileCount),
-                   static_cast<__int64>(task->m_scanNeedBackupFileCount), folder),
+        DictionaryFormat(_T("IDS_STRSEARCHINGFOLDER"), static_cast<__int64>(task->m_scanTotalFileCount),
+                         static_cast<__int64>(task->m_scanNeedBackupFileCount), folder),
         m_request.taskName);
 }
 

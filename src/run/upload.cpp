@@ -10,7 +10,7 @@
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
-using rampart::Debug;
+using rampart::DebugLine;
 
 namespace {
 
@@ -34,8 +34,8 @@ int CBackupTask::BatchUploadingFiles(__int64& result) {
         return 1;
     } catch (...) {
         result = rampart::kUnexpected;
-        Debug(_T("Unexpected error:  BatchUploadingFiles"));
-        rampart::FailRun(this, rampart::DictText(_T("BatchBackupFilesError")) + GetLastErrorMsg());
+        DebugLine(_T("Unexpected error:  BatchUploadingFiles"));
+        rampart::FailRun(this, rampart::DictionaryText(_T("BatchBackupFilesError")) + GetLastErrorMsg());
         return 0;
     }
 }
@@ -76,7 +76,7 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
         return;
     }
     if (report.action == rampart::ReportAction::kDebugOnly) {
-        Debug(_T("QUIL_NEED_TWOFACTOR_AUTHENTICATION"));
+        DebugLine(_T("QUIL_NEED_TWOFACTOR_AUTHENTICATION"));
         return;
     }
     CString const codeText = ApiUtil::GetQuilString(code);
@@ -84,13 +84,14 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
     if (report.key == nullptr) {
         text.Format(_T("%s: %s"), report.byServerPath ? serverPath : localPath, codeText);
     } else if (code == rampart::kFileTooBig) {
-        text = rampart::FormatText(report.key, localPath, ApiUtil::GetFreeMaxSingleFileSize() / kMegabyte);
+        text =
+            rampart::DictionaryFormat(report.key, localPath, ApiUtil::GetFreeMaxSingleFileSize() / kMegabyte);
     } else if (code == rampart::kItemLimit || code == rampart::kFreeItemLimit) {
-        text = rampart::FormatText(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
+        text = rampart::DictionaryFormat(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
     } else if (serverPath.IsEmpty() || localPath.IsEmpty()) {
         text = codeText;
     } else {
-        text = rampart::FormatText(report.key, localPath, serverPath, codeText);
+        text = rampart::DictionaryFormat(report.key, localPath, serverPath, codeText);
     }
     if (report.action == rampart::ReportAction::kWarn) {
         rampart::RecordEvent(this, text, EVENT_WARNING);

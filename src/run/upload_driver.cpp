@@ -40,7 +40,7 @@ bool UploadDriver::Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialS
         LogUnexpected(IsThreaded()
                           ? CString(_T("Unexpected error:  UploadFilesFromCahce")) + threadedSuffix
                           : CString(_T("Unexpected error:  BeginUploadingData--")) + key + sequentialSuffix);
-        FailRun(&m_task, DictText(key) + reason);
+        FailRun(&m_task, DictionaryText(key) + reason);
         return false;
     }
 }
@@ -49,7 +49,7 @@ int UploadDriver::Run() {
     if (IsThreaded()) {
         m_limit = DictUtil::GetConfigInt(_T("Function"), _T("MultipleThreadCount"), _T(""), _T(""));
     } else {
-        Debug(_T("Task: start bengin uploading data"));
+        DebugLine(_T("Task: start bengin uploading data"));
     }
     bool aborted = false;
     Stretch(_T("05"), _T(""), _T("UnknownErrorOccuredError"), [&] {
@@ -99,9 +99,9 @@ UploadDriver::Next UploadDriver::TakePath(CString& path) {
     }
     if (!KXFolder::IsDirectory(path) && !KXFile::FileExists(path)) {
         if (IsThreaded()) {
-            Debug(FormatText(_T("BackupTask.pathNotExistErr"), path));
+            DebugLine(DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
         }
-        NoteSkippedEntry({path, DictText(_T("SourceVanished")), true});
+        NoteSkippedEntry({path, DictionaryText(_T("SourceVanished")), true});
         return Next::kAgain;
     }
     return Next::kPath;
@@ -111,11 +111,11 @@ UploadDriver::Next UploadDriver::TakeQueuedPath(CString& path) {
     // The flag first: once it is set nothing more enters the queue.
     bool const copyEnded = m_task.IsFinishCopyFileToCacheThread() != 0;
     if (copyEnded && m_task.GetUploadCachePathListCount() == 0) {
-        Debug(_T("Task Upload Cache File: Finished copy thread"));
+        DebugLine(_T("Task Upload Cache File: Finished copy thread"));
         return Next::kLeave;
     }
     if (IsRunEnding(Progress())) {
-        Debug(_T("Task Upload Cache File: Prgbar cancel or log off"));
+        DebugLine(_T("Task Upload Cache File: Prgbar cancel or log off"));
         return Next::kLeave;
     }
     if (m_task.GetRunningUploadCount() >= m_limit) {
@@ -177,7 +177,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
                                                m_waitList, m_joinedNames);
             break;
         case FileAction::kFailed:
-            Debug(_T("CBackupTask::DeleteCopyCacheFile()-UploadFilesFromCache"));
+            DebugLine(_T("CBackupTask::DeleteCopyCacheFile()-UploadFilesFromCache"));
             m_task.DeleteCopyCacheFile(path);
             [[fallthrough]];
         case FileAction::kDone:
@@ -224,7 +224,7 @@ void UploadDriver::SendBatch(CString const& path) {
     }
     m_task.BatchUploadingFiles(m_result);
     if (!IsThreaded()) {
-        Debug(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData"));
+        DebugLine(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData"));
     }
     if (m_result != kOk && m_result != kCancelled) {
         NoteWaitingFiles();
@@ -271,7 +271,7 @@ bool UploadDriver::LeaveBatch() {
             }
             CString const last = m_waitList.GetTail();
             if (!IsThreaded()) {
-                Debug(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData01"));
+                DebugLine(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData01"));
             }
             m_task.ClearAllCopyCacheFiles(m_waitList);
             m_joinedNames.Trim(_T(" |"));
@@ -295,12 +295,12 @@ bool UploadDriver::LeaveBatch() {
 }
 
 void UploadDriver::RecordCounts() const {
-    CString const text = FormatText(
+    CString const text = DictionaryFormat(
         _T("SuccessEmailScanFiles"), static_cast<__int64>(m_task.m_reportTotalCount),
         static_cast<__int64>(m_task.m_reportAddedCount), static_cast<__int64>(m_task.m_reportChangedCount),
         static_cast<__int64>(m_task.m_reportUploadedCount));
     RecordEvent(&m_task, text, EVENT_INFO);
-    Debug(text);
+    DebugLine(text);
 }
 
 }  // namespace rampart

@@ -59,7 +59,7 @@ unsigned int UploadingFileProc(void* data) {
         if (owned->m_isBatchJob != 0) {
             __int64 result = 0;
             task->BatchUploadingFiles(result);
-            rampart::Debug(_T("CBackupTask::ClearAllCopyCacheFiles()-UploadingFileProc"));
+            rampart::DebugLine(_T("CBackupTask::ClearAllCopyCacheFiles()-UploadingFileProc"));
             task->ClearAllCopyCacheFiles(owned->m_batchFileList);
         } else {
             rampart::SendOneFile(*owned);
