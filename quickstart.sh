@@ -72,7 +72,7 @@ say "Second backup: only what changed is sent"
 "$rampart" backup "$source_folder" --name sample --vault "$work/vault"
 
 say "The versions of one changed file"
-first=$(find "$source_folder" -type f -size +0 -print0 | sort -z | head -z -n 1 | tr -d '\0')
+IFS= read -r -d '' first < <(find "$source_folder" -type f -size +0 -print0 | sort -z)
 "$rampart" versions "$first" --vault "$work/vault"
 
 say "Both states come back"
