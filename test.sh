@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also the rooms of floors 0 to 3 under the sanitizers. Idempotent.
+# Builds and runs all tests natively. With --all also under the sanitizers. Idempotent.
 # Usage: ./test.sh [--all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -41,10 +41,8 @@ run_tests() {
 
 run_tests debug "native"
 if [ -n "$all" ]; then
-    rooms=(platform_test framework_test baselib_test filterlib_test progresslib_test snapcopylib_test progress_test
-        link_test eventlog_test paths_test)
-    run_tests asan "address and undefined-behaviour sanitizer" "${rooms[@]}" storage_test storage_vault_writer
-    run_tests tsan "thread sanitizer" "${rooms[@]}"
+    run_tests asan "address and undefined-behaviour sanitizer"
+    run_tests tsan "thread sanitizer"
 fi
 
 say "Counts"

@@ -65,6 +65,7 @@ std::string ProgressDisplay::LineOf(CBackupTask& task) const {
     __int64 sent = 0;
     __int64 total = 0;
     progress.GetProgressBarInfo(sent, total);
+    sent = progress.GetNowSent();
     TransferTotals totals;
     VaultAdmin::Transferred(totals);
     std::string line;

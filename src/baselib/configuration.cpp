@@ -1,5 +1,7 @@
 #include "baselib/configuration.h"
 
+#include <map>
+
 #include "baselib/immortal.h"
 #include "baselib/live_table.h"
 #include "baselib/shipped_files.h"

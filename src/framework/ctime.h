@@ -50,7 +50,7 @@ public:
     CTimeSpan operator-(CTime other) const { return CTimeSpan::Difference(m_seconds, other.m_seconds); }
     CTime& operator+=(CTimeSpan span) { return *this = *this + span; }
     CTime& operator-=(CTimeSpan span) { return *this = *this - span; }
-    auto operator<=>(const CTime&) const = default;
+    auto operator<=>(const CTime&) const = default;  // NOLINT(modernize-use-nullptr): not understood
 
 private:
     __int64 m_seconds = 0;

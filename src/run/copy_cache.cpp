@@ -111,6 +111,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         }
         if (!rampart::IsCancelled(m_pTaskPrg)) {
             error = rampart::kSkipped;
+            NoteSkippedEntry({source, GetLastErrorMsgEx(number), true});
             CString const text = rampart::DictionaryFormat(_T("LockFile"), source);
             rampart::RecordEvent(this, text, EVENT_WARNING);
             AddEmailWarningLog(m_taskName, text);

@@ -145,8 +145,7 @@ void SqliteConnection::Fail(int result) const {
         case SQLITE_NOTADB:
             throw StorageError(kVaultDamaged,
                                catalog + " is damaged: " + reason +
-                                   "; its packs are untouched; restore a snapshot of the catalog with "
-                                   "the vault's repair");
+                                   "; its packs are untouched; put a copy of its catalog.db back");
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
             throw StorageError(kConnectionFailed, catalog + " is kept busy by another process");

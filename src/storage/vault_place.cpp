@@ -106,13 +106,12 @@ void RequireCatalog(const VaultPlace& place) {
         throw StorageError(kVaultMissing, "there is no folder " + place.native);
     }
     if (status.IsRegularFile()) {
-        throw StorageError(kVaultMissing, place.native + " is a file, not the folder of a vault");
+        throw StorageError(kInvalidRequest, place.native + " is a file, not the folder of a vault");
     }
     if (platform::QueryStatus(place.Inside(kPacksName), status)) {
         throw StorageError(kVaultDamaged,
                            "the catalog of the vault at " + place.native +
-                               " is missing; its packs are untouched; restore a snapshot of the "
-                               "catalog with the vault's repair");
+                               " is missing; its packs are untouched; put a copy of its catalog.db back");
     }
     throw StorageError(kVaultMissing, place.native + " is not a vault");
 }

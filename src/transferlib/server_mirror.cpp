@@ -255,7 +255,7 @@ int ServerMirror::FindRecord(TextView path, bool withTreeBytes, MirrorRecord& fo
         if (walk.entry == MirrorFolder::kNoEntry) {
             found.path = _T("\\");
             found.record.isFolder = true;
-            found.record.subItemCount = target->Count();
+            found.record.subItemCount = walk.folder->Count();
         } else {
             found.path = CString(TextView(JoinName(walk.folder->Path(), walk.folder->Name(walk.entry))));
             walk.folder->Read(walk.entry, found.record);

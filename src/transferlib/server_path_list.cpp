@@ -115,7 +115,7 @@ int CServerPathList::GetSubList(CPtrList& out, CString path, int, int recursive,
     if (code == kOk) {
         for (auto& info : infos) {
             out.AddTail(info.get());
-            info.release();  // the list's from here on
+            static_cast<void>(info.release());  // the list's from here on
         }
     }
     return code;

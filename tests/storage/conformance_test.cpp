@@ -10,7 +10,8 @@ std::unique_ptr<StorageService> NewVault(const TempFolder& folder) {
     return OpenVault(folder.Native("vault"), options);
 }
 
-INSTANTIATE_TEST_SUITE_P(Embedded, ServiceConformance, testing::Values(ServiceFactory(NewVault)));
+INSTANTIATE_TEST_SUITE_P(Embedded, ServiceConformance, testing::Values(ServiceFactory(NewVault)),
+                         [](const auto&) { return "Vault"; });
 
 }  // namespace
 }  // namespace rampart::test

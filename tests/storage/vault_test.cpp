@@ -27,7 +27,7 @@ TEST_F(VaultTest, PlacesThatAreNoVaultAreNamed) {
     place.Write("lost/packs/0000000001.pack", "x");
     place.Write("begun/catalog.db", "");
     expect("missing", kVaultMissing, "there is no folder");
-    expect("file", kVaultMissing, "is a file");
+    expect("file", kInvalidRequest, "is a file");
     expect("empty", kVaultMissing, "is not a vault");
     expect("lost", kVaultDamaged, "its packs are untouched");
     expect("begun", kVaultMissing, "never finished");

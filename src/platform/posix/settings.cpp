@@ -4,6 +4,8 @@
 #include <sys/file.h>
 
 #include <filesystem>
+#include <functional>
+#include <map>
 
 #include "platform/posix/native.h"
 #include "platform/posix/standard_folders.h"
