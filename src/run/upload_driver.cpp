@@ -150,9 +150,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path) {
         m_result = kCancelled;
         return Loop::kAbort;
     }
-    if (IsThreaded()) {
-        m_task.SetSendCopyInfoToPrgbar(0);
-    }
+    m_task.SetSendCopyInfoToPrgbar(0);
     int const code = m_task.BackupPath(path, _T(""), 0, IsThreaded() ? 1 : 0);
     m_result = code;
     switch (ActionOf(code, IsThreaded())) {

@@ -354,7 +354,8 @@ TEST_F(ServiceCodes, OfAWorker) {
 
         EXPECT_TRUE(Events().empty());
         EXPECT_FALSE(IsStored("victim") || IsStored("after"));
-        EXPECT_TRUE(IsOnLedger("victim") && IsOnLedger("after"));
+        EXPECT_EQ(row.code != kCancelled, IsOnLedger("victim"));
+        EXPECT_EQ(row.code != kCancelled, IsOnLedger("after"));
         EXPECT_EQ(2, service->Calls("CommitFiles")) << "no second try";
         EXPECT_EQ(0, task.m_errorOccured + task.m_hadFileFailure + task.m_failedUploadCount);
         EXPECT_EQ(0, task.m_reportUploadedCount);
