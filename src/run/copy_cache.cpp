@@ -58,13 +58,26 @@ uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* p
 
 }  // namespace
 
+static CString CacheRoot() {
+    CString temp;
+    CPathManage::GetTempFolder(temp, 0, 1);
+    return temp;
+}
+
 // The cache file of a source path: below the temporary folder, in the server's shape.
-static CString CacheFileOf(CBackupTask& task, CString const& path) {
+static CString CacheFileOf(CBackupTask& task, CString const& path, CString const& root) {
     CString folder = task.GetTargetSvrFolder(path, 1);
     folder.TrimLeft(_T('\\'));
-    CString cacheFolder;
-    CPathManage::GetTempPathW(folder, cacheFolder, 0);
-    return cacheFolder + _T("\\") + rampart::LastElement(path);
+    return PathUtilities::Append(root, folder) + _T("\\") + rampart::LastElement(path);
+}
+
+static void DeleteCopyOf(CBackupTask& task, CString const& path, CString const& root) {
+    // A path outside the temporary folder is a source and is never deleted: only the copy made of it.
+    CString const cacheFile =
+        ApiFunctions::FindPathNoCase(path, root) != 0 ? CacheFileOf(task, path, root) : path;
+    if (ApiFunctions::FindPathNoCase(cacheFile, root) == 0 && KXFile::FileExists(cacheFile)) {
+        KXFolder::ForceDelFile(cacheFile);
+    }
 }
 
 int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error) {
@@ -179,21 +192,16 @@ void CBackupTask::ClearCopyTempList() {
 }
 
 void CBackupTask::DeleteCopyCacheFile(CString const& path) {
-    CString temp;
-    CPathManage::GetTempFolder(temp, 0, 1);
-    // A path outside the temporary folder is a source and is never deleted: only the copy made of it.
-    CString const cacheFile = ApiFunctions::FindPathNoCase(path, temp) != 0 ? CacheFileOf(*this, path) : path;
-    if (ApiFunctions::FindPathNoCase(cacheFile, temp) == 0 && KXFile::FileExists(cacheFile)) {
-        KXFolder::ForceDelFile(cacheFile);
-    }
+    DeleteCopyOf(*this, path, CacheRoot());
 }
 
 void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
     DebugLine(_T("CBackupTask::DeleteCopyCacheFile()-ClearAllCopyCacheFiles"));
     DebugLine(_T("ClearAllCopyCacheFiles-start"));
     rampart::Guarded(_T("Error:ClearAllCopyCacheFiles"), 0, [&] {
+        CString const root = CacheRoot();
         while (!paths.IsEmpty()) {
-            DeleteCopyCacheFile(paths.RemoveHead());
+            DeleteCopyOf(*this, paths.RemoveHead(), root);
         }
         return 1;
     });
@@ -201,9 +209,10 @@ void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
 }
 
 void CBackupTask::ClearCopyCacheFiles() {
+    CString const root = CacheRoot();
     for (CString path = GetHeadPathAndRemoveHeadFromUploadCachePathList(); !path.IsEmpty();
          path = GetHeadPathAndRemoveHeadFromUploadCachePathList()) {
-        CString const cacheFile = CacheFileOf(*this, path);
+        CString const cacheFile = CacheFileOf(*this, path, root);
         if (!IsSameFileLocal(path, cacheFile) && KXFile::FileExists(cacheFile)) {
             KXFolder::ForceDelFile(cacheFile);
         }
@@ -223,7 +232,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         NoteSkippedEntry({path, rampart::DictionaryText(_T("SourceVanished")), true});
         return bound;
     }
-    CString cacheFile = CacheFileOf(task, path);
+    CString cacheFile = CacheFileOf(task, path, CacheRoot());
     task.m_copyingFilePath = path;
     if (!IsSameFileLocal(path, cacheFile)) {
         if (KXFile::FileExists(cacheFile) && cacheFile.CompareNoCase(path) != 0 &&

@@ -24,6 +24,7 @@ namespace {
 
 constexpr int kMaxRetries = 20;
 constexpr int kSpaceRetryPasses = 3;
+constexpr __int64 kReadAtOnceBelow = 0x20000;
 
 int PercentDone(CTaskPrgClass& progress) {
     __int64 sent = 0;
@@ -43,7 +44,8 @@ void SetWorkingFile(CString const& file, CString const& serverFile) {
 int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, int fromCacheThread) {
     try {
         path.Trim();
-        bool const isFolder = KXFolder::IsDirectory(path) != 0;
+        CFileInfo const info(path);
+        bool const isFolder = info.m_isFolder != 0;
         if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
             DebugLine(_T("Task: backup path no exist-") + path);
             return rampart::kOk;
@@ -54,7 +56,7 @@ int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, in
         if (isFolder) {
             return BackupDir(path, serverFolder, recurse);
         }
-        if (!KXFile::FileExists(path)) {
+        if (info.m_exists == 0) {
             BackupDrive(path, serverFolder);
             return rampart::kOk;
         }
@@ -96,7 +98,8 @@ struct FileTry {
     __int64 savedSent = 0;  // the progress counters before the try, for a retry
     __int64 savedTotal = 0;
     __int64 startBytes = 0;
-    CString cachePath;  // where the transfer reads from
+    CString cachePath;       // where the transfer reads from
+    bool isRefused = false;  // nothing to read from: the code is the file's result, and has been reported
     CString ServerPath() const { return PathUtilities::Append(serverFolder, name); }
 };
 
@@ -196,13 +199,41 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
     return code;
 }
 
-static int SendFile(CBackupTask& task, FileTry const& file) {
+static BatchMode* BatchOf(CBackupTask const& task) {
     CTaskPrgClass* const progress = task.m_pTaskPrg;
-    BatchMode* const batch = progress != nullptr ? static_cast<BatchMode*>(progress->m_pBatch) : nullptr;
+    return progress != nullptr ? static_cast<BatchMode*>(progress->m_pBatch) : nullptr;
+}
+
+static int OfferToBatch(CBackupTask& task, BatchMode& batch, FileTry const& file) {
+    return batch.BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), task.m_pTaskPrg, 1,
+                                 task.m_batchFirstCall);
+}
+
+// A small file needs no copy on the disk: the batch reads it whole, and checks that it stayed the same
+// meanwhile, before it returns. 0 when the file has to be copied after all: locked, unreadable, changing or
+// grown.
+static int OfferSmallSource(CBackupTask& task, FileTry& file, __int64 size) {
+    BatchMode* const batch = BatchOf(task);
+    if (batch == nullptr || file.fromCacheThread != 0 || task.IsEmailBackup() ||
+        size >= std::min(kReadAtOnceBelow, ApiUtil::GetBatchTotalSize(0))) {
+        return rampart::kOk;
+    }
+    file.cachePath = file.path;
+    int const code = OfferToBatch(task, *batch, file);
+    return rampart::IsSourceFailure(code) ? rampart::kOk : code;
+}
+
+static int SendFile(CBackupTask& task, FileTry& file, __int64 size) {
+    if (int const code = OfferSmallSource(task, file, size)) {
+        return code;
+    }
+    if (int const code = ChooseReadPath(task, file)) {
+        file.isRefused = true;
+        return code;
+    }
+    BatchMode* const batch = BatchOf(task);
     if (batch != nullptr) {
-        int const code = batch->BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), progress,
-                                                1, task.m_batchFirstCall);
-        if (code != rampart::kOk) {
+        if (int const code = OfferToBatch(task, *batch, file)) {
             return code;
         }
     }
@@ -236,15 +267,12 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
             m_pTaskPrg->SetState(ProgressStateTransfer);
             m_pTaskPrg->SetFilePath(path);
         }
-        if (int const code = ChooseReadPath(*this, file)) {
-            return code;
-        }
         if (attempt == 0 && m_pTaskPrg != nullptr) {
             m_pTaskPrg->SetPercent(PercentDone(*m_pTaskPrg), _T(""));
         }
         file.startBytes = m_pTaskPrg != nullptr ? m_pTaskPrg->GetByteSend() : 0;
-        int const code = SendFile(*this, file);
-        if (code == rampart::kOk || code == rampart::kOnWorker) {
+        int const code = SendFile(*this, file, info.m_size);
+        if (code == rampart::kOk || code == rampart::kOnWorker || file.isRefused) {
             return code;
         }
         return AnswerUploadCode(code, path, file.serverFolder, attempt, fromCacheThread,

@@ -68,8 +68,9 @@ int UploadDriver::Run() {
 UploadDriver::Loop UploadDriver::TakeAll() {
     for (;;) {
         CString path;
+        bool isFolder = false;
         Next next = Next::kAbort;
-        if (!Stretch(_T(""), _T(""), _T("GetPathItemError"), [&] { next = TakePath(path); })) {
+        if (!Stretch(_T(""), _T(""), _T("GetPathItemError"), [&] { next = TakePath(path, isFolder); })) {
             return Loop::kAbort;
         }
         if (next == Next::kAgain) {
@@ -78,14 +79,14 @@ UploadDriver::Loop UploadDriver::TakeAll() {
         if (next != Next::kPath) {
             return next == Next::kLeave ? Loop::kLeave : Loop::kAbort;
         }
-        Loop const loop = SendPath(path);
+        Loop const loop = SendPath(path, !isFolder);
         if (loop != Loop::kGoOn) {
             return loop;
         }
     }
 }
 
-UploadDriver::Next UploadDriver::TakePath(CString& path) {
+UploadDriver::Next UploadDriver::TakePath(CString& path, bool& isFolder) {
     if (IsThreaded()) {
         Next const next = TakeQueuedPath(path);
         if (next != Next::kPath) {
@@ -97,7 +98,9 @@ UploadDriver::Next UploadDriver::TakePath(CString& path) {
         }
         path = m_paths->RemoveHead();
     }
-    if (!KXFolder::IsDirectory(path) && !KXFile::FileExists(path)) {
+    CFileInfo const info(path);
+    isFolder = info.m_isFolder != 0;
+    if (info.m_exists == 0) {
         if (IsThreaded()) {
             DebugLine(DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
         }
@@ -140,8 +143,7 @@ void UploadDriver::LookForPart(CString const& path) {
     }
 }
 
-UploadDriver::Loop UploadDriver::SendPath(CString& path) {
-    bool const isFile = !KXFolder::IsDirectory(path);
+UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
     CTaskPrgClass* const progress = Progress();
     if (progress != nullptr && isFile) {
         LookForPart(path);

@@ -24,9 +24,9 @@ private:
     enum class Next { kPath, kAgain, kLeave, kAbort };
     enum class Loop { kGoOn, kLeave, kAbort };
 
-    Next TakePath(CString& path);
+    Next TakePath(CString& path, bool& isFolder);
     Next TakeQueuedPath(CString& path);
-    Loop SendPath(CString& path);
+    Loop SendPath(CString& path, bool isFile);
     Loop EndOfFile(CString const& path, bool isFile);
     Loop EndUpload();  // the batch is dropped, the rest of the paths left
     Loop TakeAll();    // until there is nothing more to take

@@ -48,6 +48,11 @@ enum ServiceCode : int {
     kNameNotStorable = 1005,
 };
 
+// Whether the code says that a local file could not be read as it is.
+constexpr bool IsSourceFailure(int code) {
+    return code >= kSourceUnreadable && code <= kSourceNotAFile;
+}
+
 // A sentence in English for a code; never null, also for a code that the table lacks.
 const char* ServiceCodeText(int code);
 

@@ -11,22 +11,22 @@ namespace {
 
 constexpr size_t kMostBatchBytes = 8u << 20;
 constexpr size_t kMostBatchFiles = 512;
+// Files that a helper takes at once, since waking one costs as much as encoding a small file.
+constexpr size_t kMostGroupBytes = 128u << 10;
+constexpr size_t kMostGroupFiles = 16;
 
 // Reads a file into memory. `isTooBig` if it is to go alone.
 ServiceResult ReadBatchFile(ServiceConnection& connection, const CString& serverFolder, BatchFile& file,
                             bool& isTooBig) {
-    const CString path = ApiUtil::PathToFullPath(file.localPath);
     const int64_t limit = std::min<int64_t>(connection.Limits().batchBytes, kMostBatchBytes);
-    platform::FileStatus status;
-    isTooBig = platform::QueryStatus(path, status) && static_cast<int64_t>(status.size) >= limit;
-    if (isTooBig) {
-        return {};
-    }
-    UploadSource source(path);
-    if (const int code = ReadWholeSource(source, file.content)) {
+    UploadSource source(ApiUtil::PathToFullPath(file.localPath));
+    if (const int code = ReadWholeSource(source, file.content, limit)) {
         return {code, source.Message()};
     }
     isTooBig = source.Size() >= limit;
+    if (isTooBig) {
+        return {};
+    }
     file.commit = MakeFileCommit(connection.Mirror().OwnFolderPath(serverFolder), source);
     return CheckFileAllowed(connection, file.commit.name, file.commit.size);
 }
@@ -42,29 +42,44 @@ struct BatchMode::Impl {
     std::mutex mutex;                    // guards what follows
     Batch open;                          // grows
     Batch sealed;                        // full, and waits to be sent
+    Batch group;                         // the latest files of `open`, not given to the crew yet
     std::shared_ptr<BatchFile> dropped;  // one of those that a cancel dropped
 
     WorkCrew crew;  // ends before the files that its tasks use
 
     // False if the file opened the next batch.
     bool Queue(const std::shared_ptr<BatchFile>& file) {
-        bool fits = true;
-        {
-            std::lock_guard lock(mutex);
-            const size_t size = file->content.size();
-            fits = open.files.size() < kMostBatchFiles && open.bytes + size <= kMostBatchBytes;
-            if (!fits) {
-                sealed = std::exchange(open, {});
-            }
-            open.files.push_back(file);
-            open.bytes += size;
+        std::lock_guard lock(mutex);
+        const size_t size = file->content.size();
+        const bool fits = open.files.size() < kMostBatchFiles && open.bytes + size <= kMostBatchBytes;
+        if (!fits) {
+            GiveGroup();
+            sealed = std::exchange(open, {});
         }
-        crew.Give([file] { EncodeBatchFile(*file); });
+        for (Batch* batch : {&open, &group}) {
+            batch->files.push_back(file);
+            batch->bytes += size;
+        }
+        if (group.files.size() >= kMostGroupFiles || group.bytes >= kMostGroupBytes) {
+            GiveGroup();
+        }
         return fits;
+    }
+
+    // Under the lock.
+    void GiveGroup() {
+        if (!group.files.empty()) {
+            crew.Give([files = std::exchange(group, {}).files] {
+                for (const auto& file : files) {
+                    EncodeBatchFile(*file);
+                }
+            });
+        }
     }
 
     Batch Take(Batch& batch) {
         std::lock_guard lock(mutex);
+        GiveGroup();
         return std::exchange(batch, {});
     }
 
@@ -82,6 +97,7 @@ struct BatchMode::Impl {
             }
             *batch = {};
         }
+        group = {};
     }
 
     // Whether files were dropped, and by whose wish: the user's, or the run's own.

@@ -51,11 +51,14 @@ int UploadSource::CheckUnchanged() {
     return kOk;
 }
 
-int ReadWholeSource(UploadSource& source, std::string& content) {
+int ReadWholeSource(UploadSource& source, std::string& content, int64_t limit) {
     int code = kOk;
     for (int reads = 0; reads < kMostSourceReads; ++reads) {
         if ((code = source.Open()) != kOk) {
             return code;
+        }
+        if (source.Size() >= limit) {
+            return kOk;
         }
         content.resize(static_cast<size_t>(source.Size()));
         size_t read = 0;

@@ -36,8 +36,9 @@ private:
     std::string m_message;
 };
 
-// Reads a whole small file; a file that changes under the read is read again a few times.
-int ReadWholeSource(UploadSource& source, std::string& content);
+// Opens and reads a whole file below `limit` bytes; of a bigger one nothing is read, and `Size` tells. A file
+// that changes under the read is read again a few times.
+int ReadWholeSource(UploadSource& source, std::string& content, int64_t limit);
 
 // So often is a file read that changes while it is read, before it is given up.
 inline constexpr int kMostSourceReads = 3;
