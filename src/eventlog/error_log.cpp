@@ -158,8 +158,8 @@ int CErrorLog::LoadErrorList(CPtrList& out, CArchive& archive) {
         rampart::LogHeader header;
         archive >> header.marker >> header.count >> header.version;
         std::vector<ErrorInfo> records;
-        const bool complete =
-            rampart::ReadRecords(archive, header.count, rampart::LogForm::kCurrent, records);
+        const bool complete = rampart::ReadRecords(archive, header.count, rampart::LogForm::kCurrent, records,
+                                                   _T("Error:LoadErrorList"));
         const TaskNames names = PresentNames(records);
         for (ErrorInfo& record : records) {
             ApplyName(record, names);

@@ -10,6 +10,7 @@ namespace rampart {
 namespace {
 
 constexpr UINT kReadFlags = CFile::modeRead | CFile::shareDenyNone;
+constexpr TextView kReadLine = _T("Error:ReadEventLog");
 constexpr int kLockTries = 400;
 constexpr DWORD kLockStepMs = 5;
 
@@ -50,7 +51,7 @@ bool ReadFile(CString const& path, Reader&& reader) {
     try {
         reader(archive);
     } catch (CArchiveException const&) {
-        ReportCurrentException(_T("Error:ReadEventLog"));
+        ReportCurrentException(kReadLine);
     }
     return true;
 }
@@ -91,7 +92,8 @@ CString EventLogPath() {
     return PathUtilities::Append(folder, _T("errlog.txt"));
 }
 
-bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<ErrorInfo>& records) {
+bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<ErrorInfo>& records,
+                 TextView line) {
     try {
         for (__int64 index = 0; index < count; ++index) {
             ErrorInfo record;
@@ -104,7 +106,7 @@ bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<Err
             records.push_back(std::move(record));
         }
     } catch (CArchiveException const&) {
-        ReportCurrentException(_T("Error:ReadEventLog"));
+        ReportCurrentException(line);
         return false;
     }
     return true;
@@ -113,7 +115,7 @@ bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<Err
 bool ReadLog(CString const& path, LogContent& content) {
     return ReadFile(path, [&](CArchive& archive) {
         ReadHeader(archive, content);
-        ReadRecords(archive, content.header.count, content.form, content.records);
+        ReadRecords(archive, content.header.count, content.form, content.records, kReadLine);
     });
 }
 

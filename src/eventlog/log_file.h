@@ -33,8 +33,9 @@ struct LogContent {
 CString EventLogPath();
 
 // Records of an archive that stands behind the count, up to `count` or to the end of the stream; true if all
-// were there.
-bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<ErrorInfo>& records);
+// were there, otherwise the end is logged as `line`.
+bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<ErrorInfo>& records,
+                 TextView line);
 
 // All that can be read of the file. False if there is no file or it cannot be opened. Failures of the file
 // pass through as exceptions.

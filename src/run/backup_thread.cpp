@@ -156,15 +156,15 @@ bool FullRun::MakeTargetFolder() {
                                                    m_task.m_taskName, &m_result);
         });
     };
-    if (!make()) {
-        if (m_result == rampart::kSecondFactorNeeded) {
-            return false;
-        }
-        if (m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
-            rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) + m_task.m_serverFilePath +
-                                          _T(": ") + ApiUtil::GetQuilString(m_result));
-            return false;
-        }
+    bool const isMade = make() != 0;
+    // Not among the codes that CreateSrvFolder takes for a failure; the run ends without a word.
+    if (m_result == rampart::kSecondFactorNeeded) {
+        return false;
+    }
+    if (!isMade && m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
+        rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) + m_task.m_serverFilePath +
+                                      _T(": ") + ApiUtil::GetQuilString(m_result));
+        return false;
     }
     m_result = rampart::kOk;
     return true;

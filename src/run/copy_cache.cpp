@@ -122,6 +122,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         return 0;
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error: CopyBackupFile"));
+        error = rampart::kUnexpected;  // so that the file counts as left out, and no part of it is sent
         return 0;
     }
 }

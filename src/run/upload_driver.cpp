@@ -152,9 +152,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
         m_result = kCancelled;
         return Loop::kAbort;
     }
-    if (IsThreaded()) {
-        m_task.SetSendCopyInfoToPrgbar(0);
-    }
+    m_task.SetSendCopyInfoToPrgbar(0);
     int const code = m_task.BackupPath(path, _T(""), 0, IsThreaded() ? 1 : 0);
     m_result = code;
     switch (ActionOf(code, IsThreaded())) {
@@ -162,6 +160,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
             return Loop::kGoOn;
         case FileAction::kLimitWorkers:
             m_limit = kReducedWorkers;
+            NoteSkippedEntry({path, ApiUtil::GetQuilString(code), true});
             return Loop::kGoOn;
         case FileAction::kSkip:
             m_task.m_hadFileFailure = 1;
@@ -199,15 +198,16 @@ UploadDriver::Loop UploadDriver::EndOfFile(CString const& path, bool isFile) {
         m_task.m_errorOccured = 1;
         __int64 code = 0;
         if (m_task.GetUserHaveSpace(code) < 1) {
-            m_task.m_pBatchMode->CancelMe();
-            return Loop::kLeave;
+            return EndUpload();
         }
     }
-    if (EndsUpload(m_result, IsThreaded())) {
-        m_task.m_pBatchMode->CancelMe();
-        return Loop::kLeave;
-    }
-    return Loop::kGoOn;
+    return EndsUpload(m_result, IsThreaded()) ? EndUpload() : Loop::kGoOn;
+}
+
+UploadDriver::Loop UploadDriver::EndUpload() {
+    m_endedBy = m_result;
+    m_task.m_pBatchMode->CancelMe();
+    return Loop::kLeave;
 }
 
 void UploadDriver::NoteWaitingFiles() const {
@@ -231,6 +231,9 @@ void UploadDriver::SendBatch(CString const& path) {
     if (m_result != kOk && m_result != kCancelled) {
         NoteWaitingFiles();
     }
+    CStringList sent(10);
+    sent.AddTail(&m_waitList);
+    __int64 const batchCode = m_result;
     m_task.ClearAllCopyCacheFiles(m_waitList);
     if (m_result == kOk) {
         // Read after the list was emptied: a batch in the middle of a run adds nothing to the report's count.
@@ -245,6 +248,8 @@ void UploadDriver::SendBatch(CString const& path) {
             m_task.LogUploadFileResultInfo(m_result, m_task.GetTargetSvrFolder(path, 1), _T(""), 0);
         }
     }
+    // Otherwise the list of files in transfer would grow with every batch of the run.
+    m_task.SetBacthUploadedFilesState(sent, batchCode);
     m_waitList.RemoveAll();
     m_joinedNames.Empty();
 }
@@ -263,6 +268,11 @@ bool UploadDriver::LeaveBatch() {
         NoteWaitingFiles();
         return false;
     }
+    if (m_endedBy != kOk && (m_result == kOk || m_result == kBatchAborted)) {
+        // The batch was dropped because of this code: it is the one to tell, and a run that left out the rest
+        // of its files has not ended well.
+        m_result = m_endedBy;
+    }
     Stretch(_T("04"), _T("02"), _T("UpdateBackupInfoLogError"), [&] {
         if (!m_waitList.IsEmpty()) {
             if (m_result == kOk) {
@@ -271,6 +281,7 @@ bool UploadDriver::LeaveBatch() {
             } else if (m_result != kCancelled) {
                 NoteWaitingFiles();
             }
+            m_task.SetBacthUploadedFilesState(m_waitList, m_result);
             CString const last = m_waitList.GetTail();
             if (!IsThreaded()) {
                 DebugLine(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData01"));

@@ -28,7 +28,8 @@ private:
     Next TakeQueuedPath(CString& path);
     Loop SendPath(CString& path, bool isFile);
     Loop EndOfFile(CString const& path, bool isFile);
-    Loop TakeAll();  // until there is nothing more to take
+    Loop EndUpload();  // the batch is dropped, the rest of the paths left
+    Loop TakeAll();    // until there is nothing more to take
     void LookForPart(CString const& path);
     void SendBatch(CString const& path);
     bool LeaveBatch();              // false: the run of the driver ends with 0
@@ -48,6 +49,7 @@ private:
     CString m_topFolder;
     __int64& m_result;
     int m_limit = 0;             // workers allowed, on the threaded road
+    __int64 m_endedBy = 0;       // code that ended the upload before its last path
     CStringList m_waitList{10};  // files that the open batch holds
     CString m_joinedNames;
 };

@@ -8,6 +8,7 @@
 #include "paths/path_manage.h"
 #include "progress/task_prg.h"
 #include "run/run_state.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 namespace rampart {
@@ -34,7 +35,7 @@ void SendOneFile(UploadProcData& data) {
     int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, _T(""), _T(""), message,
                                          progress, 0, 1, 1, 0, 0);
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
-    if (code != 0) {
+    if (code != kOk && code != kCancelled) {
         CString const path = data.m_sourcePath.IsEmpty() ? data.m_cachePath : data.m_sourcePath;
         NoteSkippedEntry({path, ApiUtil::GetQuilString(code), true});
     }

@@ -5,6 +5,7 @@
 #include "eventlog/error_log.h"
 #include "paths/path_manage.h"
 #include "support/engine_stand_in.h"
+#include "support/hex_bytes.h"
 #include "support/scripted_clock.h"
 #include "support/service_stand_in.h"
 #include "support/temp_home.h"
@@ -74,6 +75,17 @@ protected:
         return events;
     }
 
+    std::string Bytes() {
+        KXFile file(m_path, CFile::modeRead | CFile::shareDenyNone);
+        std::string bytes(static_cast<size_t>(file.GetLength()), '\0');
+        file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
+        return bytes;
+    }
+    void WriteBytes(std::string const& bytes) {
+        KXFile file(m_path, CFile::modeCreate | CFile::modeWrite);
+        file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
+    }
+
     void WriteOldFile(std::vector<CString> const& messages) {
         KXFile file(m_path, CFile::modeCreate | CFile::modeWrite);
         CArchive archive(&file, CArchive::store);
@@ -109,6 +121,44 @@ TEST_F(EventLog, FirstEventMakesTheFile) {
     ASSERT_EQ(m_log.GetErrorList(list), 1);
     EXPECT_EQ(static_cast<ErrorInfo*>(list.GetHead())->m_strTime, _T("03/05/2024 17:08:09"));
     m_log.ClearErrorList(list);
+}
+
+TEST_F(EventLog, FileToTheByte) {
+    ScriptedClock clock(Utc(2024, 3, 5, 17, 8, 9), 3600);
+    CBackupTask task;
+    task.m_taskName = _T("Täg");
+    task.m_taskID = 0x01020304;
+    ASSERT_EQ(m_log.RecordError(&task, _T("gone"), EVENT_ERROR), 1);
+    ASSERT_EQ(m_log.RecordError(&task, CString(), EVENT_INFO), 1);
+    const std::string header =
+        // marker -900, two records, version 4.5
+        "7C FC FF FF FF FF FF FF  02 00 00 00 00 00 00 00  00 00 90 40";
+    const std::string nameAndId = "FF FE FF 03 54 00 E4 00 67 00  04 03 02 01";
+    const std::string time =
+        "FF FE FF 13 30 00 33 00 2F 00 30 00 35 00 2F 00 32 00 30 00 32 00 34 00 20 00"
+        "31 00 37 00 3A 00 30 00 38 00 3A 00 30 00 39 00";
+    EXPECT_EQ(ToHex(FromHex(header + nameAndId + time + "FF FE FF 04 67 00 6F 00 6E 00 65 00  02 00 00 00" +
+                            nameAndId + time + "FF FE FF 00  00 00 00 00")),
+              ToHex(Bytes()));
+}
+
+// A file of another version keeps its number; the old form gets a header, and its records a type.
+TEST_F(EventLog, WrittenFilesAreReadToTheByte) {
+    ScriptedClock clock(Utc(2024, 3, 5, 17, 8, 9), 0);
+    const std::string record = "FF FE FF 01 41 00  07 00 00 00  FF FE FF 01 31 00  FF FE FF 01 6D 00";
+    WriteBytes(
+        FromHex("7C FC FF FF FF FF FF FF  01 00 00 00 00 00 00 00  00 00 80 40" + record + "01 00 00 00"));
+    EXPECT_EQ(Shown(), (std::vector<Event>{{_T("A"), 7, _T("m"), EVENT_WARNING}}));
+    Record(1);
+    EXPECT_EQ(Bytes().substr(0, 20),
+              FromHex("7C FC FF FF FF FF FF FF  02 00 00 00 00 00 00 00  00 00 80 40"));
+
+    WriteBytes(FromHex("01 00 00 00 00 00 00 00" + record));
+    CMemFile memory;
+    CArchive out(&memory, CArchive::store);
+    ASSERT_EQ(m_log.StoreErrorList(out), 1);
+    EXPECT_EQ(ToHex(Bytes()), ToHex(FromHex("7C FC FF FF FF FF FF FF  01 00 00 00 00 00 00 00  00 00 90 40" +
+                                            record + "02 00 00 00")));
 }
 
 TEST_F(EventLog, NewestEventIsShownFirst) {

@@ -2,6 +2,7 @@
 
 #include "progress/progress_bar.h"
 #include "support/engine_stand_in.h"
+#include "support/hex_bytes.h"
 #include "support/service_stand_in.h"
 #include "support/temp_tree.h"
 
@@ -21,6 +22,12 @@ public:
     }
     ULONGLONG Length() const { return m_memory.GetLength(); }
     CMemFile& File() { return m_memory; }
+    std::string Bytes() {
+        std::string bytes(static_cast<size_t>(m_memory.GetLength()), '\0');
+        m_memory.SeekToBegin();
+        m_memory.Read(bytes.data(), static_cast<UINT>(bytes.size()));
+        return bytes;
+    }
 
 private:
     CMemFile m_memory;
@@ -43,45 +50,54 @@ StoredItem ReadItem(CArchive& archive) {
     return item;
 }
 
-TEST(ArchiveForm, ItemsCarryTheirFolder) {
+TEST(ArchiveForm, ItemsToTheByte) {
     TaskItemInfo first;
     first.m_id = 3;
-    first.m_strPath = _T("C:\\folder\\a.txt");
-    first.m_nSize = 10;
+    first.m_strPath = _T("C:\\dir\\ä.txt");
+    first.m_nSize = 0x0102030405060708;
     first.m_nDone = 5;
-    first.m_nSeconds = 2;
+    first.m_nSeconds = -2;
     first.m_nRate = 4;
     first.m_nStatus = TaskItemInTransfer;
     TaskItemInfo second;
     second.m_strPath = _T("bare");
+    second.m_nStatus = TaskItemFailed;
+    TaskItemInfo sibling;
+    sibling.m_id = 1;
+    sibling.m_strPath = _T("C:\\dir\\b");
     CPtrList items;
-    items.AddTail(&first);
-    items.AddTail(&second);
+    for (TaskItemInfo* item : {&first, &second, &sibling}) {
+        items.AddTail(item);
+    }
     CPrgAttachment observer;
     Stored stored([&](CArchive& archive) { observer.StoreItems(items, archive); });
-    CArchive in(&stored.File(), CArchive::load);
-    __int64 count = 0;
-    in >> count;
-    EXPECT_EQ(count, 2);
-    const StoredItem item = ReadItem(in);
-    EXPECT_EQ(item.id, 3);
-    EXPECT_EQ(item.folder, _T("C:\\folder"));
-    EXPECT_EQ(item.name, _T("a.txt"));
-    EXPECT_EQ(item.size, 10);
-    EXPECT_EQ(item.done, 5);
-    EXPECT_EQ(item.seconds, 2);
-    EXPECT_EQ(item.rate, 4);
-    EXPECT_EQ(item.status, 1);
-    EXPECT_EQ(ReadItem(in).name, _T("bare"));
-    BYTE more = 0;
-    EXPECT_EQ(in.Read(&more, 1), 0U);
+    EXPECT_EQ(ToHex(FromHex("03 00 00 00 00 00 00 00"
+                            // number, tag, folder, name
+                            "03 00 00 00 00 00 00 00  FF FE FF 02 3A 00 50 00"
+                            "FF FE FF 06 43 00 3A 00 5C 00 64 00 69 00 72 00"
+                            "FF FE FF 05 E4 00 2E 00 74 00 78 00 74 00"
+                            // size, done, seconds, rate, status
+                            "08 07 06 05 04 03 02 01  05 00 00 00 00 00 00 00"
+                            "FE FF FF FF FF FF FF FF  04 00 00 00 00 00 00 00  01 00 00 00"
+                            // without a parent folder: an empty tag, and the name follows
+                            "00 00 00 00 00 00 00 00  FF FE FF 00  FF FE FF 04 62 00 61 00 72 00 65 00"
+                            "00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00"
+                            "00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  03 00 00 00"
+                            // each item carries its folder, also one beside the item before
+                            "01 00 00 00 00 00 00 00  FF FE FF 02 3A 00 50 00"
+                            "FF FE FF 06 43 00 3A 00 5C 00 64 00 69 00 72 00  FF FE FF 01 62 00"
+                            "00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00"
+                            "00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  00 00 00 00")),
+              ToHex(stored.Bytes()));
 }
 
 TEST(ArchiveForm, EmptyListAndNullSnapshotAreShort) {
     CPrgAttachment observer;
     CPtrList items;
-    EXPECT_EQ(Stored([&](CArchive& archive) { observer.StoreItems(items, archive); }).Length(), 8U);
-    EXPECT_EQ(Stored([&](CArchive& archive) { observer.StoreProgressInfo(archive); }).Length(), 4U);
+    EXPECT_EQ(Stored([&](CArchive& archive) { observer.StoreItems(items, archive); }).Bytes(),
+              std::string(8, '\0'));
+    EXPECT_EQ(Stored([&](CArchive& archive) { observer.StoreProgressInfo(archive); }).Bytes(),
+              std::string(4, '\0'));
 }
 
 TEST(ArchiveForm, StopAndNullItemEndTheLoop) {
@@ -102,18 +118,18 @@ TEST(ArchiveForm, StopAndNullItemEndTheLoop) {
     EXPECT_EQ(length(one), 8U);
 }
 
-TEST(ArchiveForm, SnapshotComesInTheOrderOfItsFields) {
+TEST(ArchiveForm, SnapshotToTheByte) {
     CString file = _T("C:\\a");
     ProgresInfo info;
-    info.m_nPercent = 1;
-    info.m_nNowSent = 2;
+    info.m_nPercent = 99;
+    info.m_nNowSent = 0x0102030405060708;
     info.m_nSpeed = 3;
     info.m_nAveSpeed = 4;
-    info.m_nRemSec = 5;
+    info.m_nRemSec = -1;
     info.m_nLastPercent = 6;
     info.m_nBeginCount = 7;
     info.m_nLastCount = 8;
-    info.m_nMillsecs = 9;
+    info.m_nMillsecs = 0x01020304;
     info.m_nBarDone = 10;
     info.m_nBarTotal = 11;
     info.m_nByteSend = 12;
@@ -121,32 +137,12 @@ TEST(ArchiveForm, SnapshotComesInTheOrderOfItsFields) {
     info.m_nState = ProgressStateSearching;
     CPrgAttachment observer;
     Stored stored([&](CArchive& archive) { observer.StoreProgressInfoEx(archive, &info); });
-    CArchive in(&stored.File(), CArchive::load);
-    const auto number = [&] {
-        int32_t value = 0;
-        in >> value;
-        return value;
-    };
-    const auto wide = [&] {
-        __int64 value = 0;
-        in >> value;
-        return value;
-    };
-    EXPECT_EQ(number(), 1);
-    EXPECT_EQ(number(), 1);
-    EXPECT_EQ(wide(), 2);
-    for (int32_t expected = 3; expected <= 9; ++expected) {
-        EXPECT_EQ(number(), expected);
-    }
-    for (__int64 expected = 10; expected <= 12; ++expected) {
-        EXPECT_EQ(wide(), expected);
-    }
-    CString text;
-    in >> text;
-    EXPECT_EQ(text, file);
-    in >> text;
-    EXPECT_TRUE(text.IsEmpty());
-    EXPECT_EQ(number(), 4);
+    EXPECT_EQ(ToHex(FromHex("01 00 00 00  63 00 00 00  08 07 06 05 04 03 02 01"
+                            "03 00 00 00  04 00 00 00  FF FF FF FF  06 00 00 00"
+                            "07 00 00 00  08 00 00 00  04 03 02 01"
+                            "0A 00 00 00 00 00 00 00  0B 00 00 00 00 00 00 00  0C 00 00 00 00 00 00 00"
+                            "FF FE FF 04 43 00 3A 00 5C 00 61 00  FF FE FF 00  04 00 00 00")),
+              ToHex(stored.Bytes()));
 }
 
 TEST(ArchiveForm, BarStoresItsItemsInTransferAndItsWholeList) {

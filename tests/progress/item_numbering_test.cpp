@@ -42,7 +42,7 @@ TEST(ItemNumbers, CopyKeepsTheNumberOfItsMoment) {
 
 class ItemIndexTest : public testing::Test {
 protected:
-    void Add(LPCTSTR path) {
+    void Add(CString const& path) {
         auto item = std::make_unique<TaskItemInfo>();
         item->m_strPath = path;
         m_index.Append(std::move(item));
@@ -65,6 +65,30 @@ TEST_F(ItemIndexTest, SearchBeginsAtThePresentItemAndWraps) {
 
     EXPECT_EQ(m_index.Take(m_items.FindIndex(2))->m_id, 2);
     EXPECT_EQ(NumberAt(m_index.Find(_T("c:\\same"), second)), 0);
+}
+
+// With a walk of the later items for each removal this would take a day.
+TEST_F(ItemIndexTest, ItemsOfAMillionLeaveOneByOneAndTheRestStaysDense) {
+    constexpr int kItems = 1000000;
+    constexpr int kLeaving = 10;  // every tenth leaves
+    const auto path = [](int number) {
+        return CString::FromUtf8("C:\\folder\\file " + std::to_string(number));
+    };
+    for (int number = 0; number < kItems; ++number) {
+        Add(path(number));
+    }
+    POSITION present = m_items.GetHeadPosition();
+    for (int number = 0; number < kItems; number += kLeaving) {
+        const POSITION found = m_index.Find(path(number), present);
+        ASSERT_NE(found, nullptr);
+        ASSERT_EQ(NumberAt(found), number - number / kLeaving);
+        present = found;
+        m_items.GetNext(present);
+        m_index.Take(found);
+    }
+    EXPECT_EQ(m_items.GetCount(), kItems - kItems / kLeaving);
+    EXPECT_EQ(NumberAt(m_items.GetHeadPosition()), 0);
+    EXPECT_EQ(NumberAt(m_items.GetTailPosition()), m_items.GetCount() - 1);
 }
 
 TEST_F(ItemIndexTest, EmptiedListNumbersAnew) {

@@ -1,0 +1,159 @@
+// A cancel and a pause at each stage of a run: the run ends or waits there, and what follows sends the rest.
+#include "eventlog/error_log.h"
+#include "progress/task_prg.h"
+#include "storage/embedded_service.h"
+#include "support/engine_fixture.h"
+#include "support/scripted_service.h"
+#include "transferlib/service_connection.h"
+
+namespace rampart::test {
+
+namespace {
+
+struct Stage {
+    char const* name;
+    char const* operation;  // of the service, at which the run is stopped
+    int call;               // at which of its calls, from 1
+    int smallFiles;
+    bool threads;  // with a copy thread
+    bool workers;  // files that go alone have workers
+};
+
+constexpr int kFew = 5;
+constexpr int kMoreThanABatch = 520;
+
+// Two files of 2 MB go alone; then come the small ones.
+constexpr Stage kStages[] = {
+    {"scan", "ListFolder", 1, kFew, false, false},
+    {"account", "Space", 1, kFew, false, false},
+    {"folder", "CreateFolder", 1, kFew, false, false},
+    {"file alone", "PutChunks", 1, kFew, false, false},
+    {"commit beside copies", "CommitFiles", 1, kFew, true, false},
+    {"worker", "PutChunks", 1, kFew, true, true},
+    {"batch", "CommitFiles", 3, kMoreThanABatch, false, false},
+    {"batch beside copies", "CommitFiles", 3, kMoreThanABatch, true, false},
+    {"leave", "CommitFiles", 3, kFew, false, false},
+    {"leave beside copies", "CommitFiles", 3, kFew, true, false},
+};
+
+class StoppedRun : public EngineTest {
+protected:
+    CBackupTask& NewTask(Stage const& stage) {
+        // Contents of its own, so that each run has chunks to send.
+        std::string const number = std::to_string(++m_number);
+        m_tree = std::make_unique<TempFolder>();
+        m_tree->Write("d/big1", std::string(2 << 20, '1') + number);
+        m_tree->Write("d/big2", std::string(2 << 20, '2') + number);
+        for (int i = 0; i < stage.smallFiles; ++i) {
+            m_tree->Write("d/" + std::to_string(i), "small " + std::to_string(i) + " of " + number);
+        }
+        std::unique_ptr<EmbeddedService> opened;
+        EXPECT_TRUE(EmbeddedService::Open(vaultFolder.Native("vault"), {}, opened).Ok());
+        service = std::make_shared<ScriptedService>(std::shared_ptr<StorageService>(std::move(opened)));
+        EXPECT_TRUE(service->SetSetting("ParallelTransfer", stage.workers ? "1" : "0").Ok());
+        SetStorageService(service);
+        EXPECT_TRUE(DictUtil::SetConfigString(_T("Options"), _T("SupportCopyThread"),
+                                              stage.threads ? _T("1") : _T("0")));
+        DictUtil::Refresh();
+        CErrorLog().RemoveAllLogs();
+        CBackupTask& task = MakeTask("t" + std::to_string(m_number), {m_tree->Native("d")});
+        if (std::string_view(stage.operation) == "CreateFolder") {
+            task.m_serverFilePath += _T(" elsewhere");  // away from the folder that was made with the task
+        }
+        return task;
+    }
+
+    // Runs `action` within the stage's call, once.
+    void At(Stage const& stage, std::function<void()> action) {
+        auto calls = std::make_shared<std::atomic<int>>(0);
+        service->Before(stage.operation, [calls, stage, action = std::move(action)] {
+            if (++*calls == stage.call) {
+                action();
+            }
+        });
+    }
+
+    void ExpectAllStored(CBackupTask& task) {
+        EXPECT_EQ(ReadTree(m_tree->Path()), Restored(task.m_serverFilePath));
+    }
+
+    std::unique_ptr<TempFolder> m_tree;
+    std::shared_ptr<ScriptedService> service;
+    int m_number = 0;
+};
+
+}  // namespace
+
+TEST_F(StoppedRun, ACancelEndsItAtAnyStageAndTheNextRunSendsTheRest) {
+    for (Stage const& stage : kStages) {
+        SCOPED_TRACE(stage.name);
+        CBackupTask& task = NewTask(stage);
+        At(stage, [&] { task.m_pTaskPrg->CancelMe(); });
+        EXPECT_EQ(TaskStateCanceled, Run(task));
+        EXPECT_EQ(0, task.m_errorOccured);
+        EXPECT_EQ(0, task.GetRunningUploadCount());
+        EXPECT_TRUE(skipped.empty()) << "a cancel leaves nothing out by itself";
+
+        EXPECT_EQ(TaskStateFinished, Run(task));
+        ExpectAllStored(task);
+    }
+}
+
+TEST_F(StoppedRun, APauseHoldsItAtAnyStageAndItGoesOnFromThere) {
+    for (Stage const& stage : kStages) {
+        SCOPED_TRACE(stage.name);
+        CBackupTask& task = NewTask(stage);
+        std::atomic<bool> reached{false};
+        std::atomic<bool> paused{false};
+        At(stage, [&] {
+            reached = true;
+            while (!paused) {
+                platform::SleepMilliseconds(1);
+            }
+        });
+        ASSERT_EQ(1, task.StartBackupByUser(0));
+        while (!reached) {
+            platform::SleepMilliseconds(1);
+        }
+        task.m_pTaskPrg->Pause(task.m_taskName);
+        paused = true;
+        platform::SleepMilliseconds(100);  // the call that was under way ends
+        __int64 const sent = FilesSent();
+        platform::SleepMilliseconds(100);
+        EXPECT_EQ(sent, FilesSent());
+        EXPECT_EQ(TaskStateRunning, task.m_state);
+
+        task.m_pTaskPrg->Resume(task.m_taskName);
+        WaitForEnd(task);
+        EXPECT_EQ(TaskStateFinished, task.m_state);
+        ExpectAllStored(task);
+    }
+}
+
+// A run that is paused hears a cancel all the same.
+TEST_F(StoppedRun, ACancelEndsAPausedRun) {
+    Stage const stage{"batch", "CommitFiles", 3, kMoreThanABatch, true, false};
+    CBackupTask& task = NewTask(stage);
+    std::atomic<bool> reached{false};
+    std::atomic<bool> paused{false};
+    At(stage, [&] {
+        reached = true;
+        while (!paused) {
+            platform::SleepMilliseconds(1);
+        }
+    });
+    ASSERT_EQ(1, task.StartBackupByUser(0));
+    while (!reached) {
+        platform::SleepMilliseconds(1);
+    }
+    task.m_pTaskPrg->Pause(task.m_taskName);
+    paused = true;
+    task.m_pTaskPrg->CancelMe();
+    WaitForEnd(task);
+    EXPECT_EQ(TaskStateCanceled, task.m_state);
+    EXPECT_EQ(0, task.m_pTaskPrg->IsPaused());
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    ExpectAllStored(task);
+}
+
+}  // namespace rampart::test

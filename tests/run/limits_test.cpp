@@ -1,0 +1,241 @@
+// What is to be stored against the room of the account, and the questions that are asked about it.
+#include "eventlog/error_log.h"
+#include "paths/global_function.h"
+#include "progress/task_prg.h"
+#include "storage/embedded_service.h"
+#include "support/engine_fixture.h"
+#include "support/scripted_service.h"
+#include "transferlib/service_connection.h"
+
+namespace rampart::test {
+
+namespace {
+
+constexpr __int64 kMegabyte = 0x100000;
+
+// An account of which the test says what it holds and may hold.
+class RoomService : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    ServiceResult Space(AccountSpace& space) override {
+        AccountSpace ignored;
+        ServiceResult result = ScriptedService::Space(ignored);
+        if (result.Ok()) {
+            space = {100, 50, 150 + free};
+        }
+        return result;
+    }
+    SessionInfo Session() override {
+        SessionInfo session = ScriptedService::Session();
+        session.maySubscribe = maySubscribe;
+        session.paid = paid;
+        return session;
+    }
+
+    __int64 free = 0;
+    bool maySubscribe = false;
+    bool paid = true;
+};
+
+struct Question {
+    CString text;
+    unsigned int style;
+    unsigned long seconds;
+    bool operator==(Question const&) const = default;
+};
+
+void PrintTo(Question const& question, std::ostream* out) {
+    *out << question.text.ToUtf8() << " (" << question.style << ", " << question.seconds << " s)";
+}
+
+class Limits : public EngineTest {
+protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        std::unique_ptr<EmbeddedService> opened;
+        ASSERT_TRUE(EmbeddedService::Open(vaultFolder.Native("vault"), {}, opened).Ok());
+        service = std::make_shared<RoomService>(std::shared_ptr<StorageService>(std::move(opened)));
+        SetStorageService(service);
+        TempTree const tree({{"d/f", "x"}});
+        m_task = &MakeTask("t", {tree.Native("d")});
+        CErrorLog().RemoveAllLogs();
+        s_asked.clear();
+        s_answer = 0;
+        SetMsgBoxProc([](TCHAR const* text, unsigned int style, unsigned long seconds, int) {
+            s_asked.push_back({text, style, seconds});
+            return s_answer;
+        });
+    }
+    void TearDown() override {
+        m_spaceAlertAllowed = 1;
+        m_spaceAlertNoteOnly = 0;
+        EngineTest::TearDown();
+    }
+
+    static CString Words(TCHAR const* key) { return DictUtil::GetValue(key, _T("")); }
+
+    __int64 CheckAccount(__int64 need) {
+        m_task->m_errorOccured = 0;
+        __int64 code = -7;
+        m_task->CheckAccountSpace(need, code);
+        return code;
+    }
+
+    // The texts of the errors since the last call.
+    static std::vector<CString> Errors() {
+        std::vector<CString> texts;
+        CErrorLog log;
+        CPtrList list;
+        log.GetErrorList(list);
+        for (void* entry : list) {
+            if (static_cast<ErrorInfo*>(entry)->m_nType == EVENT_ERROR) {
+                texts.push_back(static_cast<ErrorInfo*>(entry)->m_strMessage);
+            }
+        }
+        log.ClearErrorList(list);
+        log.RemoveAllLogs();
+        return texts;
+    }
+
+    static std::vector<Question> Asked() { return std::exchange(s_asked, {}); }
+
+    std::shared_ptr<RoomService> service;
+    CBackupTask* m_task = nullptr;
+    static inline std::vector<Question> s_asked;
+    static inline int s_answer = 0;
+};
+
+constexpr unsigned int kYesNo = 4;
+constexpr int kYes = 6;
+constexpr int kRetry = 4;
+
+}  // namespace
+
+TEST_F(Limits, RoomForOneByteMoreIsEnough) {
+    service->free = 1001;
+    EXPECT_EQ(0, CheckAccount(1000));
+    EXPECT_TRUE(Asked().empty());
+    __int64 code = -1;
+    EXPECT_EQ(1001, m_task->GetUserHaveSpace(code));
+    EXPECT_EQ(0, code);
+}
+
+TEST_F(Limits, WithTooLittleRoomTheUserMayGoOn) {
+    service->free = 3 * kMegabyte - 1;
+    CString text;
+    text.Format(Words(_T("IDS_NEEDMOREBUYSPACE")), _T("t"), int64_t{3}, int64_t{2});
+    EXPECT_EQ(0, CheckAccount(3 * kMegabyte - 1));
+    EXPECT_EQ((std::vector<Question>{{text, kYesNo, 0}}), Asked());
+    EXPECT_EQ(0, m_task->m_errorOccured);
+    EXPECT_TRUE(Errors().empty());
+}
+
+TEST_F(Limits, WithoutRoomTheRunFailsAndGoesOn) {
+    for (int64_t const free : {int64_t{0}, int64_t{-5 * kMegabyte}}) {
+        service->free = free;
+        CString text;
+        text.Format(Words(_T("NeedMoreBuySpace")), free / kMegabyte);
+        EXPECT_EQ(10, CheckAccount(1));
+        EXPECT_EQ((std::vector<Question>{{text, kYesNo, 0}}), Asked());
+        EXPECT_EQ(1, m_task->m_errorOccured);
+        EXPECT_EQ(std::vector<CString>{text}, Errors());
+    }
+}
+
+TEST_F(Limits, AnAccountThatDoesNotAnswerAsksNothing) {
+    for (int const code : {2, 9, 1000}) {
+        service->Answer("Space", code);
+        EXPECT_EQ(code, CheckAccount(1));
+    }
+    service->Answer("Space", 3);
+    EXPECT_EQ(3, CheckAccount(1)) << "reconnected, and not asked again";
+    m_task->m_pTaskPrg->m_bCancel = 1;
+    EXPECT_EQ(6, CheckAccount(1)) << "the room is too little, and nobody is asked after a cancel";
+    m_task->m_pTaskPrg->m_bCancel = 0;
+    EXPECT_TRUE(Asked().empty());
+    EXPECT_TRUE(Errors().empty());
+    service->Answer("Space", 9);
+    __int64 code = 0;
+    EXPECT_EQ(0, m_task->GetUserHaveSpace(code));
+    EXPECT_EQ(9, code);
+}
+
+TEST_F(Limits, AlertsMayBeOffOrOnlyNotes) {
+    m_spaceAlertNoteOnly = 1;
+    s_answer = kYes;
+    EXPECT_EQ(10, CheckAccount(1));
+    ASSERT_EQ(1u, s_asked.size());
+    EXPECT_EQ(0u, s_asked[0].style);
+    EXPECT_EQ(60u, s_asked[0].seconds);
+    Asked();
+    m_spaceAlertAllowed = 0;
+    EXPECT_EQ(10, CheckAccount(1));
+    EXPECT_TRUE(Asked().empty());
+}
+
+TEST_F(Limits, AYesOpensTheServicesPageWhereThereIsOne) {
+    s_answer = kYes;
+    EXPECT_EQ(0, GlobalFunction::SpaceLimitAlert(_T(""), 105));
+    CString const standard = Words(_T("IDS_STRREACHLIMIT")) + _T(" ") + Words(_T("IDS_ORDERSPACE"));
+    EXPECT_EQ((std::vector<Question>{{standard, kYesNo, 0}, {Words(_T("IDS_NETERROR")), 0, 0}}), Asked());
+}
+
+TEST_F(Limits, ARetryAsksTheAccountAgain) {
+    EXPECT_EQ(0, GlobalFunction::SpaceLimitRetry(_T("again?")));
+    EXPECT_EQ(0, service->Calls("Space"));
+    s_answer = kRetry;
+    service->free = 77;
+    EXPECT_EQ(1, GlobalFunction::SpaceLimitRetry(_T("again?")));
+    EXPECT_EQ(227, theVaultLibApp.m_accountBalance.m_totalSpace);
+    EXPECT_EQ((std::vector<Question>(2, {_T("again?"), 5, 0})), Asked());
+}
+
+TEST_F(Limits, ANewTaskIsMeasuredAgainstTheAccount) {
+    int code = 0;
+    service->free = 100;
+    EXPECT_EQ(0, m_task->CheckFreeSpaceFromServer(1, nullptr, code));
+    EXPECT_EQ(1, m_task->CheckFreeSpaceFromServer(99, m_task, code));
+    service->free = -100;
+    EXPECT_EQ(0, m_task->CheckFreeSpaceFromServer(-50, m_task, code)) << "a size that makes no sense";
+    EXPECT_TRUE(Asked().empty());
+
+    service->free = 100;
+    CString text;
+    text.Format(Words(_T("IDS_STRNEEDMORESPACE")), _T("t"), FormatSizeToString(100, 0),
+                FormatSizeToString(100, 0));
+    EXPECT_EQ(1, m_task->CheckFreeSpaceFromServer(100, m_task, code)) << "the user goes on";
+    EXPECT_EQ((std::vector<Question>{{text, kYesNo, 0}}), Asked());
+
+    service->free = 0;
+    EXPECT_EQ(1, m_task->CheckFreeSpaceFromServer(100, m_task, code));
+    EXPECT_EQ(Words(_T("CommonUserStorageSpace")), Asked().at(0).text)
+        << "who may not buy is told whom to ask";
+
+    service->maySubscribe = true;
+    service->free = -200;
+    EXPECT_EQ(1, m_task->CheckFreeSpaceFromServer(100, m_task, code));
+    text.Format(Words(_T("IDS_STRNEEDMORESPACE")), _T("t"), FormatSizeToString(100, 0),
+                _T("-") + FormatSizeToString(200, 0));
+    EXPECT_EQ(text, Asked().at(0).text);
+
+    service->Answer("Space", 9);
+    EXPECT_EQ(0, m_task->CheckFreeSpaceFromServer(1, m_task, code));
+    EXPECT_EQ(9, code);
+}
+
+TEST_F(Limits, TooManyItemsAreToldByTheKindOfAccount) {
+    __int64 const limit = ApiUtil::GetLimitUploadNumber();
+    for (bool const paid : {true, false}) {
+        for (bool const maySubscribe : {true, false}) {
+            service->paid = paid;
+            service->maySubscribe = maySubscribe;
+            CString text;
+            text.Format(Words(paid ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit")),
+                        _T("C:\\many"), limit, _T("C:\\many"));
+            EXPECT_EQ(0, m_task->UpdateServiceForUploadLimit(_T("C:\\many")));
+            EXPECT_EQ((std::vector<Question>{{text, maySubscribe ? kYesNo : 0, 0}}), Asked());
+        }
+    }
+}
+
+}  // namespace rampart::test
