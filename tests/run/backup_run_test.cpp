@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "progress/task_prg.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 

@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "run/scan_filter.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 

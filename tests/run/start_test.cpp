@@ -1,6 +1,6 @@
 // Which starts are allowed, and what is said when one is not.
 #include "progress/task_prg.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 
