@@ -8,10 +8,6 @@
 
 namespace rampart {
 
-inline bool IsAppEnding() {
-    return MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping();
-}
-
 inline bool IsCancelled(CTaskPrgClass const* progress) {
     return progress != nullptr && progress->m_bCancel != 0;
 }
