@@ -17,7 +17,6 @@ using rampart::DictionaryText;
 
 namespace {
 
-constexpr int kBelowNormal = -1;
 constexpr uint32_t kJoinWorkersMs = 2;
 constexpr uint32_t kJoinCopyMs = 1;
 
@@ -185,8 +184,8 @@ void FullRun::UploadInSequence() {
 
 void FullRun::UploadThroughCache() {
     m_task.m_copyQueueList.AddHead(&m_list);
-    CWinThread* const copyThread =
-        AfxBeginThread(&CopyFileToCacheThread, &m_task, kBelowNormal, 0, CWinThread::kCreateSuspended);
+    CWinThread* const copyThread = AfxBeginThread(&CopyFileToCacheThread, &m_task, rampart::kBelowNormal, 0,
+                                                  CWinThread::kCreateSuspended);
     if (copyThread == nullptr) {
         UploadInSequence();  // no thread to be had
         return;

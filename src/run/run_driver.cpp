@@ -96,7 +96,8 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_lastRunDate = CTime(now - now % kSecondsOfMinute);
         SetErrorBackupCount(0);
         // Suspended until both pointers to it stand: the run clears them when it ends.
-        CWinThread* const thread = AfxBeginThread(ThreadOf(*this), this, -1, 0, CWinThread::kCreateSuspended);
+        CWinThread* const thread =
+            AfxBeginThread(ThreadOf(*this), this, rampart::kBelowNormal, 0, CWinThread::kCreateSuspended);
         m_pBackupThread = thread;
         m_runThread = thread != nullptr ? thread->m_hThread : nullptr;
         m_pTaskPrg->SetWorker(thread);

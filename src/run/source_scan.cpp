@@ -8,6 +8,7 @@
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/time_agreement.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 #include "task/unexpected.h"
 
@@ -87,6 +88,10 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
     while (!m_folders.IsEmpty()) {
         bool const loggedOff =
             !m_filter.IsInclude() && ApiUtil::GetManageLogonStatus().GetLogOnStatus() == LogonStatusOff;
+        if (loggedOff) {
+            // The run goes on with what it has; what was not looked at is not protected.
+            NoteSkippedEntry({m_folders.GetHead(), ApiUtil::GetQuilString(kSessionLost), true});
+        }
         if (IsEnding() || loggedOff) {
             break;
         }

@@ -140,6 +140,16 @@ TEST_F(Scan, APartialUploadLessensWhatIsNeededNotWhatIsSent) {
     EXPECT_EQ(4700, task.m_remoteSize);
 }
 
+TEST_F(Scan, WhatALostSessionLeavesUnseenIsNamed) {
+    TempTree const tree({{"d/f", "12345"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ApiUtil::GetManageLogonStatus().SetLogOnStatus(LogonStatusOff);
+    ScanTask(task);
+    ApiUtil::GetManageLogonStatus().SetLogOnStatus(LogonStatusOn);
+    EXPECT_TRUE(list.IsEmpty());
+    EXPECT_TRUE(skipped.contains(tree.Native("d")));
+}
+
 TEST_F(Scan, ThumbsAndNamedFilesAsSources) {
     TempTree const tree({{"Thumbs.db", "t"}, {"plain", "p"}});
     CBackupTask& task = MakeTask("t", {tree.Native("Thumbs.db"), tree.Native("plain")});
