@@ -151,7 +151,7 @@ static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
         if (error != rampart::kReadFromSource) {
             // No error and no cancel: something was thrown, and what the cache holds is no copy.
-            int const code = error != 0 ? static_cast<int>(error) : rampart::kUnexpected;
+            int const code = error != 0 ? static_cast<int>(error) : rampart::kSkipped;
             return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : code;
         }
         file.cachePath = file.path;
