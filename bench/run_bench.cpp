@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "engine/vaultlib.h"
@@ -28,26 +29,20 @@ public:
         if (VaultAdmin::Open(CString::FromUtf8((m_root / "vault").string()), true, message) != 0) {
             throw std::runtime_error(message.ToUtf8());
         }
-        CPathManage::Init();
-        CPathManage::InitRegexFilter();
-        CPathManage::UpdateCacheFolder();
-        m_manager = std::make_unique<CBackupManage>();
-        theVaultLibApp.m_pBackupManage = m_manager.get();
-        m_manager->Initialize();
-        m_manager->LoadTaskList(0, 0);
-        m_manager->BeginNewTask();
-        m_task = m_manager->m_pNewTask;
+        m_engine.emplace();
+        CBackupManage& manager = m_engine->Manager();
+        manager.BeginNewTask();
+        m_task = manager.m_pNewTask;
         m_task->m_type = TaskTypeOnce;
         m_task->m_dating = m_task->m_dating + CTimeSpan(3600);
         m_task->m_serverFilePath = _T("\\bench\\") + m_task->m_taskName;
         CStringList paths;
         paths.AddTail(rampart::ToEnginePath((m_root / "tree").string()));
         m_task->ReplaceLocalList(paths);
-        m_manager->EndNewTask();
+        manager.EndNewTask();
     }
     ~Bench() {
-        m_manager.reset();
-        theVaultLibApp.m_pBackupManage = nullptr;
+        m_engine.reset();
         VaultAdmin::Close();
         fs::remove_all(m_root);
     }
@@ -75,7 +70,7 @@ private:
     }
 
     fs::path m_root;
-    std::unique_ptr<CBackupManage> m_manager;
+    std::optional<rampart::RunningEngine> m_engine;
     CBackupTask* m_task = nullptr;
 };
 

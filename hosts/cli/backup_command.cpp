@@ -53,10 +53,9 @@ void Run(CBackupTask& task, ChosenTask const& chosen, ProgressDisplay& display) 
         CString const reason = task.GetManualStartErrorMsg();
         throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));
     }
-    bool cancelled = false;
     while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
-        if (IsInterrupted() && !cancelled) {
-            cancelled = true;
+        // Again while it lasts: a run that has just begun clears a cancel that came before it.
+        if (IsInterrupted() && task.m_pTaskPrg->m_bCancel == 0) {
             task.m_pTaskPrg->CancelMe();
         }
         display.Show(task);

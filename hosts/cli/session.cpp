@@ -37,19 +37,11 @@ VaultSession::~VaultSession() {
 
 EngineSession::EngineSession(CommonOptions const& common, bool mayCreate) : m_vault(common, mayCreate) {
     SetMsgBoxProc(&ShowMessage);
-    theVaultLibApp.InitInstance();
-    CPathManage::Init();
-    CPathManage::InitRegexFilter();
-    CPathManage::UpdateCacheFolder();
-    m_manager = std::make_unique<CBackupManage>();
-    theVaultLibApp.m_pBackupManage = m_manager.get();
-    m_manager->Initialize();
-    m_manager->LoadTaskList(0, 0);
+    m_engine.emplace();
 }
 
 EngineSession::~EngineSession() {
-    m_manager.reset();
-    theVaultLibApp.m_pBackupManage = nullptr;
+    m_engine.reset();
     SetMsgBoxProc(nullptr);
 }
 

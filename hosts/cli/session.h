@@ -1,6 +1,8 @@
 // One use of the engine: the vault opened, the hooks filled, the task list read; all of it undone at the end.
 #pragma once
 
+#include <optional>
+
 #include "engine/vaultlib.h"
 #include "options.h"
 
@@ -22,11 +24,11 @@ public:
     ~EngineSession();
     EngineSession(EngineSession const&) = delete;
     EngineSession& operator=(EngineSession const&) = delete;
-    CBackupManage& Manager() { return *m_manager; }
+    CBackupManage& Manager() { return m_engine->Manager(); }
 
 private:
     VaultSession m_vault;
-    std::unique_ptr<CBackupManage> m_manager;
+    std::optional<RunningEngine> m_engine;
 };
 
 // The path in the vault that a user means: the server folder of a task of that name, or a path typed with

@@ -4,6 +4,7 @@
 #include "engine/host_support.h"
 #include "engine/loop_item.h"
 #include "engine/main_wnd.h"
+#include "engine/running_engine.h"
 #include "engine/vaultlib_app.h"
 #include "eventlog/error_log.h"
 #include "framework/framework.h"

@@ -1,7 +1,9 @@
 #include "engine/vaultlib_app.h"
 
+#include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "paths/global_function.h"
+#include "storage/service_code.h"
 
 CvaultlibApp theVaultLibApp;
 
@@ -103,20 +105,16 @@ int OnOtherApp(int value) {
 
 namespace {
 
-enum LogonResult { kLoggedOn = 0, kPasswordRefused = 2, kConnectionFailed = 3, kCancelled = 6 };
-
-}  // namespace
-
-int ReLogon(int askStored) {
+int LogOnAgain(int askStored) {
     CString message;
     CString user = ApiUtil::GetUsername();
     if (!user.IsEmpty()) {
         switch (ApiUtil::Logon(user, ApiUtil::GetPassword(), message)) {
-            case kLoggedOn:
+            case rampart::kOk:
                 return 1;
-            case kCancelled:
-            case kPasswordRefused:
-            case kConnectionFailed:
+            case rampart::kCancelled:
+            case rampart::kRefused:
+            case rampart::kConnectionFailed:
                 return 0;
             default:
                 break;
@@ -133,8 +131,14 @@ int ReLogon(int askStored) {
         return 0;
     }
     int const result = ApiUtil::Logon(user, password, message);
-    if (result == kPasswordRefused) {
+    if (result == rampart::kRefused) {
         GlobalFunction::QuilMessageBox(DictUtil::GetValue(_T("IDS_MSGPASSWORD"), _T("")), 0, 0, 0);
     }
-    return result == kLoggedOn ? 1 : 0;
+    return result == rampart::kOk ? 1 : 0;
+}
+
+}  // namespace
+
+int ReLogon(int askStored) {
+    return rampart::Guarded(_T("Error:ReLogon"), 0, [&] { return LogOnAgain(askStored); });
 }

@@ -7,8 +7,8 @@
 #include "manager/backup_manage.h"
 #include "paths/path_manage.h"
 #include "platform/clock.h"
-#include "platform/process.h"
 #include "task/engine_text.h"
+#include "task/machine_name.h"
 
 using rampart::DebugLine;
 using rampart::FormatText;
@@ -17,7 +17,6 @@ namespace {
 
 constexpr TCHAR const* kIdFile = _T("PCInfo.dat");
 constexpr TCHAR const* kTempFolder = _T("Temp");
-constexpr int kComputerNameLength = 15;
 constexpr UINT kOpenOrCreate = CFile::modeCreate | CFile::modeNoTruncate | CFile::modeReadWrite;
 
 bool HoldsSomething(CString const& file) {
@@ -88,11 +87,6 @@ uint32_t ReadOrCreateId(CString const& path, bool& isNew) {
     return id;
 }
 
-CString MachineName() {
-    CString const name(rampart::platform::ComputerName().c_str());
-    return name.IsEmpty() ? rampart::DictionaryText(_T("IDS_STRNONAME")) : name.Left(kComputerNameLength);
-}
-
 CString OwnIdPath() {
     CString path;
     CPathManage::GetOrCreateInAppDataPath(kIdFile, path);
@@ -118,7 +112,7 @@ void CBackupManage::InitMyID() {
             isNew ? _T("ManageTask: InitMyID createID-%d") : _T("ManageTask: InitMyID getID-%d"), m_myID));
         CopyServiceCacheToCurrentUserCache();
     });
-    m_pcName = MachineName();
+    m_pcName = rampart::MachineName();
 }
 
 // The two sides of one machine hold the same id and cache once one of them has them; the own side wins.

@@ -9,6 +9,7 @@
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
+#include "task/unexpected.h"
 
 using rampart::DebugLine;
 using rampart::DictionaryText;
@@ -218,7 +219,6 @@ int CBackupManage::UploadTaskInfoToDatabase(CBackupTask* task) {
 }
 
 int CBackupManage::IsValidateTaskName(CString name, int& errorCode) {
-    constexpr int kUnexpected = 2;
     errorCode = 0;
     int valid = 0;
     rampart::RunUnderLoop(kLoopPlain, 0, [&] {
@@ -229,9 +229,8 @@ int CBackupManage::IsValidateTaskName(CString name, int& errorCode) {
             errorCode = ApiUtilExp::GetTaskNamesFromWebDatabase(1, names, other);
             valid = errorCode == 0 && !IsNameTaken(name, names) ? 1 : 0;
         } catch (...) {
-            DebugLine(_T("Unexpected error: IsValidateTaskName"));
-            DebugLine(_T("Unexpected error: ") + GetLastErrorMsg());
-            errorCode = kUnexpected;
+            rampart::LogUnexpected(_T("Unexpected error: IsValidateTaskName"));
+            errorCode = rampart::kUnexpected;
             valid = 1;
         }
     });

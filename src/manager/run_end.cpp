@@ -4,6 +4,7 @@
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "progress/task_prg.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
@@ -12,8 +13,6 @@ using rampart::DebugLine;
 
 namespace {
 
-constexpr int kNoSpace = 10;
-constexpr int kCancelled = 6;
 constexpr int kOnlyDateThread = 2;  // a kind of thread that ends without having been a run
 constexpr int kSecondsOfMinute = 60;
 constexpr int kCountEventSeconds = 25200;  // 7 hours
@@ -61,7 +60,7 @@ public:
 
     // Whether what came in during the run may be worked off at once.
     bool IsGood() const {
-        return m_task.m_errorOccured == 0 && m_result != kCancelled && m_result != kNoSpace;
+        return m_task.m_errorOccured == 0 && m_result != rampart::kCancelled && m_result != rampart::kNoSpace;
     }
 
 private:
@@ -103,7 +102,7 @@ private:
     void SettleFailure() {
         m_task.m_isResume = 0;
         m_task.m_errorRetryFactor = 0;
-        if (m_result == kCancelled) {
+        if (m_result == rampart::kCancelled) {
             m_task.m_state = TaskStateCanceled;
             if (!m_isDateThread) {
                 m_task.m_realTimeFailed = 0;
@@ -133,7 +132,7 @@ private:
                 m_task.m_realTimeFailed = 0;
             }
         }
-        bool const hasFailedFiles = m_task.m_hadFileFailure != 0 && m_result != kCancelled;
+        bool const hasFailedFiles = m_task.m_hadFileFailure != 0 && m_result != rampart::kCancelled;
         bool isScheduled = false;
         if (hasFailedFiles && RepeatsByDate()) {
             if (m_task.m_failureRetryTried == 0 && m_mayRetry && m_task.m_retryScheduled == 0) {
@@ -153,7 +152,7 @@ private:
                 m_task.m_failureRetryTried = 0;
             }
             m_task.SetNextDating();
-        } else if (m_mode == TaskTypeOnce && m_result == kCancelled) {
+        } else if (m_mode == TaskTypeOnce && m_result == rampart::kCancelled) {
             m_task.SetNextDating();
         }
         if (m_result == 0) {

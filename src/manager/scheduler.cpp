@@ -34,10 +34,6 @@ private:
     bool m_isAbandoned = false;
 };
 
-bool IsAppEnding() {
-    return MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff();
-}
-
 ManageMultipleRunningTask& Registry() {
     return *ManageMultipleRunningTask::GetInstance();
 }
@@ -100,7 +96,7 @@ bool IsRunMissed(CBackupTask const& task, CTime const& now) {
 }  // namespace
 
 void CBackupManage::DoScheduleTask() {
-    if (IsAppEnding()) {
+    if (rampart::IsAppEnding()) {
         return;
     }
     if (!s_scheduling.Replace(0, 1)) {
@@ -129,7 +125,7 @@ void CBackupManage::DoScheduleTask() {
 bool CBackupManage::QueueDueTasks() {
     CReadSync const read(m_taskListSync);
     for (CBackupTask* const task : m_taskList) {
-        if (IsAppEnding()) {
+        if (rampart::IsAppEnding()) {
             return false;
         }
         if ((task->m_pTaskPrg != nullptr && task->m_pTaskPrg->IsStopping()) ||
@@ -165,7 +161,7 @@ bool CBackupManage::IsNetworkThere() {
 // False when the application is going down. m_taskLock is held.
 bool CBackupManage::StartQueuedTasks() {
     for (POSITION position = m_waitList.GetHeadPosition(); position != nullptr;) {
-        if (IsAppEnding()) {
+        if (rampart::IsAppEnding()) {
             return false;
         }
         auto* const task = static_cast<CBackupTask*>(m_waitList.GetNext(position));

@@ -7,23 +7,18 @@
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
+#include "task/unexpected.h"
 
 using rampart::DebugLine;
 using rampart::FormatText;
 
 namespace {
 
-constexpr int kUnexpected = 2;
 constexpr int kNoTask = 7;
 constexpr int kDefaultPathsOfRequest = 100;
 constexpr size_t kRowsWorthATell = 3;
 constexpr TCHAR const* kRowsFlag = _T("false");
 constexpr TCHAR const* kPathsFlag = _T("true");
-
-void LogUnexpected(TCHAR const* operation) {
-    DebugLine(_T("Unexpected error: ") + CString(operation));
-    DebugLine(_T("Unexpected error: ") + GetLastErrorMsg());
-}
 
 void LogCode(int code) {
     DebugLine(FormatText(_T("Task: DB ret-%d"), code));
@@ -137,8 +132,8 @@ int CBackupManage::AddOrEditTaskToDatabase(CBackupTask* task, CString action, CS
         task->ClearAddPathList();
         return code;
     } catch (...) {
-        LogUnexpected(_T("AddOrEditTaskToDatabase"));
-        return kUnexpected;
+        rampart::LogUnexpected(_T("Unexpected error: AddOrEditTaskToDatabase"));
+        return rampart::kUnexpected;
     }
 }
 
@@ -161,7 +156,7 @@ int CBackupManage::AddOrEditLocalPathToDatabase(std::vector<SourceInfo*>& add,
         }
         return ApiUtilExp::UploadTaskInfoToWebDatabase(requests.Take());
     } catch (...) {
-        LogUnexpected(_T("AddOrEditLocalPathToDatabase"));
+        rampart::LogUnexpected(_T("Unexpected error: AddOrEditLocalPathToDatabase"));
         return 0;
     }
 }

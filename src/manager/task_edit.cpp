@@ -4,6 +4,7 @@
 #include "manager/loop_worker.h"
 #include "paths/global_function.h"
 #include "progress/progress_bar.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
@@ -15,7 +16,6 @@ using rampart::FormatText;
 namespace {
 
 constexpr unsigned int kLoopPlain = 1;
-constexpr int kCancelled = 6;
 
 bool IsRealTime(CBackupTask const& task) {
     return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime;
@@ -95,10 +95,10 @@ int DeleteServerPaths(CStringList& paths, std::vector<CBackupTask*> const& tasks
     DebugLine(_T("Task-delete: delete path from server"));
     errorCode = ApiUtil::DeletePaths(paths, theVaultLibApp.m_pManagePrg, deleteOption, message);
     DebugLine(FormatText(_T("Task-delete: delete path from server ret: %d"), errorCode));
-    bool const isCancelled = errorCode == kCancelled || IsCancelled();
+    bool const isCancelled = errorCode == rampart::kCancelled || IsCancelled();
     ClearCancel();
     if (isCancelled) {
-        errorCode = kCancelled;
+        errorCode = rampart::kCancelled;
         RefreshAfterCancel(tasks);
     }
     return errorCode == 0 ? 1 : 0;
@@ -190,7 +190,7 @@ int CBackupManage::BatchDeleteTask(CStringList& names, int deleteServerData, int
         CStringList paths;
         std::vector<CBackupTask*> tasks;
         for (CString const& name : names) {
-            if (MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping()) {
+            if (rampart::IsAppEnding()) {
                 return 0;
             }
             CBackupTask* const task = GetTaskByName(name);

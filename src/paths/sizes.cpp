@@ -1,17 +1,13 @@
 // Sizes and times of local files, sizes with regard to the filters.
 #include "interfaces/transferlib.h"
 #include "paths/path_manage.h"
+#include "paths/temporary_files.h"
 #include "platform/file_system.h"
 
 namespace {
 
 constexpr int64_t kNanosecondsInSecond = 1'000'000'000;
 constexpr int64_t kLeaveTime = -1;
-
-bool TakesTemporaryFiles() {
-    return DictUtil::GetConfigInt(_T("Options"), _T("AllowUploadTempAndVirtualFiles"), _T("0"), CString()) !=
-           0;
-}
 
 CTime ToSeconds(int64_t nanoseconds) {
     const int64_t seconds = nanoseconds / kNanosecondsInSecond;
@@ -46,7 +42,8 @@ unsigned __int64 CPathManage::GetFolderSize(CString& path, CString type, CString
         int more = find.FindFile(ApiUtil::PathToFullPath(path) + _T("\\*.*"));
         while (more) {
             more = find.FindNextFileW();
-            if (find.IsDots() || (find.IsTemporary() && !find.IsDirectory() && !TakesTemporaryFiles())) {
+            if (find.IsDots() ||
+                (find.IsTemporary() && !find.IsDirectory() && !rampart::AllowTemporaryFiles())) {
                 continue;
             }
             CString entry = find.GetFilePath();

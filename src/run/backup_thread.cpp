@@ -17,10 +17,8 @@ using rampart::DictionaryText;
 
 namespace {
 
-constexpr int kBelowNormal = -1;
 constexpr uint32_t kJoinWorkersMs = 2;
 constexpr uint32_t kJoinCopyMs = 1;
-constexpr int kModes = 16;
 
 // One run of a task and what its stages share. A stage that answers false ends the run.
 class FullRun {
@@ -39,6 +37,7 @@ private:
     bool EnterFiles();
     bool MakeTargetFolder();
     void Upload();
+    void UploadInSequence();
     void UploadThroughCache();
     void JoinCopyThread();
     CTaskPrgClass& Progress() { return *m_task.m_pTaskPrg; }
@@ -58,7 +57,7 @@ bool FullRun::Begin() {
     if (m_task.IsEmailBackup()) {
         line += _T(". EmailTask:Email Task. ");
     }
-    DebugLine(line + _T(" TaskType:") + GlobalFunction::GetTaskStyType(m_task.m_type % kModes));
+    DebugLine(line + _T(" TaskType:") + GlobalFunction::GetTaskStyType(rampart::ScheduleMode(m_task.m_type)));
     if (theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->SetScanDivideBatchIndex(0);
     }
@@ -176,19 +175,23 @@ void FullRun::Upload() {
         return;
     }
     DebugLine(_T("Backupthread- not support copy thread"));
+    UploadInSequence();
+}
+
+void FullRun::UploadInSequence() {
     m_task.BeginUploadingData(m_list, 0, m_topFolder, m_result);
 }
 
 void FullRun::UploadThroughCache() {
     m_task.m_copyQueueList.AddHead(&m_list);
-    CWinThread* const copyThread =
-        AfxBeginThread(&CopyFileToCacheThread, &m_task, kBelowNormal, 0, CWinThread::kCreateSuspended);
+    CWinThread* const copyThread = AfxBeginThread(&CopyFileToCacheThread, &m_task, rampart::kBelowNormal, 0,
+                                                  CWinThread::kCreateSuspended);
     if (copyThread == nullptr) {
-        CopyFileToCacheThread(&m_task);  // no thread to be had: all copies first
-    } else {
-        Progress().SetCopyWorker(copyThread);
-        copyThread->ResumeThread();
+        UploadInSequence();  // no thread to be had
+        return;
     }
+    Progress().SetCopyWorker(copyThread);
+    copyThread->ResumeThread();
     m_task.UploadFilesFromCahce(0, m_topFolder, m_result);
     m_task.SetStopCopyFileToCacheThread(1);
     while (m_task.GetRunningUploadCount() > 0) {
@@ -239,9 +242,6 @@ unsigned int BackupThread(void* data) {
         return 1;
     });
     if (task.m_pTaskPrg != nullptr) {
-        if (rampart::IsCancelled(task.m_pTaskPrg)) {
-            run.Result() = rampart::kCancelled;
-        }
         task.m_pTaskPrg->m_bCancel = 0;
     }
     DebugLine(_T("------Task Backup Thread: end thread------"));

@@ -114,14 +114,14 @@ bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const&
 // Tells the display that a file needs no transfer. False when the user cancelled.
 bool ShowUnchanged(CBackupTask& task, CString const& path) {
     CTaskPrgClass* const progress = task.m_pTaskPrg;
-    if (progress == nullptr) {
-        return true;
+    int percent = 0;
+    if (progress != nullptr) {
+        percent = PercentDone(*progress);
+        progress->SetState(ProgressStateUnchanged);
+        progress->SetFilePath(path);
     }
-    int const percent = PercentDone(*progress);
-    progress->SetState(ProgressStateUnchanged);
-    progress->SetFilePath(path);
     SetWorkingFile(path, task.m_serverFilePath);
-    return progress->DoProgress(percent, _T("")) != 0;
+    return progress == nullptr || progress->DoProgress(percent, _T("")) != 0;
 }
 
 }  // namespace
@@ -153,7 +153,9 @@ static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     __int64 error = 0;
     if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
         if (error != rampart::kReadFromSource) {
-            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : static_cast<int>(error);
+            // No error and no cancel: something was thrown, and what the cache holds is no copy.
+            int const code = error != 0 ? static_cast<int>(error) : rampart::kSkipped;
+            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : code;
         }
         file.cachePath = file.path;
     }
@@ -267,7 +269,7 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
             m_pTaskPrg->SetState(ProgressStateTransfer);
             m_pTaskPrg->SetFilePath(path);
         }
-        if (attempt == 0 && m_pTaskPrg != nullptr) {
+        if (m_pTaskPrg != nullptr) {
             m_pTaskPrg->SetPercent(PercentDone(*m_pTaskPrg), _T(""));
         }
         file.startBytes = m_pTaskPrg != nullptr ? m_pTaskPrg->GetByteSend() : 0;

@@ -16,9 +16,8 @@ constexpr WORD kFirstTimeYear = 1970;
 
 }  // namespace
 
-uint32_t IgnoreTimeSpan() {
-    return static_cast<uint32_t>(
-        DictUtil::GetConfigInt(_T("Options"), _T("IgnoreTimeSpan"), _T("3"), _T("")));
+int32_t IgnoreTimeSpan() {
+    return DictUtil::GetConfigInt(_T("Options"), _T("IgnoreTimeSpan"), _T("3"), _T(""));
 }
 
 __int64 RecordSeconds(SYSTEMTIME const& stamp) {
@@ -64,7 +63,7 @@ unsigned int GlobalFunction::IsServerLocalSameFile(CString const& serverPath, CS
         __int64 const local = (useCreationTime != 0 ? info.m_creationTime : info.m_lastWriteTime).GetTime();
         __int64 const server =
             CheckedSeconds(useCreationTime != 0 ? record->m_createdTime : record->m_modifiedTime);
-        uint32_t const span = rampart::IgnoreTimeSpan();
+        int32_t const span = rampart::IgnoreTimeSpan();
         if (rampart::TimesAgree(server, local, span)) {
             return record->m_size - rampart::OverheadOf(serverPath) == info.m_size ? kSame : kSizesDiffer;
         }

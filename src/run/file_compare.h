@@ -7,7 +7,7 @@
 namespace rampart {
 
 // Option "IgnoreTimeSpan", seconds; read at every call.
-uint32_t IgnoreTimeSpan();
+int32_t IgnoreTimeSpan();
 
 // Seconds since 1970 UTC of a record's stamp; 0 if its year is below 1900.
 __int64 RecordSeconds(SYSTEMTIME const& stamp);

@@ -49,11 +49,11 @@ __int64 MeasureScan::MeasureFolder(CString const& path, CString& limitPath, int&
             return 0;
         }
         CString const folder = WithoutTrailingBackslash(m_folders.RemoveHead());
-        if (folder.GetLength() > kMaxPathLength || (!m_filter.IsInclude() && m_filter.DropsFolder(folder))) {
-            continue;
-        }
         if (m_request.count < 1) {
             NoteProgress(sum, folder + _T("\\"));
+        }
+        if (folder.GetLength() > kMaxPathLength || (!m_filter.IsInclude() && m_filter.DropsFolder(folder))) {
+            continue;
         }
         if (!m_filter.IsInclude() || !m_filter.DropsFolder(folder)) {
             m_request.list.AddTail(folder);

@@ -2,7 +2,6 @@
 
 #include "engine/vaultlib_app.h"
 #include "manager/backup_manage.h"
-#include "run/run_state.h"
 #include "task/backup_task.h"
 
 namespace rampart {
@@ -16,11 +15,6 @@ void RecordEvent(CBackupTask* task, CString const& text, EventTypes level) {
 void FailRun(CBackupTask* task, CString const& text) {
     task->m_errorOccured = 1;
     RecordEvent(task, text, EVENT_ERROR);
-}
-
-void LogUnexpected(CString const& line) {
-    DebugLine(line);
-    DebugLine(_T("Unexpected error: ") + GetLastErrorMsg());
 }
 
 }  // namespace rampart

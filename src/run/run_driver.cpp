@@ -96,7 +96,8 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_lastRunDate = CTime(now - now % kSecondsOfMinute);
         SetErrorBackupCount(0);
         // Suspended until both pointers to it stand: the run clears them when it ends.
-        CWinThread* const thread = AfxBeginThread(ThreadOf(*this), this, -1, 0, CWinThread::kCreateSuspended);
+        CWinThread* const thread =
+            AfxBeginThread(ThreadOf(*this), this, rampart::kBelowNormal, 0, CWinThread::kCreateSuspended);
         m_pBackupThread = thread;
         m_runThread = thread != nullptr ? thread->m_hThread : nullptr;
         m_pTaskPrg->SetWorker(thread);
@@ -165,13 +166,15 @@ void AskAboutFailure(CBackupTask& task) {
     }
 }
 
-// The run leaves the registry and every display.
 void LeaveRegistry(CBackupTask& task) {
     task.m_pBackupThread = nullptr;
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
     if (registry->FindWorkingTask(&task)) {
         registry->RemoveWorkingTaskFromVector(&task);
     }
+}
+
+void LeaveDisplays(CBackupTask& task) {
     if (theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->RefreshTaskInfo(&task, 0);
     }
@@ -220,7 +223,12 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
             m_pTaskPrg->EndCurrent();
         }
     });
-    FinishStep([&] { LeaveRegistry(*this); });
+    // What is told of this run is settled before the next one may begin.
+    bool const isGood = m_errorOccured == 0 && result != rampart::kCancelled;
+    FinishStep([&] {
+        LeaveRegistry(*this);
+        LeaveDisplays(*this);
+    });
     FinishStep([&] {
         DebugLine(_T("Start done task:") + m_taskName);
         if (manager != nullptr) {
@@ -229,12 +237,14 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
         DebugLine(_T("Finish done task:") + m_taskName);
     });
     FinishStep([&] {
-        if (m_errorOccured == 0 && result != rampart::kCancelled) {
+        if (isGood) {
             rampart::RecordEvent(this, DictionaryText(_T("EventLogFinish")), EVENT_INFO);
         }
     });
     FinishStep([&] {
-        if (m_pTaskPrg != nullptr) {
+        // The task has left the registry: the thread may be that of its next run already, with its own flags.
+        DWORD const worker = m_pTaskPrg != nullptr ? m_pTaskPrg->m_pWorker.ThreadId() : 0;
+        if (m_pTaskPrg != nullptr && (worker == 0 || worker == rampart::CurrentThreadId())) {
             m_pTaskPrg->SetWorker(nullptr);
             m_pTaskPrg->SetPause(0);
             m_pTaskPrg->SetStopping(0);
@@ -250,6 +260,9 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
 }
 
 unsigned int OnlyUpdateRealTaskBackupDateThread(void* data) {
+    if (data == nullptr) {
+        return 0;
+    }
     auto& task = *static_cast<CBackupTask*>(data);
     CMainWnd* const window = theVaultLibApp.m_pMainWnd;
     if (window != nullptr) {
@@ -265,6 +278,9 @@ unsigned int OnlyUpdateRealTaskBackupDateThread(void* data) {
         task.m_pTaskPrg->EndCurrent();
         return 1;
     });
+    if (window != nullptr) {
+        window->StopTrayAnimation();
+    }
     task.m_pTaskPrg->SetWorker(nullptr);
     LeaveRegistry(task);
     return 0;

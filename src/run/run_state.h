@@ -3,14 +3,11 @@
 
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
+#include "paths/temporary_files.h"
 #include "progress/task_prg.h"
 #include "task/engine_text.h"
 
 namespace rampart {
-
-inline bool IsAppEnding() {
-    return MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping();
-}
 
 inline bool IsCancelled(CTaskPrgClass const* progress) {
     return progress != nullptr && progress->m_bCancel != 0;
@@ -19,6 +16,9 @@ inline bool IsCancelled(CTaskPrgClass const* progress) {
 inline bool IsRunEnding(CTaskPrgClass const* progress) {
     return IsCancelled(progress) || IsAppEnding();
 }
+
+// Priority of the threads of a run.
+inline constexpr int kBelowNormal = -1;
 
 template <typename... Args>
 void DebugFormat(TCHAR const* format, Args const&... args) {
@@ -32,10 +32,6 @@ inline constexpr __int64 kEncryptionOverhead = 128;
 
 inline __int64 OverheadOf(CString const& serverPath) {
     return ApiUtil::NeedEncrypted(serverPath) ? kEncryptionOverhead : 0;
-}
-
-inline bool AllowTemporaryFiles() {
-    return DictUtil::GetConfigInt(_T("Options"), _T("AllowUploadTempAndVirtualFiles"), _T("0"), _T("")) != 0;
 }
 
 inline bool IsThumbsFile(CString const& name) {

@@ -10,6 +10,7 @@
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/source_scan.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 
 using rampart::DebugLine;
@@ -47,7 +48,7 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
                 continue;
             }
             if (rampart::IsRunEnding(m_pTaskPrg)) {
-                result = 6;
+                result = rampart::kCancelled;
                 return 0;
             }
             __int64 remote = m_remoteSize;
@@ -73,7 +74,7 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
         }
         return 1;
     } catch (...) {
-        result = 4;
+        result = rampart::kSkipped;
         rampart::FailRun(this, DictionaryText(_T("SearchFilesError")) + GetLastErrorMsg());
         return 0;
     }
@@ -156,6 +157,13 @@ __int64 WalkTree(ScanRequest const& request, ScanFilter const& filter, CString c
     });
 }
 
+__int64 JudgeOne(ScanRequest const& request, ScanFilter const& filter, CString const& path,
+                 CString const& serverPath, int force) {
+    return rampart::Guarded(_T("Error:GetFileNeedBackup"), 0LL, [&] {
+        return SourceScan(request, filter).JudgeFile(path, serverPath, FileOf(path), force != 0);
+    });
+}
+
 }  // namespace
 
 __int64 CBackupManage::GetFolderNeedBackup(CStringList& list, CString path, CString serverFolder,
@@ -178,18 +186,16 @@ __int64 CBackupManage::GetFileNeedBackup(CStringList& list, CString path, CStrin
                                          CString filterType, __int64& total, __int64& remote,
                                          CStringList* exList, int force, int isEmail,
                                          CString const& taskName) {
-    ScanFilter const filter(filterType, exList, nullptr, false);
-    SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
-    return scan.JudgeFile(path, serverPath, FileOf(path), force != 0);
+    return JudgeOne({list, total, remote, isEmail != 0, taskName}, {filterType, exList, nullptr, false}, path,
+                    serverPath, force);
 }
 
 __int64 CBackupManage::IncludeGetFileNeedBackup(CStringList& list, CString path, CString serverPath,
                                                 CString filterType, __int64& total, __int64& remote,
                                                 CStringList* exList, CStringList* pathList, int force,
                                                 int isEmail, CString const& taskName) {
-    ScanFilter const filter(filterType, exList, pathList, true);
-    SourceScan scan({list, total, remote, isEmail != 0, taskName}, filter);
-    return scan.JudgeFile(path, serverPath, FileOf(path), force != 0);
+    return JudgeOne({list, total, remote, isEmail != 0, taskName}, {filterType, exList, pathList, true}, path,
+                    serverPath, force);
 }
 
 void CBackupManage::AdjustScanDivideBatchIndex(CStringList& list, CString const& path, __int64 size) {

@@ -1,6 +1,5 @@
 #include "run/source_scan.h"
 
-#include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
 #include "link/manage_multiple_running_task.h"
@@ -9,7 +8,9 @@
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/time_agreement.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
+#include "task/unexpected.h"
 
 namespace rampart {
 
@@ -87,29 +88,43 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
     while (!m_folders.IsEmpty()) {
         bool const loggedOff =
             !m_filter.IsInclude() && ApiUtil::GetManageLogonStatus().GetLogOnStatus() == LogonStatusOff;
+        if (loggedOff) {
+            // The run goes on with what it has; what was not looked at is not protected.
+            NoteSkippedEntry({m_folders.GetHead(), ApiUtil::GetQuilString(kSessionLost), true});
+        }
         if (IsEnding() || loggedOff) {
             break;
         }
-        CString const path = WithoutTrailingBackslash(m_folders.RemoveHead());
+        CString const path = m_folders.RemoveHead();
         CString const serverPath = m_serverFolders.RemoveHead();
-        sum += Guarded(m_filter.IsInclude() ? _T("Unexpected error: IncludeGetFolderNeedBackup")
-                                            : _T("Unexpected error: GetFolderNeedBackup"),
-                       0LL, [&]() -> __int64 {
-                           if (path.GetLength() > kMaxPathLength) {
-                               NoteSkippedEntry({path, _T("the path is longer than 1024 characters"), true});
-                               return 0;
-                           }
-                           if (useFolderFilter && !m_filter.IsInclude() && m_filter.DropsFolder(path)) {
-                               return 0;
-                           }
-                           bool const isNew = IsFolderNew(path, serverPath, useFolderFilter);
-                           if (isNew) {
-                               m_request.list.AddTail(path);
-                           }
-                           return ScanEntries(path, serverPath, isNew);
-                       });
+        if (path.GetLength() > kMaxPathLength) {
+            NoteSkippedEntry({path, _T("the path is longer than 1024 characters"), true});
+            continue;
+        }
+        ScanFolder(WithoutTrailingBackslash(path), serverPath, useFolderFilter, sum);
     }
     return sum;
+}
+
+// A folder whose scan breaks off adds what it had found to `sum`, and the walk goes on with the next one.
+void SourceScan::ScanFolder(CString const& path, CString const& serverPath, bool useFolderFilter,
+                            __int64& sum) {
+    CString const name = m_filter.IsInclude() ? _T("IncludeGetFolderNeedBackup") : _T("GetFolderNeedBackup");
+    TCHAR const* block = _T("");
+    try {
+        if (useFolderFilter && !m_filter.IsInclude() && m_filter.DropsFolder(path)) {
+            return;
+        }
+        bool const isNew = IsFolderNew(path, serverPath, useFolderFilter);
+        if (isNew) {
+            m_request.list.AddTail(path);
+        }
+        block = isNew && m_filter.IsInclude() ? _T("-03") : _T("-02");
+        ScanEntries(path, serverPath, isNew, sum);
+    } catch (...) {
+        LogUnexpected(_T("Unexpected error: ") + name + block);
+        NoteSkippedEntry({path, DictionaryText(_T("UnknownErrorOccuredError")), true});
+    }
 }
 
 bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const {
@@ -122,8 +137,7 @@ bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder,
     return !FindServerFile(serverFolder, folder, record);
 }
 
-__int64 SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew) {
-    __int64 sum = 0;
+void SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum) {
     KXFileFind find;
     int more = find.FindFile(ApiUtil::PathToFullPath(folder) + _T("\\*.*"));
     while (more != 0 && !IsEnding() && WaitWhilePaused()) {
@@ -143,7 +157,6 @@ __int64 SourceScan::ScanEntries(CString const& folder, CString const& serverFold
             sum += ScanFile(path, name, folder, serverFolder, FileOf(find), isNew);
         }
     }
-    return sum;
 }
 
 __int64 SourceScan::ScanFile(CString const& path, CString const& name, CString const& folder,

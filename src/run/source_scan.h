@@ -38,7 +38,8 @@ private:
     bool IsEnding() const;
     bool WaitWhilePaused() const;  // false on log-off or stop
     bool IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const;
-    __int64 ScanEntries(CString const& folder, CString const& serverFolder, bool isNew);
+    void ScanFolder(CString const& path, CString const& serverPath, bool useFolderFilter, __int64& sum);
+    void ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum);
     __int64 ScanFile(CString const& path, CString const& name, CString const& folder,
                      CString const& serverFolder, LocalFile const& file, bool isNew);
     __int64 TakeNewFile(CString const& path, LocalFile const& file);

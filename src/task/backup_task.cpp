@@ -7,8 +7,8 @@
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "platform/clock.h"
-#include "platform/process.h"
 #include "progress/task_prg.h"
+#include "task/machine_name.h"
 #include "task/stored_time.h"
 
 namespace {
@@ -19,16 +19,6 @@ constexpr uint32_t kEndPollMs = 50;
 constexpr uint32_t kEndTimeoutMs = 20000;
 constexpr int kWindowBackSeconds = 2592000;     // 30 days
 constexpr int kCountEventDelaySeconds = 25200;  // 7 hours
-constexpr int kModes = 16;
-constexpr int kComputerNameLength = 15;
-
-CString MachineName() {
-    CString const name(rampart::platform::ComputerName().c_str());
-    if (!name.IsEmpty()) {
-        return name.Left(kComputerNameLength);
-    }
-    return DictUtil::GetValue(_T("IDS_STRNONAME"), _T(""));
-}
 
 void FreeSources(std::vector<SourceInfo*>& sources) {
     for (SourceInfo* source : sources) {
@@ -61,7 +51,7 @@ CBackupTask::CBackupTask() {
         m_pcName = manager->m_pcName;
     }
     if (m_pcName.IsEmpty()) {
-        m_pcName = MachineName();
+        m_pcName = rampart::MachineName();
     }
     m_pTaskPrg = new CTaskPrgClass;  // an exported raw pointer; deleted by the destructor
     m_pTaskPrg->SetHostPrg(theVaultLibApp.m_pPrgAttachment);
@@ -88,6 +78,7 @@ CBackupTask::~CBackupTask() {
         registry->RemoveWorkingTaskFromVector(this);
     }
     delete m_pBatchMode;
+    ClearCopyTempList();
     ClearSrcList();
     ClearAddPathList();
     ClearDeletePathList();
@@ -173,7 +164,7 @@ void CBackupTask::GetLimitUploadInfo(CString& path, int& flag) {
 }
 
 int CBackupTask::IsEmailBackup() const {
-    return m_type >= TaskTypeEmailFlag && m_type < 2 * kModes;
+    return m_type >= TaskTypeEmailFlag && m_type < 2 * TaskTypeEmailFlag;
 }
 
 void CBackupTask::SetTaskNameToPrgbar(CString const& name) {

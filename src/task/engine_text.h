@@ -1,4 +1,5 @@
-// Short ways to the dictionary and the debug log, and numbers read from texts of other programs.
+// Short ways to the dictionary, the debug log and the state of the application, and numbers read from texts
+// of other programs.
 #pragma once
 
 #include "framework/framework.h"
@@ -17,6 +18,11 @@ CString DictionaryFormat(TCHAR const* key, Arguments const&... arguments) {
     CString text;
     text.Format(DictionaryText(key), arguments...);
     return text;
+}
+
+// What every long loop asks: the user logs off, or the application stops.
+inline bool IsAppEnding() {
+    return MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping();
 }
 
 inline void DebugLine(CString const& line) {

@@ -3,6 +3,7 @@
 #include "interfaces/baselib.h"
 #include "progress/task_prg.h"
 #include "task/backup_task.h"
+#include "task/engine_text.h"
 #include "task/stored_time.h"
 
 namespace {
@@ -25,8 +26,7 @@ CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator
     }
     CString text = start;
     for (int taken = 0; !list.IsEmpty() && taken <= kMaxLines; ++taken) {
-        if ((progress != nullptr && progress->m_bCancel != 0) || MiscUtil::IsAppLoggingOff() ||
-            MiscUtil::IsAppStopping()) {
+        if ((progress != nullptr && progress->m_bCancel != 0) || rampart::IsAppEnding()) {
             break;
         }
         text += list.RemoveHead() + separator;

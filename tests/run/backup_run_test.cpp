@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "progress/task_prg.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 
@@ -98,6 +98,7 @@ TEST_F(BackupRun, OldContentsStayAsVersionsAsManyAsAskedFor) {
         contents.insert(entry.content);
     }
     EXPECT_EQ((std::set<std::string>{"content 3", "content 4"}), contents);
+    EXPECT_EQ(27, task.m_remoteSize) << "the file and its two versions, 9 bytes each";
 }
 
 TEST_F(BackupRun, WhatCannotBeReadOrIsNoFileIsNamedAndTheRestIsStored) {

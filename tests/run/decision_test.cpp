@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "progress/task_prg.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 #include "support/scripted_service.h"
 
 namespace rampart::test {

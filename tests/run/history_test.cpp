@@ -1,7 +1,7 @@
 // The versions of a file by name, how many stay, and the clean-up of what has no source.
 #include <filesystem>
 
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 

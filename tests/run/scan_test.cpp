@@ -2,7 +2,10 @@
 #include <filesystem>
 
 #include "run/scan_filter.h"
-#include "support/engine_fixture.h"
+#include "storage/account_settings.h"
+#include "storage/embedded_service.h"
+#include "support/engine_home.h"
+#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -17,6 +20,14 @@ protected:
         ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(&task);
         EXPECT_EQ(1, task.CalculateBackupFilesSize(need, total, list, result));
         ManageMultipleRunningTask::GetInstance()->RemoveWorkingTaskFromVector(&task);
+    }
+
+    // From now on; the process gets a new connection.
+    void SetAccountLimit(char const* name, int value) {
+        std::unique_ptr<EmbeddedService> service;
+        ASSERT_TRUE(EmbeddedService::Open(home.Native("vault"), {}, service).Ok());
+        ASSERT_TRUE(service->SetSetting(name, std::to_string(value)).Ok());
+        SetStorageService(std::move(service));
     }
 
     std::vector<std::string> Names() const {
@@ -129,6 +140,16 @@ TEST_F(Scan, APartialUploadLessensWhatIsNeededNotWhatIsSent) {
     EXPECT_EQ(4700, task.m_remoteSize);
 }
 
+TEST_F(Scan, WhatALostSessionLeavesUnseenIsNamed) {
+    TempTree const tree({{"d/f", "12345"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ApiUtil::GetManageLogonStatus().SetLogOnStatus(LogonStatusOff);
+    ScanTask(task);
+    ApiUtil::GetManageLogonStatus().SetLogOnStatus(LogonStatusOn);
+    EXPECT_TRUE(list.IsEmpty());
+    EXPECT_TRUE(skipped.contains(tree.Native("d")));
+}
+
 TEST_F(Scan, ThumbsAndNamedFilesAsSources) {
     TempTree const tree({{"Thumbs.db", "t"}, {"plain", "p"}});
     CBackupTask& task = MakeTask("t", {tree.Native("Thumbs.db"), tree.Native("plain")});
@@ -163,9 +184,10 @@ TEST_F(Scan, TheCheckOfOneFileReadsOnlyThePathList) {
 
 TEST_F(Scan, MeasuringStopsAtAFolderWithTooManyItemsAndAsksOnce) {
     TempFolder const tree;
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 19; ++i) {
         tree.Write("d/f" + std::to_string(i), "12345");
     }
+    tree.Write("d/named.txt", "12345");
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     EXPECT_EQ(1, manager->StartScanTask(&task));
     EXPECT_EQ(100, task.m_scanNeedSize);
@@ -175,6 +197,25 @@ TEST_F(Scan, MeasuringStopsAtAFolderWithTooManyItemsAndAsksOnce) {
     manager->GetScanTaskInfo(info);
     EXPECT_EQ(_T("20"), info.m_count);
     EXPECT_EQ(0, manager->StartScanTask(nullptr));
+
+    task.m_filterType = _T("1");
+    task.m_filterExList.AddTail(_T("*.txt"));
+    CPathManage::RestoreUIFilterToVector(task.m_filterExList);
+    EXPECT_EQ(1, manager->StartScanTask(&task));
+    EXPECT_EQ(1, task.m_scanFoundCount);
+    EXPECT_EQ(5, task.m_scanNeedSize);
+    task.m_filterType = _T("2");
+
+    SetAccountLimit(account_setting::kMaxItemsOfTask.name, 19);
+    EXPECT_EQ(0, manager->StartScanTask(&task));
+    EXPECT_EQ(1u, messages.size());
+    CString folder;
+    int passed = 1;
+    task.GetLimitUploadInfo(folder, passed);
+    EXPECT_EQ(0, passed);
+    EXPECT_EQ(Engine(tree.Native("d")), folder);
+    SetAccountLimit(account_setting::kMaxItemsOfTask.name, 20);
+    EXPECT_EQ(1, manager->StartScanTask(&task));
 }
 
 }  // namespace rampart::test

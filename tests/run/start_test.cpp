@@ -1,6 +1,6 @@
 // Which starts are allowed, and what is said when one is not.
 #include "progress/task_prg.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 
@@ -72,6 +72,47 @@ TEST_F(Start, FromAWatcherOnlySetsTheMarkAndHoldsBackBeforeAResume) {
     EXPECT_EQ(0, task.StartBackupByUser(1));
     EXPECT_EQ(0, task.m_actionsPending);
     EXPECT_FALSE(task.GetManualStartErrorMsg().IsEmpty());
+}
+
+TEST_F(Start, AStartForTheDateOnlyRenewsItAndMovesNoFile) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_type = TaskTypeRealTime;
+    task.m_onlyUpdateBackupDate = 1;
+    ASSERT_EQ(1, task.StartBackup(1, 1));
+    WaitForEnd(task);
+    EXPECT_EQ(0, FilesSent());
+    EXPECT_EQ(TaskStateFinished, task.m_state);
+    EXPECT_GT(task.m_backupDate, CTime(1971, 1, 1, 1, 1, 1));
+    EXPECT_EQ(0, task.m_onlyUpdateBackupDate);
+}
+
+TEST_F(Start, TheEndOfARunLeavesTheThreadOfTheNextOneAlone) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    HANDLE const release = CreateEventHandle(true, false);
+    CWinThread* const next = AfxBeginThread(
+        [](LPVOID event) -> UINT {
+            MyWaitForSingleObject(static_cast<HANDLE>(event), ~0u);
+            return 0;
+        },
+        release);
+    ASSERT_NE(nullptr, next);
+    // The next run began as soon as this one had left the registry, and is being stopped.
+    task.m_pTaskPrg->SetWorker(next);
+    task.m_pTaskPrg->SetStopping(1);
+    __int64 result = 0;
+    EXPECT_EQ(0, task.FinishBackupThread(result, BACKUP_THREAD_FULL));
+    EXPECT_EQ(next, static_cast<CWinThread*>(task.m_pTaskPrg->m_pWorker));
+    EXPECT_EQ(1, task.m_pTaskPrg->IsStopping());
+
+    task.m_pTaskPrg->SetWorker(nullptr);
+    EXPECT_EQ(0, task.FinishBackupThread(result, BACKUP_THREAD_FULL));
+    EXPECT_EQ(0, task.m_pTaskPrg->IsStopping());
+    HANDLE const ended = next->m_hThread;
+    SetEvent(release);
+    EXPECT_EQ(0u, MyWaitForSingleObject(ended, ~0u));
+    CloseHandle(release);
 }
 
 TEST_F(Start, ANetworkSourceThatIsGoneIsTriedAgainAndFailsOnlyAtTheEnd) {

@@ -7,7 +7,7 @@ namespace rampart {
 TEST(TimeAgreement, HoldsWithinTheSpanAndWithinItAroundOneHour) {
     struct Case {
         int64_t a, b;
-        uint32_t span;
+        int32_t span;
         bool agree;
     };
     constexpr int64_t kNow = 1790000000;
@@ -23,7 +23,9 @@ TEST(TimeAgreement, HoldsWithinTheSpanAndWithinItAroundOneHour) {
                                                      {kNow, kNow + 3603, 2, false},
                                                      {kNow, kNow + 3604, 3, false},
                                                      {kNow, kNow + 7200, 3, false},
-                                                     {kNow, kNow + 100000, 3, false}}) {
+                                                     {kNow, kNow + 100000, 3, false},
+                                                     {kNow, kNow, -1, false},
+                                                     {kNow, kNow + 3600, -1, false}}) {
         EXPECT_EQ(c.agree, TimesAgree(c.a, c.b, c.span)) << c.a - c.b << " within " << c.span;
         EXPECT_EQ(c.agree, TimesAgree(c.b, c.a, c.span)) << "the other way round";
     }

@@ -3,36 +3,21 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
 
-#include "engine/vaultlib_app.h"
-#include "interfaces/baselib.h"
-#include "interfaces/vault_admin.h"
-#include "link/manage_multiple_running_task.h"
-#include "manager/backup_manage.h"
+#include "engine/vaultlib.h"
+#include "platform/clock.h"
+#include "platform/path_mapping.h"
 #include "support/temp_home.h"
-#include "task/backup_task.h"
+#include "support/temp_tree.h"
 
 namespace rampart::test {
 
 class EngineHome : public TempHome {
 public:
-    EngineHome() {
-        CString message;
-        EXPECT_EQ(VaultAdmin::Open(CString::FromUtf8("vault://" + Native("vault")), true, message), 0)
-            << message.ToUtf8();
-        manager = std::make_unique<CBackupManage>();
-        theVaultLibApp.m_pBackupManage = manager.get();
-        manager->Initialize();
-        manager->InitMyID();
-    }
-    ~EngineHome() {
-        manager.reset();
-        theVaultLibApp.m_pBackupManage = nullptr;
-        ManageMultipleRunningTask::GetInstance()->ClearAllWoringTask();
-        VaultAdmin::Close();
-    }
-
     // A task of the manager's list, without a row in the database.
     CBackupTask& ListedTask(TCHAR const* name) {
         auto task = std::make_unique<CBackupTask>();
@@ -46,7 +31,140 @@ public:
         DictUtil::Refresh();
     }
 
-    std::unique_ptr<CBackupManage> manager;
+private:
+    struct OpenVault {
+        explicit OpenVault(std::string const& folder) {
+            CString message;
+            EXPECT_EQ(0, VaultAdmin::Open(CString::FromUtf8("vault://" + folder), true, message))
+                << message.ToUtf8();
+        }
+        ~OpenVault() {
+            ManageMultipleRunningTask::GetInstance()->ClearAllWoringTask();
+            VaultAdmin::Close();
+        }
+    };
+
+    OpenVault const m_vault{Native("vault")};
+    RunningEngine const m_engine;
+
+public:
+    CBackupManage* const manager = &m_engine.Manager();
+};
+
+// For tests that run tasks: host hooks that answer at once and note what they were asked.
+class EngineTest : public testing::Test {
+protected:
+    EngineTest() {
+        s_current = this;
+        SetSkippedEntrySink(&EngineTest::NoteSkipped, this);
+        SetMsgBoxProc(&EngineTest::AnswerMessage);
+    }
+
+    ~EngineTest() override {
+        SetMsgBoxProc(nullptr);
+        SetSkippedEntrySink(nullptr, nullptr);
+        s_current = nullptr;
+    }
+
+    // A task of these folders or files, in the manager's list.
+    CBackupTask& MakeTask(std::string const& name, std::vector<std::string> const& paths) {
+        EXPECT_EQ(1, manager->BeginNewTask());
+        CBackupTask* const task = manager->m_pNewTask;
+        task->m_taskName = CString::FromUtf8(name);
+        task->m_type = TaskTypeOnce;
+        // Not due by itself: the tests start it.
+        task->m_dating = task->m_dating + CTimeSpan(3600);
+        task->m_serverFilePath = _T("\\pc\\") + task->m_taskName;
+        CStringList list;
+        for (std::string const& path : paths) {
+            list.AddTail(Engine(path));
+        }
+        task->ReplaceLocalList(list);
+        EXPECT_EQ(1, manager->EndNewTask());
+        return *task;
+    }
+
+    // Runs the task to its end and gives its state.
+    int Run(CBackupTask& task) {
+        skipped.clear();
+        EXPECT_EQ(1, task.StartBackupByUser(0)) << task.GetManualStartErrorMsg().ToUtf8();
+        WaitForEnd(task);
+        return task.m_state;
+    }
+
+    static void WaitForEnd(CBackupTask& task) {
+        while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
+            platform::SleepMilliseconds(1);
+        }
+    }
+
+    // The stored tree below a server folder, restored and read back.
+    std::map<std::string, TreeEntry> Restored(CString const& serverFolder) {
+        TempFolder const target;
+        CString message;
+        EXPECT_EQ(0, VaultAdmin::List(
+                         serverFolder, true,
+                         [&](VaultEntry const& entry) {
+                             CString const local =
+                                 CString(target.Engine()) + entry.path.Mid(serverFolder.GetLength());
+                             if (entry.isFolder) {
+                                 EXPECT_TRUE(KXFolder::RCreateDirectory(local));
+                             } else if (!entry.isPartial) {
+                                 CString failure;
+                                 EXPECT_EQ(
+                                     0, VaultAdmin::Restore(
+                                            entry.path, local, false, [](__int64) { return true; }, failure))
+                                     << failure.ToUtf8();
+                             }
+                             return true;
+                         },
+                         message))
+            << message.ToUtf8();
+        return ReadTree(target.Path());
+    }
+
+    static CString Engine(std::string const& native) {
+        return CString(platform::TextView(platform::ToEnginePath(native)));
+    }
+
+    // Files committed by this process since the vault was opened.
+    static __int64 FilesSent() {
+        TransferTotals totals;
+        VaultAdmin::Transferred(totals);
+        return totals.files;
+    }
+
+    static std::vector<CString> VersionNames(CBackupTask& task, CString const& serverFile) {
+        std::vector<CString> names;
+        CString message;
+        VaultAdmin::List(
+            task.GetFileHistoryFolder(serverFile), false,
+            [&](VaultEntry const& entry) {
+                names.push_back(entry.name);
+                return true;
+            },
+            message);
+        return names;
+    }
+
+    std::mutex skippedMutex;
+    std::map<std::string, std::string> skipped;  // native path to reason, of the last run
+    int messageAnswer = 0;
+    std::vector<std::string> messages;
+    EngineHome home;
+    CBackupManage* const manager = home.manager;
+
+private:
+    static void NoteSkipped(SkippedEntry const& entry, void* context) {
+        auto* const self = static_cast<EngineTest*>(context);
+        std::lock_guard const lock(self->skippedMutex);
+        self->skipped.emplace(platform::ToNativePath(entry.path.View()), entry.reason.ToUtf8());
+    }
+    static int AnswerMessage(TCHAR const* text, unsigned int, unsigned long, int) {
+        s_current->messages.push_back(CString(text).ToUtf8());
+        return s_current->messageAnswer;
+    }
+    static inline EngineTest* s_current = nullptr;
 };
 
 }  // namespace rampart::test

@@ -1,0 +1,24 @@
+#include "engine/running_engine.h"
+
+#include "engine/vaultlib_app.h"
+#include "manager/backup_manage.h"
+#include "paths/path_manage.h"
+
+namespace rampart {
+
+RunningEngine::RunningEngine() : m_manager(std::make_unique<CBackupManage>()) {
+    theVaultLibApp.InitInstance();
+    CPathManage::Init();
+    CPathManage::InitRegexFilter();
+    CPathManage::UpdateCacheFolder();
+    theVaultLibApp.m_pBackupManage = m_manager.get();
+    m_manager->Initialize();
+    m_manager->LoadTaskList(0, 0);
+}
+
+RunningEngine::~RunningEngine() {
+    m_manager.reset();
+    theVaultLibApp.m_pBackupManage = nullptr;
+}
+
+}  // namespace rampart
