@@ -117,11 +117,12 @@ TEST_F(StoppedRun, APauseHoldsItAtAnyStageAndItGoesOnFromThere) {
         }
         task.m_pTaskPrg->Pause(task.m_taskName);
         paused = true;
-        platform::SleepMilliseconds(100);  // the call that was under way ends
-        __int64 const sent = FilesSent();
-        platform::SleepMilliseconds(100);
-        EXPECT_EQ(sent, FilesSent());
-        EXPECT_EQ(TaskStateRunning, task.m_state);
+        // The call that was under way ends; then nothing moves any more.
+        for (__int64 sent = -1; sent != FilesSent();) {
+            sent = FilesSent();
+            platform::SleepMilliseconds(200);
+        }
+        EXPECT_EQ(TaskStateRunning, task.m_state) << "it would have ended meanwhile";
 
         task.m_pTaskPrg->Resume(task.m_taskName);
         WaitForEnd(task);
