@@ -1,0 +1,15 @@
+// The task manager of the service: the engine's own, which also logs the beginning and the end of each run
+// and wakes the service when a place becomes free.
+#pragma once
+
+#include "engine/vaultlib.h"
+
+namespace rampart::service {
+
+class ServiceManager : public CBackupManage {
+public:
+    int SetWorkingTask(CBackupTask* task) override;
+    int SetDoneTask(CString const& name) override;
+};
+
+}  // namespace rampart::service
