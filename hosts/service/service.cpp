@@ -7,7 +7,6 @@
 #include "common/task_change.h"
 #include "common/text.h"
 #include "service_log.h"
-#include "service_manager.h"
 
 namespace rampart::service {
 
@@ -20,6 +19,7 @@ constexpr auto kIdlePeriod = 60s;    // nothing is due; also how old another mac
 constexpr auto kClockJump = 120s;    // more than this beside the steady clock: the machine slept
 constexpr auto kStopPatience = 30s;  // for runs that were cancelled; the engine waits on after that
 constexpr unsigned int kStopPollMs = 20;
+constexpr int kMinute = 60;
 
 ManageMultipleRunningTask& Registry() {
     return *ManageMultipleRunningTask::GetInstance();
@@ -57,7 +57,7 @@ std::optional<std::string> ReadRows() {
 
 Service::Service(std::string const& vault)
     : m_session(vault, true, &LogQuestion, [] { return std::make_unique<ServiceManager>(); }),
-      m_manager(m_session.Manager()),
+      m_manager(static_cast<ServiceManager&>(m_session.Manager())),
       m_foreign(m_manager) {}
 
 int Service::Run() {
@@ -103,6 +103,7 @@ int Service::Run() {
 }
 
 std::chrono::milliseconds Service::Pass() {
+    WriteEndedRuns();
     LookAtClock();
     LookAtOthers();
     LookAtDatabase();
@@ -122,6 +123,21 @@ std::chrono::milliseconds Service::Pass() {
 void Service::LookAtOthers() {
     if (m_foreign.Look()) {
         m_isReloadWanted = true;
+    }
+}
+
+// The engine leaves out the row of a run that ended soon after another one. A service that ends before the
+// next run would start again with the dates from before.
+void Service::WriteEndedRuns() {
+    for (CString const& name : m_manager.TakeEndedRuns()) {
+        CBackupTask* const task = m_manager.GetTaskByName(name);
+        if (task == nullptr || Registry().FindWorkingTask(task)) {
+            continue;
+        }
+        if (int const code = m_manager.AddOrEditTaskToDatabase(task, _T("Edit"), _T("0"), name, _T("1"))) {
+            Log(NameOf(*task) +
+                ": its dates could not be written: " + host::Utf8(ApiUtil::GetQuilString(code)));
+        }
     }
 }
 
@@ -224,9 +240,11 @@ std::chrono::milliseconds Service::UntilNextDue() {
         if (task->m_isResume != 0) {
             earliest = std::min(earliest, std::max(host::ToRaw(task->m_resumeDate), now + CTimeSpan(1)));
         }
+        // A date counts from the first whole minute on that it reaches.
         CTime const dating = host::ToRaw(task->m_dating);
-        if (dating > now) {
-            earliest = std::min(earliest, dating);
+        CTime const due = dating + CTimeSpan((kMinute - dating.GetSecond()) % kMinute);
+        if (due > now) {
+            earliest = std::min(earliest, due);
         }
     }
     auto const pause = std::chrono::seconds((earliest - now).GetTimeSpan());
@@ -279,6 +297,7 @@ void Service::Stop() {
     if (m_foreign.OwnCount() > 0) {
         Log("a run takes long to end; waiting on");
     }
+    WriteEndedRuns();
     KeepForNextStart(running);
     m_foreign.Forget();
     MiscUtil::SetAppStopping(1);

@@ -10,6 +10,7 @@
 #include "common/session.h"
 #include "common/task_report.h"
 #include "foreign_runs.h"
+#include "service_manager.h"
 
 namespace rampart::service {
 
@@ -25,6 +26,7 @@ private:
 
     // One look at everything; how long nothing will be due after it. m_lock is held in these.
     std::chrono::milliseconds Pass();
+    void WriteEndedRuns();
     void LookAtOthers();
     void LookForMissedRuns();
     void LookAtClock();
@@ -44,7 +46,7 @@ private:
     host::ServiceAnswer StopTask(std::string const& name);
 
     host::EngineSession m_session;
-    CBackupManage& m_manager;
+    ServiceManager& m_manager;
     std::mutex m_lock;  // one at a time: a pass, or a request. Guards everything below
     ForeignRuns m_foreign;
     host::TaskDescriptions m_descriptions;

@@ -47,8 +47,17 @@ int ServiceManager::SetDoneTask(CString const& name) {
     } else {
         Log("task '" + host::Printable(host::Utf8(name)) + "' ended");
     }
+    {
+        std::lock_guard const lock(m_endedLock);
+        m_ended.push_back(name);
+    }
     WakeServiceWait();
     return CBackupManage::SetDoneTask(name);
+}
+
+std::vector<CString> ServiceManager::TakeEndedRuns() {
+    std::lock_guard const lock(m_endedLock);
+    return std::exchange(m_ended, {});
 }
 
 }  // namespace rampart::service
