@@ -129,11 +129,17 @@ protected:
         ++m_restarts;
     }
 
+    // Measured in stored form, which goes back an hour when summer time begins: a retry of the hour before
+    // comes that much later.
+    static bool IsRetryDue(Expectation const& expected) {
+        return expected.retry && ToStored(*expected.retry) <= StoredNow();
+    }
+
     bool IsExpected(Expectation const& expected, CTime const& from, CTime const& to) const {
         if (expected.mode == TaskTypeRealTime) {
             return expected.renewed && StoredMinute() >= *expected.renewed + CTimeSpan(kRenewSeconds);
         }
-        return expected.HasDate(from, to) || (expected.retry && *expected.retry <= RawNow());
+        return expected.HasDate(from, to) || IsRetryDue(expected);
     }
 
     // One look of a machine at its tasks. What is due runs at once, and now and then fails.
@@ -143,7 +149,7 @@ protected:
             Expectation& expected = m_expected[task->m_taskName];
             bool const isDue = task->NowDating() != 0;
             bool const isMine = expected.machine == manager.m_myID;
-            bool const isRetry = expected.retry && *expected.retry <= RawNow() && !expected.HasDate(from, to);
+            bool const isRetry = IsRetryDue(expected) && !expected.HasDate(from, to);
             ASSERT_EQ(isMine && IsExpected(expected, from, to), isDue)
                 << task->m_taskName.ToUtf8() << " of mode " << expected.mode << " at "
                 << to.Format(_T("%Y-%m-%d %H:%M")).ToUtf8() << ", dated "
