@@ -54,9 +54,9 @@ nlohmann::json FindTask(nlohmann::json const& tasks, CBackupManage& manager, std
     throw CommandError(kExitUsage, "there is no task '" + Printable(name) + "'");
 }
 
-std::string NextLine(nlohmann::json const& task, bool hasService) {
-    bool const needsService = !hasService && !task.value("next", nlohmann::json()).is_null();
-    return task.value("nextText", "") + (needsService ? " (BackupService is not running; it has to)" : "");
+std::string NextLine(nlohmann::json const& task, ServicePresence const& service) {
+    bool const needsService = !service.isHere && !task.value("next", nlohmann::json()).is_null();
+    return task.value("nextText", "") + (needsService ? " (" + service.Complaint() + ")" : "");
 }
 
 std::string Joined(nlohmann::json const& list) {
@@ -75,12 +75,12 @@ void PrintField(CommonOptions const& common, char const* title, std::string cons
     }
 }
 
-void PrintTask(CommonOptions const& common, nlohmann::json const& task, bool hasService) {
+void PrintTask(CommonOptions const& common, nlohmann::json const& task, ServicePresence const& service) {
     PrintLine(common, task.value("task", "") + "  (" + task.value("state", "") + ")");
     PrintField(common, "machine", task.value("machine", ""));
     PrintField(common, "runs", task.value("schedule", ""));
     PrintField(common, "window", task.value("window", ""));
-    PrintField(common, "next", NextLine(task, hasService));
+    PrintField(common, "next", NextLine(task, service));
     PrintField(common, "last run", task.value("lastRun", ""));
     PrintField(common, "sources", Joined(task.value("sources", nlohmann::json::array())));
     for (char const* const kind : {"include", "exclude"}) {
@@ -144,13 +144,13 @@ int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions cons
     TaskChange const change = ChangeOf(kind, options);
     EngineSession session(common, kind == ChangeKind::kAdd);
     std::string text;
-    bool const hasService = IsServiceOfThisVault();
-    if (hasService) {
+    ServicePresence const service = LookForService();
+    if (service.isHere) {
         text = Ask(RequestKind::kChange, change).text;
     } else {
         text = ApplyChange(session.Manager(), change, false);
         if (kind == ChangeKind::kAdd && !change.isDisabled) {
-            text += " BackupService is not running; it has to, for the task to run by itself.";
+            text += " " + service.Complaint() + ", so that nothing runs the task by itself.";
         }
     }
     PrintResult(common, text);
@@ -159,8 +159,8 @@ int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions cons
 
 int RunTaskList(CommonOptions const& common, TaskOptions const&) {
     EngineSession session(common, false);
-    bool const hasService = IsServiceOfThisVault();
-    nlohmann::json const tasks = TasksOf(session.Manager(), hasService);
+    ServicePresence const service = LookForService();
+    nlohmann::json const tasks = TasksOf(session.Manager(), service.isHere);
     if (common.json) {
         PrintJson(tasks);
         return kExitDone;
@@ -172,28 +172,28 @@ int RunTaskList(CommonOptions const& common, TaskOptions const&) {
     for (nlohmann::json const& task : tasks) {
         PrintLine(common, task.value("task", "") + "  (" + task.value("state", "") + ")");
         PrintLine(common, "  " + task.value("schedule", "") + "; last run " + task.value("lastRun", "-"));
-        PrintLine(common, "  " + NextLine(task, hasService));
+        PrintLine(common, "  " + NextLine(task, service));
     }
     return kExitDone;
 }
 
 int RunTaskShow(CommonOptions const& common, TaskOptions const& options) {
     EngineSession session(common, false);
-    bool const hasService = IsServiceOfThisVault();
+    ServicePresence const service = LookForService();
     nlohmann::json const task =
-        FindTask(TasksOf(session.Manager(), hasService), session.Manager(), options.name);
+        FindTask(TasksOf(session.Manager(), service.isHere), session.Manager(), options.name);
     if (common.json) {
         PrintJson(task);
     } else {
-        PrintTask(common, task, hasService);
+        PrintTask(common, task, service);
     }
     return kExitDone;
 }
 
 int RunTaskNext(CommonOptions const& common, TaskOptions const& options) {
     EngineSession session(common, false);
-    bool const hasService = IsServiceOfThisVault();
-    nlohmann::json tasks = TasksOf(session.Manager(), hasService);
+    ServicePresence const service = LookForService();
+    nlohmann::json tasks = TasksOf(session.Manager(), service.isHere);
     if (!options.name.empty()) {
         tasks = nlohmann::json::array({FindTask(tasks, session.Manager(), options.name)});
     }
@@ -201,8 +201,8 @@ int RunTaskNext(CommonOptions const& common, TaskOptions const& options) {
     for (nlohmann::json const& task : tasks) {
         list.push_back({{"task", task["task"]},
                         {"next", task.value("next", nlohmann::json())},
-                        {"text", NextLine(task, hasService)}});
-        PrintLine(common, task.value("task", "") + " " + NextLine(task, hasService));
+                        {"text", NextLine(task, service)}});
+        PrintLine(common, task.value("task", "") + " " + NextLine(task, service));
     }
     if (common.json) {
         PrintJson(list);
@@ -216,7 +216,7 @@ int RunTaskNow(CommonOptions const& common, TaskOptions const& options) {
     Ledger const ledger;
     EngineSession session(common, false);
     CBackupManage& manager = session.Manager();
-    if (IsServiceOfThisVault()) {
+    if (LookForService().isHere) {
         ServiceAnswer const answer = Ask(RequestKind::kRun, {{"task", options.name}});
         if (options.doesNotWait) {
             PrintResult(common, answer.text);

@@ -61,9 +61,22 @@ std::optional<ServiceAnswer> AskService(RequestKind kind, nlohmann::json const& 
     throw CommandError(kExitFailed, "BackupService runs, but does not answer");
 }
 
-bool IsServiceOfThisVault() {
+std::string ServicePresence::Complaint() const {
+    if (isHere) {
+        return "";
+    }
+    return otherVault.empty() ? "BackupService is not running"
+                              : "BackupService works on another vault, " + Printable(otherVault);
+}
+
+ServicePresence LookForService() {
     std::optional<ServiceAnswer> const answer = AskService(RequestKind::kHello);
-    return answer && answer->data.value("vault", "") == Utf8(VaultAdmin::Location());
+    if (!answer) {
+        return {};
+    }
+    std::string const vault = answer->data.value("vault", "");
+    bool const isHere = vault == Utf8(VaultAdmin::Location());
+    return {isHere, isHere ? "" : vault};
 }
 
 void TellServiceToReload() {

@@ -36,8 +36,15 @@ std::string PackAnswer(ServiceAnswer const& answer);
 
 // None when no service runs. Throws CommandError when one runs and does not answer.
 std::optional<ServiceAnswer> AskService(RequestKind kind, nlohmann::json const& body = {});
-// Whether a service works on the vault that this process has opened.
-bool IsServiceOfThisVault();
+
+// The service as seen from a program that has opened a vault.
+struct ServicePresence {
+    bool isHere = false;     // one works on the same vault
+    std::string otherVault;  // the vault that it works on instead, if it does
+    // Why tasks of this vault do not run by themselves; empty when they do.
+    std::string Complaint() const;
+};
+ServicePresence LookForService();
 // Tells a service, if there is one, to look at what changed. Never fails.
 void TellServiceToReload();
 

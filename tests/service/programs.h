@@ -41,7 +41,7 @@ protected:
 
     pid_t Start(char const* program, std::vector<std::string> arguments, std::string const& name, int mode) {
         arguments.insert(arguments.begin(), program);
-        arguments.insert(arguments.end(), {"--vault", work.Native("vault")});
+        arguments.insert(arguments.end(), {"--vault", work.Native(vault)});
         pid_t const child = fork();
         if (child != 0) {
             return child;
@@ -112,6 +112,7 @@ protected:
 
     TempHome home;
     TempFolder work;
+    std::string vault = "vault";
     pid_t m_service = 0;
     size_t m_logStart = 0;
 };

@@ -103,6 +103,18 @@ TEST_F(ServiceProgram, HangupReadsWhatAnotherMachineWrote) {
     EXPECT_EQ(2, Task({"edit", "theirs", "--versions", "3"}).exitCode);
 }
 
+TEST_F(ServiceProgram, CommandForAnotherVaultIsCarriedOutThereAndSaysSo) {
+    StartService();
+    vault = "second";
+    ASSERT_EQ(0, Rampart({"vault", "init"}).exitCode);
+    Outcome const added = Task({"add", tree.Native("docs"), "--name", "docs", "--daily", "02:30"});
+    ASSERT_EQ(0, added.exitCode) << added.err;
+    EXPECT_THAT(added.out, HasSubstr("BackupService works on another vault"));
+    EXPECT_THAT(Task({"next"}).out, HasSubstr("BackupService works on another vault"));
+    EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
+    EXPECT_EQ(std::string::npos, Log().find("docs"));
+}
+
 TEST_F(ServiceProgram, StopCutsARunShortAndTheNextStartGoesOn) {
     WriteMany("big");
     AddDaily("big", "big");
