@@ -1,14 +1,22 @@
 // The commands. Each returns an exit code, and throws CommandError for a failure that ends it.
 #pragma once
 
+#include "common/task_change.h"
 #include "options.h"
 
 namespace rampart::cli {
+
+struct TaskOptions;
 
 int RunBackup(CommonOptions const& common, BackupOptions const& options);
 int RunRestore(CommonOptions const& common, RestoreOptions const& options);
 int RunList(CommonOptions const& common, ListOptions const& options);
 int RunVersions(CommonOptions const& common, ListOptions const& options);
+int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions const& options);
+int RunTaskList(CommonOptions const& common, TaskOptions const& options);
+int RunTaskShow(CommonOptions const& common, TaskOptions const& options);
+int RunTaskNext(CommonOptions const& common, TaskOptions const& options);
+int RunTaskNow(CommonOptions const& common, TaskOptions const& options);
 int RunVaultInit(CommonOptions const& common);
 int RunVaultVerify(CommonOptions const& common, VerifyOptions const& options);
 int RunVaultStats(CommonOptions const& common);

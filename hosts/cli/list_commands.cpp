@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "commands.h"
-#include "exit_code.h"
+#include "common/exit_code.h"
 #include "file_versions.h"
 #include "output.h"
 #include "session.h"

@@ -3,9 +3,10 @@
 #include <iostream>
 
 #include "commands.h"
+#include "common/exit_code.h"
 #include "engine/vaultlib.h"
-#include "exit_code.h"
 #include "output.h"
+#include "task_options.h"
 
 namespace rampart::cli {
 
@@ -20,6 +21,8 @@ Examples:
   rampart versions ~/documents/letter.odt         the versions kept of one file
   rampart restore documents --into /tmp/back      everything, as it was last
   rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
+  rampart task add ~/documents --name documents --daily 02:30
+  rampart task next                               when and why each task runs next
   rampart vault verify --read-data                check every stored byte
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was left out, 6 cancelled.)";
@@ -31,6 +34,7 @@ struct CommandLine {
     ListOptions list;
     ListOptions versions;
     VerifyOptions verify;
+    TaskOptions task;
 };
 
 void AddCommonOptions(CLI::App& app, CommonOptions& common) {
@@ -117,6 +121,7 @@ int Main(int argc, char** argv) {
     AddBackup(app, line, exitCode);
     AddRestore(app, line, exitCode);
     AddListings(app, line, exitCode);
+    AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
     try {
         app.parse(argc, argv);

@@ -4,7 +4,11 @@
 #include <string>
 #include <vector>
 
+namespace rampart::host {}
+
 namespace rampart::cli {
+
+using namespace host;  // what all hosts share
 
 struct CommonOptions {
     std::string vault;  // URL or native path; empty for the configured one

@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "commands.h"
-#include "exit_code.h"
+#include "common/exit_code.h"
 #include "file_versions.h"
 #include "ledger.h"
 #include "moment.h"

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <ctime>
 
-#include "exit_code.h"
+#include "common/exit_code.h"
+#include "common/session.h"
+#include "common/task_change.h"
 #include "output.h"
-#include "session.h"
+#include "task_run.h"
 
 namespace rampart::cli {
 
@@ -42,60 +44,23 @@ CString NameFor(CBackupManage& manager, std::vector<CString> const& sources) {
     return name;
 }
 
-void AddPattern(CBackupTask& task, std::string pattern, bool isInclude) {
-    bool const isFolder = pattern.size() > 1 && pattern.back() == '/';
-    if (isFolder) {
-        pattern.pop_back();
-    }
-    CString const entry = ToEnginePattern(pattern);
-    // An exclusion without a slash leaves out files and folders of that name alike.
-    if (isFolder || !isInclude) {
-        task.m_filtedPathList.AddTail(entry);
-    }
-    if (!isFolder) {
-        task.m_filterExList.AddTail(entry);
-    }
-}
-
 void ApplySettings(CBackupTask& task, BackupOptions const& options) {
-    if (!options.exclude.empty() || !options.include.empty()) {
-        bool const isInclude = !options.include.empty();
-        task.m_filterExList.RemoveAll();
-        task.m_filtedPathList.RemoveAll();
-        for (std::string const& pattern : isInclude ? options.include : options.exclude) {
-            AddPattern(task, pattern, isInclude);
-        }
-        task.m_filterType = isInclude ? _T("1") : _T("0");
-    }
+    SetFilters(task, options.include, options.exclude);
     if (options.versions > 0) {
         task.m_maxVersion = options.versions;
     }
 }
 
-CBackupTask* MakeTask(CBackupManage& manager, BackupOptions const& options,
-                      std::vector<CString> const& sources, CString const& name) {
-    if (!manager.BeginNewTask()) {
-        throw CommandError(kExitFailed, "the account takes no further task");
-    }
-    CBackupTask* const task = manager.m_pNewTask;
-    task->m_taskName = name;
-    task->m_description = name;
-    task->m_type = TaskTypeOnce;
-    task->m_logFilePath.Format(_T("backup_%s.dat.4.0"), name);
-    task->m_serverFilePath =
-        options.to.empty() ? _T("\\") + task->m_pcName + _T("\\") + name : ServerPathOf(manager, options.to);
-    CStringList list(10);
-    for (CString const& source : sources) {
-        list.AddTail(source);
-    }
-    task->ReplaceLocalList(list);
-    ApplySettings(*task, options);
-    task->m_encryMode = task->IsEncryptionBackup();
+ChosenTask MakeTask(CBackupManage& manager, BackupOptions const& options, std::vector<CString> const& sources,
+                    CString const& name) {
+    CBackupTask& task = BeginTask(manager, name, options.to, sources);
+    ApplySettings(task, options);
+    std::unique_ptr<HeldName> mark = MarkRun(task);
     if (!manager.EndNewTask()) {
         throw CommandError(kExitFailed, "the task '" + Utf8(name) + "' could not be stored: " +
                                             Utf8(ApiUtil::GetQuilString(manager.GetAddNewTaskRet())));
     }
-    return task;
+    return {&task, true, std::move(mark)};
 }
 
 }  // namespace
@@ -106,7 +71,10 @@ ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options,
     CBackupTask* task = wanted.IsEmpty() ? FindBySources(manager, sources) : manager.GetTaskByName(wanted);
     if (task == nullptr) {
         CString const name = wanted.IsEmpty() ? NameFor(manager, sources) : wanted;
-        return {MakeTask(manager, options, sources, name), true};
+        if (!wanted.IsEmpty()) {
+            CheckTaskName(options.name);
+        }
+        return MakeTask(manager, options, sources, name);
     }
     std::string const name = Utf8(task->m_taskName);
     if (!HasSources(*task, sources)) {
@@ -119,8 +87,9 @@ ChosenTask ChooseTask(CBackupManage& manager, BackupOptions const& options,
                                            PrintableServerPath(task->m_serverFilePath) +
                                            "; use another --name to store it elsewhere");
     }
+    std::unique_ptr<HeldName> mark = MarkRun(*task);
     ApplySettings(*task, options);
-    return {task, false};
+    return {task, false, std::move(mark)};
 }
 
 }  // namespace rampart::cli

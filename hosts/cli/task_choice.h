@@ -1,6 +1,7 @@
 // Which task a backup runs: the one named, or the one of these sources, or a new one.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "engine/vaultlib.h"
@@ -11,6 +12,7 @@ namespace rampart::cli {
 struct ChosenTask {
     CBackupTask* task = nullptr;  // in the manager's list
     bool isNew = false;
+    std::unique_ptr<HeldName> mark;  // other programs leave the task alone while this lives
 };
 
 // Throws CommandError when the options do not fit the task that there is, or a new one is refused.

@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "commands.h"
-#include "exit_code.h"
+#include "common/exit_code.h"
 #include "output.h"
 #include "progress_display.h"
 #include "session.h"
@@ -34,7 +34,7 @@ int RunVaultInit(CommonOptions const& common) {
 }
 
 int RunVaultVerify(CommonOptions const& common, VerifyOptions const& options) {
-    VaultSession session(common, false);
+    VaultSession session(common.vault, false);
     VaultCheck check;
     CString message;
     int code = 0;
@@ -83,7 +83,7 @@ int RunVaultVerify(CommonOptions const& common, VerifyOptions const& options) {
 }
 
 int RunVaultStats(CommonOptions const& common) {
-    VaultSession session(common, false);
+    VaultSession session(common.vault, false);
     VaultStatistics stats;
     CString message;
     if (int const code = VaultAdmin::Statistics(stats, message)) {

@@ -15,7 +15,8 @@ namespace rampart {
 // task list. The end waits for running tasks.
 class VAULTLIB_API RunningEngine {
 public:
-    RunningEngine();
+    // `manager` is for a host with a manager of its own class.
+    explicit RunningEngine(std::unique_ptr<CBackupManage> manager = nullptr);
     ~RunningEngine();
     RunningEngine(RunningEngine const&) = delete;
     RunningEngine& operator=(RunningEngine const&) = delete;

@@ -1,6 +1,7 @@
 // The umbrella header of vaultlib, the only one that a host includes.
 #pragma once
 
+#include "engine/host_link.h"
 #include "engine/host_support.h"
 #include "engine/loop_item.h"
 #include "engine/main_wnd.h"

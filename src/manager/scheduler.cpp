@@ -317,7 +317,7 @@ void CBackupManage::SkipMissedRuns(CBackupTask& task, CTime const& minute) {
         CTime next = rampart::AtTimeOfDay(minute, dating);
         DebugLine(task.m_taskName + _T(" createLocalTime:") + TimeUtil::TimeToStr(next));
         if (minute > next) {
-            next += CTimeSpan(kDaySeconds);
+            next = rampart::DaysAfter(next, 1);
         }
         task.m_dating = rampart::ToStored(next);
         DebugLine(task.m_taskName + _T(" m_dating: ") + TimeUtil::TimeToStr(task.m_dating));

@@ -133,9 +133,12 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             }
             ChangeWatchers(task, *edited, isMoved);
         });
-        // The server folder follows the name.
-        edited->m_serverFilePath = PathUtilities::Append(
-            PathUtilities::GetParentFolder(edited->m_serverFilePath), edited->m_taskName);
+        // The server folder follows the name. A task that keeps both keeps its folder too, whatever that is
+        // called: what is stored there stays the task's.
+        if (oldName != edited->m_taskName || edited->m_serverFilePath != task.m_serverFilePath) {
+            edited->m_serverFilePath = PathUtilities::Append(
+                PathUtilities::GetParentFolder(edited->m_serverFilePath), edited->m_taskName);
+        }
         task = *edited;
         m_taskListChanged = 1;
         if (!logFilePath.IsEmpty()) {

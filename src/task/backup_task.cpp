@@ -99,6 +99,7 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
         return *this;
     }
     ClearTask();
+    WaitForThreads();  // a run that has left the registry still names its task
     m_taskName = other.m_taskName;
     m_description = other.m_description;
     m_type = other.m_type;

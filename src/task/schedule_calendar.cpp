@@ -8,11 +8,12 @@ namespace rampart {
 namespace {
 
 constexpr int kWeekDays = 7;
+constexpr int kNoon = 12;
 
 CTime NextWeekday(CTime const& from, int weekday, CTime const& earliest) {
     int const span = (weekday - from.GetDayOfWeek() + kWeekDays) % kWeekDays;
-    CTime const date = from + CTimeSpan(span * kDaySeconds);
-    return date < earliest ? date + CTimeSpan(kWeekSeconds) : date;
+    CTime const date = DaysAfter(from, span);
+    return date < earliest ? DaysAfter(date, kWeekDays) : date;
 }
 
 }  // namespace
@@ -20,6 +21,12 @@ CTime NextWeekday(CTime const& from, int weekday, CTime const& earliest) {
 CTime AtTimeOfDay(CTime const& day, CTime const& time) {
     return CTime(day.GetYear(), day.GetMonth(), day.GetDay(), time.GetHour(), time.GetMinute(),
                  time.GetSecond());
+}
+
+// Noon is far from every change of the clock, so that so many times 24 hours are so many days.
+CTime DaysAfter(CTime const& time, int days) {
+    CTime const noon(time.GetYear(), time.GetMonth(), time.GetDay(), kNoon, 0, 0);
+    return AtTimeOfDay(noon + CTimeSpan(days * kDaySeconds), time);
 }
 
 bool IsOnceDone(TaskDates const& dates) {
@@ -33,14 +40,14 @@ CTime NextRunAfter(int mode, int repeatDays, CTime today, CTime const& dating,
     trace(_T("createLocalTime: "), run);
     if (mode == TaskTypeWeekly) {
         int const span = GlobalFunction::GetNextSpanDaysOfWeek(repeatDays, run.GetDayOfWeek());
-        CTime const day = today + CTimeSpan(span != 0 ? span * kDaySeconds : kWeekSeconds);
+        CTime const day = DaysAfter(today, span != 0 ? span : kWeekDays);
         trace(span != 0 ? _T("weekLocalDate: ") : _T("weekLocalDate - add 7: "), day);
         run = AtTimeOfDay(day, dating);
         trace(_T("createLocalTime: "), run);
         return run;
     }
     while (run < clock()) {
-        today += CTimeSpan(kDaySeconds);
+        today = DaysAfter(today, 1);
         run = AtTimeOfDay(today, dating);
         trace(_T("createLocalTime: "), run);
     }
@@ -57,7 +64,7 @@ CTime BroughtForward(TaskDates const& dates, CTime const& minute, int keepOnceDo
         return NextWeekday(sameTime, dates.dating.GetDayOfWeek(), earliest);
     }
     bool const isPast = dates.dating < earliest;
-    return isPast || sameTime < earliest ? sameTime + CTimeSpan(kDaySeconds) : sameTime;
+    return isPast || sameTime < earliest ? DaysAfter(sameTime, 1) : sameTime;
 }
 
 }  // namespace rampart

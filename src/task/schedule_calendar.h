@@ -21,6 +21,10 @@ using DateTrace = std::function<void(TCHAR const* label, CTime const& date)>;
 // The date of `day` at the hour, minute and second of `time`.
 CTime AtTimeOfDay(CTime const& day, CTime const& time);
 
+// The same time of day so many days later, however long those days are: adding 24 hours would pass over a day
+// of 23 hours late in the evening, and move the time of day on the others.
+CTime DaysAfter(CTime const& time, int days);
+
 // The window of a task and its dates, all in stored form.
 struct TaskDates {
     int mode = 0;

@@ -117,6 +117,82 @@ TEST_F(Calendar, TimeOfDayStaysAcrossTheEndOfSummerTime) {
     EXPECT_EQ(Local(5, 16, 9, 0).GetTime(), Utc(2024, 5, 16, 8));
 }
 
+// 2028 is a leap year; summer time begins on 2028-03-26 at 02:00 and ends on 2028-10-29 at 03:00.
+class CalendarTurns : public testing::Test {
+protected:
+    CalendarTurns() {
+        m_clock.AddZoneChange(Utc(2028, 3, 26, 1), 7200);
+        m_clock.AddZoneChange(Utc(2028, 10, 29, 1), 3600);
+    }
+    ScriptedClock m_clock{Utc(2027, 12, 1), 3600};
+};
+
+struct TurnCase {
+    char const* what;
+    int mode;
+    int mask;
+    int64_t now;  // UTC
+    int hour, minute;
+    int64_t expected;  // UTC
+};
+
+TEST_F(CalendarTurns, NextRunKeepsDayAndTimeOfDay) {
+    constexpr int kSunday = 1;
+    constexpr int kSaturdaySunday = 65;
+    constexpr int kThursday = 16;
+    TurnCase const kCases[] = {
+        {"28 February", TaskTypeDaily, 0, Utc(2028, 2, 28, 11), 8, 0, Utc(2028, 2, 29, 7)},
+        {"29 February", TaskTypeDaily, 0, Utc(2028, 2, 29, 11), 8, 0, Utc(2028, 3, 1, 7)},
+        {"28 February of another year", TaskTypeDaily, 0, Utc(2029, 2, 28, 11), 8, 0, Utc(2029, 3, 1, 7)},
+        {"weekly over the leap day", TaskTypeWeekly, kThursday, Utc(2028, 2, 24, 11), 8, 0,
+         Utc(2028, 3, 2, 7)},
+        {"end of the year", TaskTypeDaily, 0, Utc(2027, 12, 31, 22, 50), 0, 10, Utc(2027, 12, 31, 23, 10)},
+        {"weekly over the year", TaskTypeWeekly, kSunday, Utc(2027, 12, 31, 11), 8, 0, Utc(2028, 1, 2, 7)},
+        {"the time that does not exist", TaskTypeDaily, 0, Utc(2028, 3, 25, 12), 2, 30,
+         Utc(2028, 3, 26, 1, 30)},
+        {"and the day after it", TaskTypeDaily, 0, Utc(2028, 3, 26, 1, 31), 2, 30, Utc(2028, 3, 27, 0, 30)},
+        {"late before the day of 23 hours", TaskTypeDaily, 0, Utc(2028, 3, 25, 22, 31), 23, 30,
+         Utc(2028, 3, 26, 21, 30)},
+        {"early on the day of 23 hours", TaskTypeDaily, 0, Utc(2028, 3, 25, 23, 20), 0, 10,
+         Utc(2028, 3, 26, 22, 10)},
+        {"weekly, late before the day of 23 hours", TaskTypeWeekly, kSaturdaySunday, Utc(2028, 3, 25, 22, 31),
+         23, 30, Utc(2028, 3, 26, 21, 30)},
+        {"weekly over the day of 23 hours", TaskTypeWeekly, kThursday, Utc(2028, 3, 25, 22, 31), 23, 30,
+         Utc(2028, 3, 30, 21, 30)},
+        {"the time that exists twice", TaskTypeDaily, 0, Utc(2028, 10, 28, 12), 2, 30,
+         Utc(2028, 10, 29, 0, 30)},
+        {"between the two", TaskTypeDaily, 0, Utc(2028, 10, 29, 0, 31), 2, 30, Utc(2028, 10, 30, 1, 30)},
+        {"after the second", TaskTypeDaily, 0, Utc(2028, 10, 29, 1, 31), 2, 30, Utc(2028, 10, 30, 1, 30)},
+        {"early on the day of 25 hours", TaskTypeDaily, 0, Utc(2028, 10, 28, 22, 20), 0, 10,
+         Utc(2028, 10, 29, 23, 10)},
+        {"weekly, early on the day of 25 hours", TaskTypeWeekly, 1 | 2, Utc(2028, 10, 28, 22, 20), 0, 10,
+         Utc(2028, 10, 29, 23, 10)},
+        {"weekly over the day of 25 hours", TaskTypeWeekly, kSunday, Utc(2028, 10, 22, 8), 9, 0,
+         Utc(2028, 10, 29, 8)},
+    };
+    for (TurnCase const& test : kCases) {
+        m_clock.SetSeconds(test.now);
+        CTime const now = RawNow();
+        CTime const dating(2027, 12, 1, test.hour, test.minute, 0);
+        CTime const next = NextRunAfter(test.mode, test.mask, now - CTimeSpan(now.GetSecond()), dating,
+                                        RawNow, [](TCHAR const*, CTime const&) {});
+        EXPECT_EQ(next, CTime(test.expected))
+            << test.what << ": " << next.Format(_T("%a %Y-%m-%d %H:%M")).ToUtf8();
+    }
+}
+
+TEST_F(CalendarTurns, StoredDateBroughtForwardKeepsItsTimeOfDay) {
+    for (CTime const& day : {CTime(2028, 3, 25, 0, 0, 0), CTime(2028, 10, 28, 0, 0, 0),
+                             CTime(2028, 2, 28, 0, 0, 0), CTime(2028, 12, 31, 0, 0, 0)}) {
+        CTime const minute = AtTimeOfDay(day, CTime(2028, 1, 1, 23, 45, 0));
+        TaskDates const dates{TaskTypeDaily, CTime(2027, 1, 1, 0, 0, 0), CTime(2099, 1, 1, 0, 0, 0),
+                              CTime(2028, 1, 1, 23, 30, 0), CTime(1971, 1, 1, 0, 0, 0)};
+        EXPECT_EQ(BroughtForward(dates, minute, 0), DaysAfter(AtTimeOfDay(day, dates.dating), 1))
+            << day.Format(_T("%m-%d")).ToUtf8();
+        EXPECT_EQ(23, BroughtForward(dates, minute, 0).GetHour());
+    }
+}
+
 struct ForwardCase {
     char const* what;
     int mode;

@@ -1,10 +1,10 @@
-// Exit codes of the command line, and the failure that ends a command.
+// Exit codes of the programs, and the failure that ends one.
 #pragma once
 
 #include <stdexcept>
 #include <string>
 
-namespace rampart::cli {
+namespace rampart::host {
 
 enum ExitCode {
     kExitDone = 0,
@@ -24,4 +24,4 @@ private:
     ExitCode m_code;
 };
 
-}  // namespace rampart::cli
+}  // namespace rampart::host

@@ -1,0 +1,232 @@
+// rampart task: a running service carries the command out, otherwise this process does.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+
+#include "commands.h"
+#include "common/exit_code.h"
+#include "common/service_link.h"
+#include "common/task_report.h"
+#include "output.h"
+#include "session.h"
+#include "task_options.h"
+#include "task_run.h"
+
+namespace rampart::cli {
+
+namespace {
+
+constexpr unsigned int kPollMs = 100;
+
+// The tasks as the service sees them, or as they are stored.
+nlohmann::json TasksOf(CBackupManage& manager, bool hasService) {
+    if (hasService) {
+        if (std::optional<ServiceAnswer> answer = AskService(RequestKind::kTasks)) {
+            return std::move(answer->data);
+        }
+    }
+    return TaskDescriptions().Describe(manager, false);
+}
+
+// The answer of the service, whose refusal ends the command.
+ServiceAnswer Ask(RequestKind kind, nlohmann::json const& body) {
+    std::optional<ServiceAnswer> answer = AskService(kind, body);
+    if (!answer) {
+        throw CommandError(kExitFailed, "BackupService has just ended; try again");
+    }
+    if (answer->code != kExitDone) {
+        throw CommandError(static_cast<ExitCode>(answer->code), answer->text);
+    }
+    return std::move(*answer);
+}
+
+nlohmann::json FindTask(nlohmann::json const& tasks, CBackupManage& manager, std::string const& name) {
+    // By machine and name, too; a service may know a task that was not there when this process looked.
+    CBackupTask const* const known = manager.GetTaskByName(CString::FromUtf8(name));
+    CString const wanted = known != nullptr ? known->m_taskName : CString::FromUtf8(name);
+    for (nlohmann::json const& task : tasks) {
+        if (CString::FromUtf8(task.value("task", ""))
+                .CompareNoCase(CString::FromUtf8(Printable(Utf8(wanted)))) == 0) {
+            return task;
+        }
+    }
+    throw CommandError(kExitUsage, "there is no task '" + Printable(name) + "'");
+}
+
+std::string NextLine(nlohmann::json const& task, ServicePresence const& service) {
+    bool const needsService = !service.isHere && !task.value("next", nlohmann::json()).is_null();
+    return task.value("nextText", "") + (needsService ? " (" + service.Complaint() + ")" : "");
+}
+
+std::string Joined(nlohmann::json const& list) {
+    std::string text;
+    for (nlohmann::json const& item : list) {
+        text += (text.empty() ? "" : ", ") + item.get<std::string>();
+    }
+    return text;
+}
+
+void PrintField(CommonOptions const& common, char const* title, std::string const& value) {
+    char start[32];
+    std::snprintf(start, sizeof start, "  %-10s ", title);
+    if (!value.empty()) {
+        PrintLine(common, start + value);
+    }
+}
+
+void PrintTask(CommonOptions const& common, nlohmann::json const& task, ServicePresence const& service) {
+    PrintLine(common, task.value("task", "") + "  (" + task.value("state", "") + ")");
+    PrintField(common, "machine", task.value("machine", ""));
+    PrintField(common, "runs", task.value("schedule", ""));
+    PrintField(common, "window", task.value("window", ""));
+    PrintField(common, "next", NextLine(task, service));
+    PrintField(common, "last run", task.value("lastRun", ""));
+    PrintField(common, "sources", Joined(task.value("sources", nlohmann::json::array())));
+    for (char const* const kind : {"include", "exclude"}) {
+        PrintField(common, kind, Joined(task.value(kind, nlohmann::json::array())));
+    }
+    if (task.contains("versions")) {
+        PrintField(common, "versions", std::to_string(task["versions"].get<long long>()));
+    }
+    PrintField(common, "stored in", task.value("folder", ""));
+    PrintField(common, "errors", task.value("errors", ""));
+}
+
+// Waits for the end of a run in the service; an interrupt cancels it.
+int WaitForService(CommonOptions const& common, CBackupManage& manager, std::string const& name) {
+    bool isCancelled = false;
+    for (;;) {
+        if (IsInterrupted() && !isCancelled) {
+            isCancelled = true;
+            Ask(RequestKind::kStop, {{"task", name}});
+        }
+        nlohmann::json const tasks = Ask(RequestKind::kTasks, {}).data;
+        nlohmann::json const task = FindTask(tasks, manager, name);
+        std::string const state = task.value("state", "");
+        if (state == "running" || state == "waiting") {
+            SleepMilliseconds(kPollMs);
+            continue;
+        }
+        bool const isClean = task.value("errors", "").empty() && task.value("warnings", "").empty();
+        int const code = isCancelled || state == "cancelled"                  ? kExitCancelled
+                         : state == "failed" || task.value("hadError", false) ? kExitFailed
+                         : isClean                                            ? kExitDone
+                                                                              : kExitWarnings;
+        if (common.json) {
+            nlohmann::json result = task;
+            result["result"] = code;
+            PrintJson(result);
+            return code;
+        }
+        if (!isClean) {
+            std::cerr << task.value("errors", "") << task.value("warnings", "") << std::endl;
+        }
+        PrintLine(common, "Task '" + Printable(name) + "' " + (isCancelled ? "cancelled" : state) + ": " +
+                              FormatCount(task.value("files", 0LL), "file", "files") + " looked at, " +
+                              FormatCount(task.value("new", 0LL), "new", "new") + ", " +
+                              FormatCount(task.value("changed", 0LL), "changed", "changed"));
+        return code;
+    }
+}
+
+void PrintResult(CommonOptions const& common, std::string const& text) {
+    if (common.json) {
+        PrintJson({{"text", text}});
+    } else {
+        PrintLine(common, text);
+    }
+}
+
+}  // namespace
+
+int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions const& options) {
+    TaskChange const change = ChangeOf(kind, options);
+    EngineSession session(common, kind == ChangeKind::kAdd);
+    std::string text;
+    ServicePresence const service = LookForService();
+    if (service.isHere) {
+        text = Ask(RequestKind::kChange, change).text;
+    } else {
+        text = ApplyChange(session.Manager(), change, false);
+        if (kind == ChangeKind::kAdd && !change.isDisabled) {
+            text += " " + service.Complaint() + ", so that nothing runs the task by itself.";
+        }
+    }
+    PrintResult(common, text);
+    return kExitDone;
+}
+
+int RunTaskList(CommonOptions const& common, TaskOptions const&) {
+    EngineSession session(common, false);
+    ServicePresence const service = LookForService();
+    nlohmann::json const tasks = TasksOf(session.Manager(), service.isHere);
+    if (common.json) {
+        PrintJson(tasks);
+        return kExitDone;
+    }
+    if (tasks.empty()) {
+        PrintLine(common,
+                  "There is no task yet. Add one with: rampart task add FOLDER --name NAME --daily 02:30");
+    }
+    for (nlohmann::json const& task : tasks) {
+        PrintLine(common, task.value("task", "") + "  (" + task.value("state", "") + ")");
+        PrintLine(common, "  " + task.value("schedule", "") + "; last run " + task.value("lastRun", "-"));
+        PrintLine(common, "  " + NextLine(task, service));
+    }
+    return kExitDone;
+}
+
+int RunTaskShow(CommonOptions const& common, TaskOptions const& options) {
+    EngineSession session(common, false);
+    ServicePresence const service = LookForService();
+    nlohmann::json const task =
+        FindTask(TasksOf(session.Manager(), service.isHere), session.Manager(), options.name);
+    if (common.json) {
+        PrintJson(task);
+    } else {
+        PrintTask(common, task, service);
+    }
+    return kExitDone;
+}
+
+int RunTaskNext(CommonOptions const& common, TaskOptions const& options) {
+    EngineSession session(common, false);
+    ServicePresence const service = LookForService();
+    nlohmann::json tasks = TasksOf(session.Manager(), service.isHere);
+    if (!options.name.empty()) {
+        tasks = nlohmann::json::array({FindTask(tasks, session.Manager(), options.name)});
+    }
+    nlohmann::json list = nlohmann::json::array();
+    for (nlohmann::json const& task : tasks) {
+        list.push_back({{"task", task["task"]},
+                        {"next", task.value("next", nlohmann::json())},
+                        {"text", NextLine(task, service)}});
+        PrintLine(common, task.value("task", "") + " " + NextLine(task, service));
+    }
+    if (common.json) {
+        PrintJson(list);
+    } else if (list.empty()) {
+        PrintLine(common, "There is no task yet.");
+    }
+    return kExitDone;
+}
+
+int RunTaskNow(CommonOptions const& common, TaskOptions const& options) {
+    Ledger const ledger;
+    EngineSession session(common, false);
+    CBackupManage& manager = session.Manager();
+    if (LookForService().isHere) {
+        ServiceAnswer const answer = Ask(RequestKind::kRun, {{"task", options.name}});
+        if (options.doesNotWait) {
+            PrintResult(common, answer.text);
+            return kExitDone;
+        }
+        return WaitForService(common, manager, options.name);
+    }
+    CBackupTask& task = RequireTask(manager, options.name, true);
+    std::unique_ptr<HeldName> const mark = MarkRun(task);
+    return RunTaskHere(common, manager, task, false, ledger);
+}
+
+}  // namespace rampart::cli

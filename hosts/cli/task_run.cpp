@@ -1,0 +1,163 @@
+// Runs a task in this process and shows how it goes.
+#include "task_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+
+#include "common/exit_code.h"
+#include "common/service_link.h"
+#include "common/task_change.h"
+#include "output.h"
+#include "progress_display.h"
+
+namespace rampart::cli {
+
+namespace {
+
+constexpr unsigned int kPollMs = 10;
+
+struct Outcome {
+    CString taskName;
+    CString serverFolder;
+    int state = TaskStateReady;
+    bool hadError = false;
+    __int64 looked = 0;
+    __int64 added = 0;
+    __int64 changed = 0;
+    TransferTotals transferred;
+    double seconds = 0;
+    CString errors;
+    CString warnings;
+};
+
+void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
+    if (!isStarted && !task.StartBackupByUser(0)) {
+        CString const reason = task.GetManualStartErrorMsg();
+        throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));
+    }
+    while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
+        // Again while it lasts: a run that has just begun clears a cancel that came before it.
+        if (IsInterrupted() && task.m_pTaskPrg->m_bCancel == 0) {
+            task.m_pTaskPrg->CancelMe();
+        }
+        display.Show(task);
+        SleepMilliseconds(kPollMs);
+    }
+    while (task.GetRunningUploadCount() > 0) {
+        SleepMilliseconds(kPollMs);
+    }
+}
+
+int ExitCodeOf(Outcome const& outcome, Ledger const& ledger) {
+    // A batch that was given up, or whose last files were left out, ends like a cancelled one; only the
+    // user's own cancel counts as that.
+    bool const endedEarly = outcome.state == TaskStateCanceled && !outcome.hadError && !ledger.HasErrors();
+    if (IsInterrupted() || endedEarly) {
+        return kExitCancelled;
+    }
+    if (outcome.hadError || outcome.state == TaskStateFailed) {
+        return kExitFailed;
+    }
+    return ledger.IsEmpty() && outcome.warnings.IsEmpty() ? kExitDone : kExitWarnings;
+}
+
+char const* WordFor(int exitCode) {
+    switch (exitCode) {
+        case kExitDone:
+            return "done";
+        case kExitWarnings:
+            return "done, but not everything is protected";
+        case kExitCancelled:
+            return "cancelled; what was sent is kept, the next run sends the rest";
+        default:
+            return "failed; what was sent is kept, the next run sends the rest";
+    }
+}
+
+void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger const& ledger, int exitCode) {
+    if (common.json) {
+        PrintJson({{"task", Utf8(outcome.taskName)},
+                   {"folder", PrintableServerPath(outcome.serverFolder)},
+                   {"result", exitCode},
+                   {"files", outcome.looked},
+                   {"new", outcome.added},
+                   {"changed", outcome.changed},
+                   {"transferred", outcome.transferred.files},
+                   {"transferredBytes", outcome.transferred.bytes},
+                   {"storedBytes", outcome.transferred.storedBytes},
+                   {"seconds", outcome.seconds},
+                   {"errors", Utf8(outcome.errors)},
+                   {"warnings", Utf8(outcome.warnings)},
+                   {"notProtected", ledger.ToJson()}});
+        return;
+    }
+    ledger.Print(common);
+    CString errors = outcome.errors;
+    errors.Trim();
+    if (!errors.IsEmpty()) {
+        std::cerr << Utf8(errors) << std::endl;
+    }
+    PrintLine(common, "Task '" + Utf8(outcome.taskName) + "' " + WordFor(exitCode) + ".");
+    PrintLine(common, "  looked at     " + FormatCount(outcome.looked, "file", "files") + ": " +
+                          FormatCount(outcome.added, "new", "new") + ", " +
+                          FormatCount(outcome.changed, "changed", "changed"));
+    PrintLine(common, "  transferred   " + FormatCount(outcome.transferred.files, "file", "files") + ", " +
+                          FormatBytes(outcome.transferred.bytes) + " (" +
+                          FormatBytes(outcome.transferred.storedBytes) + " stored)");
+    if (!ledger.IsEmpty()) {
+        PrintLine(common, "  not protected " + FormatCount(static_cast<__int64>(ledger.Count()),
+                                                           "path, listed above", "paths, listed above"));
+    }
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f s", outcome.seconds);
+    PrintLine(common, "  in the vault  " + PrintableServerPath(outcome.serverFolder) + " of " +
+                          Printable(Utf8(VaultAdmin::Location())) + ", in " + seconds);
+}
+
+}  // namespace
+
+std::unique_ptr<HeldName> MarkRun(CBackupTask const& task) {
+    auto mark = HeldName::Take(RunMarkName(task));
+    if (mark == nullptr) {
+        throw CommandError(kExitFailed,
+                           "another program runs the task '" + Printable(Utf8(task.m_taskName)) + "' now");
+    }
+    // A service that saw no mark yet has started the task, or will see it.
+    std::optional<ServiceAnswer> const answer =
+        AskService(RequestKind::kHello, {{"task", Utf8(task.m_taskName)}});
+    if (answer && answer->data.value("vault", "") == Utf8(VaultAdmin::Location()) &&
+        answer->data.value("runs", false)) {
+        throw CommandError(kExitFailed,
+                           "BackupService runs the task '" + Printable(Utf8(task.m_taskName)) + "' now");
+    }
+    return mark;
+}
+
+int RunTaskHere(CommonOptions const& common, CBackupManage& manager, CBackupTask& task, bool isStarted,
+                Ledger const& ledger) {
+    auto const begin = std::chrono::steady_clock::now();
+    {
+        ProgressDisplay display(common);
+        RunToEnd(task, isStarted, display);
+    }
+    // Dates moved: the service reads them when the mark of this run goes.
+    WriteTask(manager, task);
+    Outcome outcome;
+    outcome.taskName = task.m_taskName;
+    outcome.serverFolder = task.m_serverFilePath;
+    outcome.state = task.m_state;
+    outcome.hadError = task.m_errorOccured != 0;
+    outcome.looked = task.m_reportTotalCount;
+    outcome.added = task.m_reportAddedCount;
+    outcome.changed = task.m_reportChangedCount;
+    outcome.errors = task.GetErrorEmailLog();
+    outcome.warnings = task.GetWarningLog();
+    VaultAdmin::Transferred(outcome.transferred);
+    outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    int const exitCode = ExitCodeOf(outcome, ledger);
+    PrintOutcome(common, outcome, ledger, exitCode);
+    return exitCode;
+}
+
+}  // namespace rampart::cli

@@ -1,0 +1,471 @@
+#include "common/task_change.h"
+
+#include <algorithm>
+
+#include "common/exit_code.h"
+#include "common/service_link.h"
+#include "common/session.h"
+#include "common/text.h"
+
+namespace rampart::host {
+
+namespace {
+
+constexpr size_t kLongestName = 100;
+
+std::string CodeText(int code) {
+    return Utf8(ApiUtil::GetQuilString(code));
+}
+
+std::string Quoted(CBackupTask const& task) {
+    return "'" + Printable(Utf8(task.m_taskName)) + "'";
+}
+
+void AddPattern(CBackupTask& task, std::string pattern, bool isInclude) {
+    bool const isFolder = pattern.size() > 1 && pattern.back() == '/';
+    if (isFolder) {
+        pattern.pop_back();
+    }
+    CString const entry = ToEnginePattern(pattern);
+    // An exclusion without a slash leaves out files and folders of that name alike.
+    if (isFolder || !isInclude) {
+        task.m_filtedPathList.AddTail(entry);
+    }
+    if (!isFolder) {
+        task.m_filterExList.AddTail(entry);
+    }
+}
+
+void ClearFilters(CBackupTask& task) {
+    task.m_filterExList.RemoveAll();
+    task.m_filtedPathList.RemoveAll();
+    task.m_filterType = _T("0");
+}
+
+std::vector<CString> ExistingSources(std::vector<std::string> const& paths) {
+    std::vector<CString> sources;
+    for (std::string const& path : paths) {
+        CString const source = ToEnginePath(path);
+        if (source.IsEmpty() || !PathUtilities::IsExisting(source)) {
+            throw CommandError(kExitUsage, "there is no file or folder " + Printable(path));
+        }
+        if (std::find(sources.begin(), sources.end(), source) == sources.end()) {
+            sources.push_back(source);
+        }
+    }
+    return sources;
+}
+
+// Dates the task by a schedule, its window taken into account.
+void SetSchedule(CBackupTask& task, Schedule const& schedule) {
+    CTime const now = NowRaw();
+    CTime const begin = std::max(now, ToRaw(task.m_beginDate));
+    CTime const first = schedule.FirstRun(begin);
+    if (schedule.mode == TaskTypeOnce && first < now) {
+        throw CommandError(kExitUsage, "the moment of the one run lies in the past");
+    }
+    if (schedule.mode == TaskTypeOnce && first < begin) {
+        throw CommandError(kExitUsage, "the one run lies before the beginning of the window");
+    }
+    if (first > ToRaw(task.m_endDate)) {
+        throw CommandError(kExitUsage, "the window ends before the task would run for the first time");
+    }
+    task.m_type = static_cast<TaskType>(task.m_type - ScheduleMode(task.m_type) + schedule.mode);
+    task.m_repeatDays = schedule.mode == TaskTypeWeekly ? schedule.days : 0;
+    task.SetDating(ToStored(first), 0);
+    task.m_isResume = 0;
+    if (schedule.mode == TaskTypeOnce) {
+        // A run of long ago is not the one that is meant now.
+        task.m_backupDate = CTime(1971, 1, 1, 0, 0, 0);
+    }
+}
+
+// The schedule that the task has.
+Schedule ScheduleOf(CBackupTask const& task) {
+    CTime const dating = ToRaw(task.m_dating);
+    Schedule schedule;
+    schedule.mode = static_cast<TaskType>(ScheduleMode(task.m_type));
+    schedule.hour = dating.GetHour();
+    schedule.minute = dating.GetMinute();
+    schedule.days = task.m_repeatDays;
+    schedule.moment = dating.GetTime();
+    return schedule;
+}
+
+void SetWindow(CBackupTask& task, Window const& window) {
+    task.m_beginDate = ToStored(CTime(window.begin));
+    task.m_endDate = ToStored(CTime(window.end));
+}
+
+void SetEnabled(CBackupTask& task, bool isEnabled) {
+    task.m_scheduleEnabled = isEnabled ? 1 : 0;
+    task.m_state = isEnabled ? TaskStateReady : TaskStateDisabled;
+}
+
+// What ends a change half way: the task in creation goes with it.
+class Creation {
+public:
+    explicit Creation(CBackupManage& manager) : m_manager(manager) {}
+    ~Creation() {
+        if (m_manager.IsCreateingTask() != 0) {
+            m_manager.CancelNewTask();
+        }
+    }
+    Creation(Creation const&) = delete;
+    Creation& operator=(Creation const&) = delete;
+
+private:
+    CBackupManage& m_manager;
+};
+
+std::string Add(CBackupManage& manager, TaskChange const& change, bool startsDueTasks) {
+    CheckTaskName(change.name);
+    CString const name = CString::FromUtf8(change.name);
+    if (manager.GetTaskByName(name) != nullptr) {
+        throw CommandError(kExitUsage, "there is a task '" + Printable(change.name) + "' already");
+    }
+    std::vector<CString> const sources = ExistingSources(change.paths);
+    if (sources.empty() || !change.schedule) {
+        throw CommandError(kExitUsage, "a task needs something to back up, and a time to do it");
+    }
+    Creation const creation(manager);
+    CBackupTask& task = BeginTask(manager, name, change.to, sources);
+    if (change.window) {
+        SetWindow(task, *change.window);
+    }
+    SetSchedule(task, *change.schedule);
+    task.m_serverNextDate = task.m_dating;
+    SetFilters(task, change.include, change.exclude);
+    if (change.versions > 0) {
+        task.m_maxVersion = change.versions;
+    }
+    SetEnabled(task, !change.isDisabled);
+    // A program that ends right away writes the task and leaves its first run to the service.
+    int const code = startsDueTasks ? (manager.EndNewTask() ? 0 : manager.GetAddNewTaskRet())
+                                    : manager.UploadTaskInfoToDatabase(&task);
+    bool const isStored = startsDueTasks ? manager.GetTaskByName(name) != nullptr : code == 0;
+    if (!isStored) {
+        throw CommandError(kExitFailed, "the task could not be stored: " + CodeText(code));
+    }
+    return "Task '" + Printable(change.name) + "' is added.";
+}
+
+// A task that dies ends the run of its name; a copy has none.
+struct ForgetCopy {
+    void operator()(CBackupTask* copy) const {
+        copy->m_taskName.Empty();
+        delete copy;
+    }
+};
+using TaskCopy = std::unique_ptr<CBackupTask, ForgetCopy>;
+
+// A copy of the settings, to be handed to CBackupManage::UpdateTask.
+TaskCopy CopyOf(CBackupTask& task) {
+    TaskCopy copy(std::make_unique<CBackupTask>().release());
+    copy->m_taskID = task.m_taskID;
+    copy->m_taskName = task.m_taskName;
+    copy->m_description = task.m_description;
+    copy->m_type = task.m_type;
+    for (SourceInfo const* const source : task.m_localDirList) {
+        if (source != nullptr) {
+            copy->m_localDirList.push_back(std::make_unique<SourceInfo>(*source).release());
+        }
+    }
+    copy->m_filterExList.AddTail(&task.m_filterExList);
+    copy->m_filtedPathList.AddTail(&task.m_filtedPathList);
+    copy->m_filterType = task.m_filterType;
+    copy->m_serverFilePath = task.m_serverFilePath;
+    copy->m_logFilePath = task.m_logFilePath;
+    copy->m_backupDate = task.m_backupDate;
+    copy->m_pcID = task.m_pcID;
+    copy->m_pcName = task.m_pcName;
+    copy->m_encryMode = task.m_encryMode;
+    copy->m_beginDate = task.m_beginDate;
+    copy->m_endDate = task.m_endDate;
+    copy->m_dating = task.m_dating;
+    copy->m_resumeDate = task.m_resumeDate;
+    copy->m_isResume = task.m_isResume.Get();
+    copy->m_remoteSize = task.m_remoteSize.Get();
+    copy->m_maxVersion = task.m_maxVersion;
+    copy->m_modifyTime = task.m_modifyTime;
+    copy->m_nextCountEventDate = task.m_nextCountEventDate;
+    copy->m_scheduleEnabled = task.m_scheduleEnabled.Get();
+    copy->m_state = task.m_state.Get();
+    copy->m_repeatDays = task.m_repeatDays;
+    return copy;
+}
+
+std::unique_ptr<SourceInfo> MakeSource(CBackupTask& scratch, CString const& path) {
+    scratch.AddSrcPath(path);
+    return std::make_unique<SourceInfo>(*scratch.m_localDirList.back());
+}
+
+// Sources come and go in the copy, and the same in what `task` tells the database.
+void ChangeSources(CBackupTask& task, CBackupTask& copy, TaskChange const& change) {
+    std::vector<CString> const added = ExistingSources(change.paths);
+    for (std::string const& path : change.dropped) {
+        if (copy.GetSrcItem(ToEnginePath(path)) == nullptr) {
+            throw CommandError(kExitUsage, "the task does not back up " + Printable(path));
+        }
+    }
+    for (std::string const& path : change.dropped) {
+        SourceInfo* const source = copy.GetSrcItem(ToEnginePath(path));
+        copy.m_localDirList.erase(std::find(copy.m_localDirList.begin(), copy.m_localDirList.end(), source));
+        task.m_deletePathList.push_back(source);  // the list owns it now
+    }
+    CBackupTask scratch;
+    for (CString const& path : added) {
+        if (copy.GetSrcItem(path) == nullptr) {
+            copy.m_localDirList.push_back(MakeSource(scratch, path).release());
+            task.m_newPathList.push_back(MakeSource(scratch, path).release());
+        }
+    }
+    if (copy.m_localDirList.empty()) {
+        task.ClearDeletePathList();
+        throw CommandError(kExitUsage, "a task needs something to back up: its last source cannot go");
+    }
+}
+
+void Rename(CBackupManage& manager, CBackupTask& copy, std::string const& newName) {
+    CheckTaskName(newName);
+    CString const name = CString::FromUtf8(newName);
+    CBackupTask const* const other = manager.GetTaskByName(name);
+    if (other != nullptr && other->m_taskID != copy.m_taskID) {
+        throw CommandError(kExitUsage, "there is a task '" + Printable(newName) + "' already");
+    }
+    CString const folder = PathUtilities::Append(PathUtilities::GetParentFolder(copy.m_serverFilePath), name);
+    VaultEntry entry;
+    CString message;
+    constexpr int kNone = 11;
+    int const code = VaultAdmin::Find(folder, entry, message);
+    if (code == 0 && folder.CompareNoCase(copy.m_serverFilePath) != 0) {
+        throw CommandError(kExitUsage,
+                           "the vault holds a folder " + PrintableServerPath(folder) + " already");
+    }
+    if (code != 0 && code != kNone) {
+        throw CommandError(kExitFailed, Utf8(message));
+    }
+    copy.m_taskName = name;
+    copy.m_description = name;
+}
+
+std::string Edit(CBackupManage& manager, TaskChange const& change) {
+    CBackupTask& task = RequireTask(manager, change.name, true);
+    bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
+    TaskCopy const copy = CopyOf(task);
+    if (change.window) {
+        SetWindow(*copy, *change.window);
+    }
+    if (change.schedule || change.window) {
+        Schedule const schedule = change.schedule.value_or(ScheduleOf(task));
+        // A once task that has made its run keeps its date when only the window moves.
+        if (change.schedule || schedule.mode != TaskTypeOnce) {
+            SetSchedule(*copy, schedule);
+        }
+    }
+    if (change.clearsFilters) {
+        ClearFilters(*copy);
+    }
+    SetFilters(*copy, change.include, change.exclude);
+    if (change.versions > 0) {
+        copy->m_maxVersion = change.versions;
+    }
+    if (!change.newName.empty()) {
+        Rename(manager, *copy, change.newName);
+    }
+    ChangeSources(task, *copy, change);
+    bool const isDated = change.schedule || change.window;
+    SetEnabled(*copy, task.m_scheduleEnabled != 0);
+    if (!manager.UpdateTask(&task, copy.get())) {
+        throw CommandError(kExitFailed, "the task " + Quoted(task) + " is gone");
+    }
+    if (isDated) {
+        // Until it has run, what counts as missed is measured from here.
+        task.m_serverNextDate = task.m_dating;
+    }
+    if (int const code = WriteTask(manager, task)) {
+        throw CommandError(kExitFailed, "the change could not be stored: " + CodeText(code));
+    }
+    if (wasRunning && task.m_scheduleEnabled != 0) {
+        manager.AddTaskToWaitlist(&task, 0);
+        return "Task " + Quoted(task) + " is changed; its run begins anew.";
+    }
+    return "Task " + Quoted(task) + " is changed.";
+}
+
+std::string Enable(CBackupManage& manager, TaskChange const& change) {
+    CBackupTask& task = RequireTask(manager, change.name, true);
+    bool const isEnabled = change.kind == ChangeKind::kEnable;
+    std::string const word = isEnabled ? "enabled" : "disabled";
+    if ((task.m_scheduleEnabled != 0) == isEnabled) {
+        return "Task " + Quoted(task) + " was " + word + " already.";
+    }
+    if (!isEnabled) {
+        task.EndTask();
+        manager.RemoveTaskFromWaitlist(&task);
+    } else if (ScheduleMode(task.m_type) == TaskTypeDaily || ScheduleMode(task.m_type) == TaskTypeWeekly) {
+        // Dates that went by while it was disabled were not missed.
+        SetSchedule(task, ScheduleOf(task));
+        task.m_serverNextDate = task.m_dating;
+    }
+    SetEnabled(task, isEnabled);
+    if (int const code = WriteTask(manager, task)) {
+        throw CommandError(kExitFailed, "the change could not be stored: " + CodeText(code));
+    }
+    if (isEnabled && ScheduleMode(task.m_type) == TaskTypeRealTime) {
+        task.StartHook();
+    }
+    return "Task " + Quoted(task) + " is " + word + ".";
+}
+
+std::string Delete(CBackupManage& manager, TaskChange const& change) {
+    CBackupTask& task = RequireTask(manager, change.name, false);
+    std::string const name = Quoted(task);
+    std::string const folder = PrintableServerPath(task.m_serverFilePath);
+    CStringList names(1);
+    names.AddTail(task.m_taskName);
+    int code = 0;
+    if (!manager.BatchDeleteTask(names, change.deletesBackup ? 1 : 0, code, 0, 0)) {
+        throw CommandError(kExitFailed, "the task " + name + " is kept: " + CodeText(code));
+    }
+    std::vector<CString> left;
+    manager.GetTaskNamesFromWebDatabase(left);
+    if (manager.CompareTaskNameEx(names.GetHead(), left)) {
+        throw CommandError(kExitFailed, "the task " + name + " could not be taken off the database");
+    }
+    return "Task " + name + " is deleted" +
+           (change.deletesBackup ? ", with what it had stored."
+                                 : "; what it stored stays in " + folder + ".");
+}
+
+}  // namespace
+
+void to_json(nlohmann::json& json, TaskChange const& change) {
+    json = {{"kind", static_cast<int>(change.kind)},
+            {"name", change.name},
+            {"newName", change.newName},
+            {"paths", change.paths},
+            {"dropped", change.dropped},
+            {"versions", change.versions},
+            {"include", change.include},
+            {"exclude", change.exclude},
+            {"clearsFilters", change.clearsFilters},
+            {"to", change.to},
+            {"isDisabled", change.isDisabled},
+            {"deletesBackup", change.deletesBackup}};
+    if (change.schedule) {
+        json["schedule"] = *change.schedule;
+    }
+    if (change.window) {
+        json["window"] = *change.window;
+    }
+}
+
+void from_json(nlohmann::json const& json, TaskChange& change) {
+    change.kind = static_cast<ChangeKind>(json.at("kind").get<int>());
+    change.name = json.at("name");
+    change.newName = json.at("newName");
+    change.paths = json.at("paths").get<std::vector<std::string>>();
+    change.dropped = json.at("dropped").get<std::vector<std::string>>();
+    change.versions = json.at("versions");
+    change.include = json.at("include").get<std::vector<std::string>>();
+    change.exclude = json.at("exclude").get<std::vector<std::string>>();
+    change.clearsFilters = json.at("clearsFilters");
+    change.to = json.at("to");
+    change.isDisabled = json.at("isDisabled");
+    change.deletesBackup = json.at("deletesBackup");
+    if (json.contains("schedule")) {
+        change.schedule = json["schedule"].get<Schedule>();
+    }
+    if (json.contains("window")) {
+        change.window = json["window"].get<Window>();
+    }
+}
+
+std::string ApplyChange(CBackupManage& manager, TaskChange const& change, bool startsDueTasks) {
+    std::unique_ptr<HeldName> mark;
+    if (change.kind != ChangeKind::kAdd) {
+        CBackupTask& task = RequireTask(manager, change.name, false);
+        mark = HeldName::Take(RunMarkName(task));
+        if (mark == nullptr) {
+            throw CommandError(kExitFailed, "another program runs the task " + Quoted(task) +
+                                                " now; try again when that has ended");
+        }
+    }
+    switch (change.kind) {
+        case ChangeKind::kAdd:
+            return Add(manager, change, startsDueTasks);
+        case ChangeKind::kEdit:
+            return Edit(manager, change);
+        case ChangeKind::kDelete:
+            return Delete(manager, change);
+        default:
+            return Enable(manager, change);
+    }
+}
+
+void CheckTaskName(std::string const& name) {
+    bool const isPlain = std::none_of(name.begin(), name.end(), [](unsigned char letter) {
+        return letter < ' ' ||
+               std::string_view("\\/:*?\"<>|").find(static_cast<char>(letter)) != std::string_view::npos;
+    });
+    if (name.empty() || name.size() > kLongestName || !isPlain || name.front() == ' ' || name.back() == ' ' ||
+        name.back() == '.') {
+        throw CommandError(kExitUsage, "'" + Printable(name) +
+                                           "' cannot be the name of a task: it names a folder in the vault");
+    }
+}
+
+CBackupTask& RequireTask(CBackupManage& manager, std::string const& name, bool isMineWanted) {
+    CBackupTask* const task = manager.GetTaskByName(CString::FromUtf8(name));
+    if (task == nullptr) {
+        throw CommandError(kExitUsage, "there is no task '" + Printable(name) + "'");
+    }
+    if (isMineWanted && task->m_pcID != manager.m_myID) {
+        throw CommandError(kExitUsage, "the task " + Quoted(*task) + " is one of the machine " +
+                                           Printable(Utf8(task->m_pcName)) + "; change and run it there");
+    }
+    return *task;
+}
+
+CBackupTask& BeginTask(CBackupManage& manager, CString const& name, std::string const& to,
+                       std::vector<CString> const& sources) {
+    if (!manager.BeginNewTask()) {
+        throw CommandError(kExitFailed, "the account takes no further task");
+    }
+    CBackupTask& task = *manager.m_pNewTask;
+    task.m_taskName = name;
+    task.m_description = name;
+    task.m_type = TaskTypeOnce;
+    task.m_logFilePath.Format(_T("backup_%s.dat.4.0"), name);
+    task.m_serverFilePath =
+        to.empty() ? _T("\\") + task.m_pcName + _T("\\") + name : ServerPathOf(manager, to);
+    CStringList list(10);
+    for (CString const& source : sources) {
+        list.AddTail(source);
+    }
+    task.ReplaceLocalList(list);
+    task.m_encryMode = task.IsEncryptionBackup();
+    return task;
+}
+
+void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
+                std::vector<std::string> const& exclude) {
+    if (include.empty() && exclude.empty()) {
+        return;
+    }
+    bool const isInclude = !include.empty();
+    ClearFilters(task);
+    for (std::string const& pattern : isInclude ? include : exclude) {
+        AddPattern(task, pattern, isInclude);
+    }
+    task.m_filterType = isInclude ? _T("1") : _T("0");
+}
+
+int WriteTask(CBackupManage& manager, CBackupTask& task) {
+    // Two changes within a second are two changes.
+    task.m_modifyTime = std::max(ToStored(NowRaw()), task.m_modifyTime + CTimeSpan(1));
+    return manager.AddOrEditTaskToDatabase(&task, _T("Edit"), _T("0"), task.m_taskName, _T("1"));
+}
+
+}  // namespace rampart::host

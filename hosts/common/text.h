@@ -1,0 +1,24 @@
+// Texts for people: names and paths that a terminal can show, sizes, counts, times.
+#pragma once
+
+#include <string>
+
+#include "engine/vaultlib.h"
+
+namespace rampart::host {
+
+// A path or name fit for a terminal: control characters and bytes that are not UTF-8 shown as \xNN.
+std::string Printable(std::string const& bytes);
+// The native form of an engine path, printable.
+std::string PrintablePath(CString const& enginePath);
+// A path in the vault with forward slashes, printable.
+std::string PrintableServerPath(CString const& serverPath);
+std::string Utf8(CString const& text);
+
+std::string FormatBytes(__int64 bytes);
+std::string FormatCount(__int64 count, char const* one, char const* many);
+// Local time "YYYY-MM-DD HH:MM:SS" of nanoseconds since 1970 UTC; "-" if unknown.
+std::string FormatTime(__int64 nanoseconds);
+std::string FormatDuration(__int64 seconds);
+
+}  // namespace rampart::host

@@ -1,0 +1,58 @@
+// BackupService: the background host.
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "common/exit_code.h"
+#include "common/text.h"
+#include "service.h"
+
+namespace rampart::service {
+
+namespace {
+
+constexpr char kFooter[] = R"(
+Runs the tasks that 'rampart task add' made, each at its time, until it is told to stop (SIGTERM or Ctrl-C).
+SIGHUP makes it look at the task list at once. What it does it writes to standard output, a line each.
+
+Exit codes: 0 stopped as asked, 1 failed (also when another BackupService runs), 2 wrong usage.)";
+
+int Main(int argc, char** argv) {
+    CLI::App app{"The background service of Rampart."};
+    app.name("BackupService");
+    app.footer(kFooter);
+    app.set_version_flag("--version", std::string("BackupService ") + RAMPART_VERSION);
+    std::string vault;
+    bool isDetached = false;
+    app.add_option("--vault", vault,
+                   "Vault to use: a folder or vault:///folder (default: the configured one)")
+        ->envname("RAMPART_VAULT");
+    app.add_flag("-d", isDetached, "Taken and ignored: the program that starts it need not wait");
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? host::kExitDone : host::kExitUsage;
+    }
+    try {
+        // Open for the life of the process.
+        if (GlobalFunction::CreateBackServiceMutex() == nullptr) {
+            throw host::CommandError(host::kExitFailed, "another BackupService runs already");
+        }
+        Service service(vault);
+        return service.Run();
+    } catch (host::CommandError const& error) {
+        std::cerr << "BackupService: " << error.what() << std::endl;
+        return error.Code();
+    } catch (std::exception const& error) {
+        std::cerr << "BackupService: unexpected failure: " << error.what() << std::endl;
+        return host::kExitFailed;
+    }
+}
+
+}  // namespace
+
+}  // namespace rampart::service
+
+int main(int argc, char** argv) {
+    rampart::CatchServiceSignals();
+    return rampart::service::Main(argc, argv);
+}

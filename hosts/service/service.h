@@ -1,0 +1,64 @@
+// The background host: holds the task list and repeats the engine's passes until it is told to stop.
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "common/service_link.h"
+#include "common/session.h"
+#include "common/task_report.h"
+#include "foreign_runs.h"
+#include "service_manager.h"
+
+namespace rampart::service {
+
+class Service {
+public:
+    // Opens the vault and reads the task list. Throws CommandError.
+    explicit Service(std::string const& vault);
+    // Works until the system says stop; then cancels what runs, waits for it and answers an exit code.
+    int Run();
+
+private:
+    using Steady = std::chrono::steady_clock;
+
+    // One look at everything; how long nothing will be due after it. m_lock is held in these.
+    std::chrono::milliseconds Pass();
+    void WriteEndedRuns();
+    void LookAtOthers();
+    void LookForMissedRuns();
+    void LookAtClock();
+    void LookAtDatabase();
+    void Reload();
+    void LookAtRealTimeTasks();
+    std::chrono::milliseconds UntilNextDue();
+    void TellNext();
+    void Stop();
+    void KeepForNextStart(std::vector<CBackupTask*> const& tasks);
+
+    // ---- Requests of other hosts; on the receiver's thread ----
+    std::string Answer(std::string const& bytes);
+    host::ServiceAnswer Do(host::RequestKind kind, nlohmann::json const& body);
+    host::ServiceAnswer Hello(nlohmann::json const& body);
+    host::ServiceAnswer StartTask(std::string const& name);
+    host::ServiceAnswer StopTask(std::string const& name);
+
+    host::EngineSession m_session;
+    ServiceManager& m_manager;
+    std::mutex m_lock;  // one at a time: a pass, or a request. Guards everything below
+    ForeignRuns m_foreign;
+    host::TaskDescriptions m_descriptions;
+    std::optional<std::string> m_seenRows;  // what the database said when the list was read last
+    bool m_isReloadWanted = false;
+    bool m_isLookWanted = false;
+    bool m_isDatabaseAway = false;
+    Steady::time_point m_nextDatabaseLook;
+    Steady::time_point m_nextRealTimePass;
+    Steady::time_point m_lastSteady;
+    CTime m_lastClock;
+    std::string m_toldNext;
+};
+
+}  // namespace rampart::service

@@ -1,0 +1,63 @@
+#include "service_manager.h"
+
+#include "common/text.h"
+#include "service_log.h"
+
+namespace rampart::service {
+
+namespace {
+
+std::string ResultOf(CBackupTask& task) {
+    switch (task.m_state) {
+        case TaskStateFinished:
+            return task.m_hadFileFailure != 0 ? "done, but files were left out" : "done";
+        case TaskStateCanceled:
+            return "cancelled";
+        case TaskStateFailed:
+            return "failed";
+        default:
+            return "ended";
+    }
+}
+
+}  // namespace
+
+// Called for a start, before the run's thread begins.
+int ServiceManager::SetWorkingTask(CBackupTask* task) {
+    int const result = CBackupManage::SetWorkingTask(task);
+    // A continuous task that only renews its date is not worth a line.
+    if (task != nullptr && task->m_onlyUpdateBackupDate == 0) {
+        Log("task '" + host::Printable(host::Utf8(task->m_taskName)) + "' started");
+    }
+    return result;
+}
+
+// Called by the run's thread after the run has left the registry.
+int ServiceManager::SetDoneTask(CString const& name) {
+    if (CBackupTask* const task = GetTaskByName(name)) {
+        CString errors = task->GetErrorEmailLog();
+        errors.Trim();
+        errors.Replace(_T("\r\n"), _T("; "));
+        errors.Replace(_T("\n"), _T("; "));
+        Log("task '" + host::Printable(host::Utf8(name)) + "' " + ResultOf(*task) + ": " +
+            host::FormatCount(task->m_reportTotalCount, "file", "files") + " looked at, " +
+            host::FormatCount(task->m_reportAddedCount, "new", "new") + ", " +
+            host::FormatCount(task->m_reportChangedCount, "changed", "changed") +
+            (errors.IsEmpty() ? "" : "; " + host::Printable(host::Utf8(errors))));
+    } else {
+        Log("task '" + host::Printable(host::Utf8(name)) + "' ended");
+    }
+    {
+        std::lock_guard const lock(m_endedLock);
+        m_ended.push_back(name);
+    }
+    WakeServiceWait();
+    return CBackupManage::SetDoneTask(name);
+}
+
+std::vector<CString> ServiceManager::TakeEndedRuns() {
+    std::lock_guard const lock(m_endedLock);
+    return std::exchange(m_ended, {});
+}
+
+}  // namespace rampart::service

@@ -1,0 +1,24 @@
+// The task manager of the service: the engine's own, which also logs the beginning and the end of each run
+// and wakes the service when a place becomes free.
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "engine/vaultlib.h"
+
+namespace rampart::service {
+
+class ServiceManager : public CBackupManage {
+public:
+    int SetWorkingTask(CBackupTask* task) override;
+    int SetDoneTask(CString const& name) override;
+    // Names of the tasks whose runs have ended since the last call.
+    std::vector<CString> TakeEndedRuns();
+
+private:
+    std::mutex m_endedLock;
+    std::vector<CString> m_ended;
+};
+
+}  // namespace rampart::service

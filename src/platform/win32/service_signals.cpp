@@ -1,0 +1,66 @@
+#include "platform/service_signals.h"
+
+#include <atomic>
+
+#include "platform/win32/native.h"
+
+namespace rampart::platform {
+namespace {
+
+constexpr int kInterruptedExitCode = 6;
+constexpr wchar_t kStopEvent[] = L"Local\\KorvaneRampartServiceStop";
+constexpr wchar_t kReloadEvent[] = L"Local\\KorvaneRampartServiceReload";
+
+std::atomic<bool> s_stop{false};
+// Events for the life of the process: the wishes of others, and the program's own.
+HANDLE s_stopEvent = nullptr;
+HANDLE s_reloadEvent = nullptr;
+HANDLE s_wakeEvent = nullptr;
+
+BOOL WINAPI OnControl(DWORD event) {
+    if (s_stop.exchange(true) && event == CTRL_C_EVENT) {
+        ExitProcess(kInterruptedExitCode);
+    }
+    SetEvent(s_wakeEvent);
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+        // The system ends the process when this returns, or some seconds from now; the program uses them.
+        ::Sleep(INFINITE);
+    }
+    return TRUE;
+}
+
+}  // namespace
+
+void CatchServiceSignals() {
+    if (s_wakeEvent == nullptr) {
+        s_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        s_stopEvent = CreateEventW(nullptr, TRUE, FALSE, kStopEvent);
+        s_reloadEvent = CreateEventW(nullptr, FALSE, FALSE, kReloadEvent);
+        ResetEvent(s_stopEvent);
+    }
+    SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have switched the signal off
+    SetConsoleCtrlHandler(&OnControl, TRUE);
+}
+
+ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {
+    if (s_stop) {
+        return ServiceSignal::kStop;
+    }
+    const HANDLE events[] = {s_stopEvent, s_reloadEvent, s_wakeEvent};
+    switch (WaitForMultipleObjects(3, events, FALSE, timeoutMs)) {
+        case WAIT_OBJECT_0:
+            s_stop = true;
+            break;
+        case WAIT_OBJECT_0 + 1:
+            return s_stop ? ServiceSignal::kStop : ServiceSignal::kReload;
+        default:
+            break;
+    }
+    return s_stop ? ServiceSignal::kStop : ServiceSignal::kNone;
+}
+
+void WakeServiceWait() {
+    SetEvent(s_wakeEvent);
+}
+
+}  // namespace rampart::platform

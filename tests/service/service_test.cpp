@@ -1,0 +1,203 @@
+// BackupService beside the command line: tasks run at their time, changes arrive, ends of every kind lose
+// nothing.
+#include "service/programs.h"
+
+namespace rampart::test {
+
+namespace {
+
+using testing::HasSubstr;
+
+class ServiceProgram : public Programs {
+protected:
+    TempTree const tree = TempTree({{"docs/a.txt", "a"}, {"more/b.txt", "b"}});
+
+    void AddDaily(std::string const& name, std::string const& source) {
+        Outcome const added = Task({"add", tree.Native(source), "--name", name, "--daily", "02:30"});
+        ASSERT_EQ(0, added.exitCode) << added.err;
+    }
+    // Enough for a run that lasts until somebody interferes.
+    void WriteMany(std::string const& folder) {
+        for (int i = 0; i < 8000; ++i) {
+            tree.Write(folder + "/" + std::to_string(i % 40) + "/" + std::to_string(i),
+                       std::to_string(i) + std::string(3000, 'x'));
+        }
+    }
+};
+
+TEST_F(ServiceProgram, SecondOneSaysSoAndEnds) {
+    StartService();
+    int const code = Wait(Start(RAMPART_SERVICE, {}, "second", O_TRUNC));
+    EXPECT_EQ(1, code);
+    EXPECT_THAT(work.Read("second.err"), HasSubstr("another BackupService runs already"));
+    EXPECT_EQ(0, EndService(SIGTERM));
+    EXPECT_THAT(Log(), HasSubstr("stopped"));
+    EXPECT_EQ(2, Wait(Start(RAMPART_SERVICE, {"--no-such-option"}, "second", O_TRUNC)));
+    EXPECT_EQ(0, Wait(Start(RAMPART_SERVICE, {"--help"}, "second", O_TRUNC)));
+}
+
+TEST_F(ServiceProgram, DueTaskRunsAtItsTimeAndOnce) {
+    StartService();
+    std::time_t const minute = std::time(nullptr) / 60 * 60 + 60;
+    char moment[32];
+    std::strftime(moment, sizeof moment, "%Y-%m-%dT%H:%M", std::localtime(&minute));
+    Outcome const added = Task({"add", tree.Native("docs"), "--name", "docs", "--once", moment});
+    // The minute may have begun while the program started.
+    if (added.exitCode == 2) {
+        GTEST_SKIP() << added.err;
+    }
+    ASSERT_EQ(0, added.exitCode) << added.err;
+    ASSERT_TRUE(WaitForLog("task 'docs' done"));
+    EXPECT_GE(std::time(nullptr), minute);
+    EXPECT_THAT(Task({"next", "docs"}).out, HasSubstr("its one run was made today"));
+    ASSERT_EQ(0, EndService(SIGTERM));
+    StartService();
+    ASSERT_TRUE(WaitForLog("nothing is planned"));
+    EXPECT_EQ(std::string::npos, Log().find("task 'docs' started", m_logStart));
+    EXPECT_THAT(Rampart({"ls", "-r", "docs"}).out, HasSubstr("a.txt"));
+}
+
+TEST_F(ServiceProgram, ChangesOfTheCommandLineArriveAtOnce) {
+    StartService();
+    AddDaily("docs", "docs");
+    EXPECT_TRUE(WaitForLog("Task 'docs' is added"));
+    EXPECT_TRUE(WaitForLog("next is task 'docs'"));
+    ASSERT_EQ(0, Task({"edit", "docs", "--weekly", "sun 04:05", "--versions", "3"}).exitCode);
+    EXPECT_TRUE(WaitUntil([&] { return Log().find("04:05") != std::string::npos; }));
+    EXPECT_EQ(3, Show("docs")["versions"]);
+    Outcome const ran = Task({"run", "docs", "--json"});
+    EXPECT_EQ(0, ran.exitCode) << ran.err;
+    EXPECT_EQ("done", ran.Json()["state"]);
+    ASSERT_EQ(0, Task({"disable", "docs"}).exitCode);
+    Outcome const refused = Task({"run", "docs"});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_THAT(refused.err, HasSubstr("disabled"));
+    EXPECT_EQ(2, Task({"edit", "nobody", "--versions", "3"}).exitCode);
+    ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
+    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_EQ(0, EndService(SIGTERM));
+    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+}
+
+TEST_F(ServiceProgram, BackupBesideTheServiceIsSeenAndNotRepeated) {
+    StartService();
+    ASSERT_EQ(0, Rampart({"backup", tree.Native("docs"), "--name", "docs"}).exitCode);
+    EXPECT_TRUE(WaitForLog("read changed tasks: 1 task now"));
+    EXPECT_THAT(Task({"next", "docs"}).out, HasSubstr("its one run was made today"));
+    EXPECT_EQ(std::string::npos, Log().find("task 'docs' started"));
+}
+
+TEST_F(ServiceProgram, HangupReadsWhatAnotherMachineWrote) {
+    StartService();
+    {
+        // Another home is another machine: it does not know of this service.
+        TempHome const other;
+        AddDaily("theirs", "docs");
+    }
+    kill(m_service, SIGHUP);
+    EXPECT_TRUE(WaitForLog("read changed tasks: 1 task now"));
+    EXPECT_THAT(Task({"next", "theirs"}).out, HasSubstr("does not run by itself: the machine"));
+    Outcome const refused = Task({"run", "theirs"});
+    EXPECT_EQ(2, refused.exitCode);
+    EXPECT_THAT(refused.err, HasSubstr("is one of the machine"));
+    EXPECT_EQ(2, Task({"edit", "theirs", "--versions", "3"}).exitCode);
+}
+
+TEST_F(ServiceProgram, CommandForAnotherVaultIsCarriedOutThereAndSaysSo) {
+    StartService();
+    vault = "second";
+    ASSERT_EQ(0, Rampart({"vault", "init"}).exitCode);
+    Outcome const added = Task({"add", tree.Native("docs"), "--name", "docs", "--daily", "02:30"});
+    ASSERT_EQ(0, added.exitCode) << added.err;
+    EXPECT_THAT(added.out, HasSubstr("BackupService works on another vault"));
+    EXPECT_THAT(Task({"next"}).out, HasSubstr("BackupService works on another vault"));
+    EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
+    EXPECT_EQ(std::string::npos, Log().find("docs"));
+}
+
+TEST_F(ServiceProgram, StopCutsARunShortAndTheNextStartGoesOn) {
+    WriteMany("big");
+    AddDaily("big", "big");
+    StartService();
+    ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
+    ASSERT_TRUE(WaitForLog("task 'big' started"));
+    EXPECT_EQ(0, EndService(SIGTERM));
+    std::string const log = Log();
+    // Where the run was quicker than the signal there is nothing to go on with.
+    bool const wasCut =
+        log.find("task 'big' was cut short; it goes on at the next start") != std::string::npos;
+    EXPECT_TRUE(wasCut || log.find("task 'big' done") != std::string::npos) << log;
+    if (wasCut) {
+        EXPECT_THAT(Task({"next", "big"}).out, HasSubstr("its last run was cut short"));
+        StartService();
+        EXPECT_TRUE(WaitForLog("task 'big' done"));
+        EXPECT_EQ(0, EndService(SIGTERM));
+    }
+    EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
+    EXPECT_THAT(Show("big")["nextText"].get<std::string>(), HasSubstr("it runs daily at that time"));
+}
+
+TEST_F(ServiceProgram, KilledServiceStartsAgainWithTheSameTasksAndDates) {
+    WriteMany("big");
+    AddDaily("big", "big");
+    AddDaily("docs", "docs");
+    ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
+    StartService();
+    ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
+    ASSERT_TRUE(WaitForLog("task 'big' started"));
+    EXPECT_EQ(128 + SIGKILL, EndService(SIGKILL));
+    nlohmann::json const before = Task({"list", "--json"}).Json();
+    StartService();
+    EXPECT_TRUE(WaitForLog("2 tasks"));
+    nlohmann::json const after = Task({"list", "--json"}).Json();
+    ASSERT_EQ(2u, after.size());
+    for (size_t i = 0; i < after.size(); ++i) {
+        for (char const* const key :
+             {"task", "schedule", "date", "lastRun", "sources", "versions", "folder"}) {
+            EXPECT_EQ(before[i][key], after[i][key]) << key;
+        }
+    }
+    EXPECT_EQ(0, Task({"run", "big"}).exitCode);
+    EXPECT_EQ(0, EndService(SIGINT));
+    EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
+}
+
+TEST_F(ServiceProgram, RunThatWasKilledBeforeItsEndIsMadeByTheService) {
+    WriteMany("big");
+    pid_t const child =
+        Start(RAMPART_PROGRAM, {"backup", tree.Native("big"), "--name", "big"}, "first", O_TRUNC);
+    ASSERT_TRUE(WaitUntil([&] { return Task({"show", "big"}).exitCode == 0; }));
+    kill(child, SIGKILL);
+    Wait(child);
+    bool const wasDone = Show("big")["lastRun"] != "never";
+    StartService();
+    EXPECT_TRUE(wasDone || WaitForLog("task 'big' done"));
+}
+
+TEST_F(ServiceProgram, EditEndsTheRunAndBeginsItAnew) {
+    WriteMany("big");
+    AddDaily("big", "big");
+    StartService();
+    ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
+    Outcome const edited = Task({"edit", "big", "--versions", "3"});
+    ASSERT_EQ(0, edited.exitCode) << edited.err;
+    ASSERT_TRUE(WaitForLog("task 'big' done"));
+    EXPECT_EQ(3, Show("big")["versions"]);
+    EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
+}
+
+TEST(HostExample, BacksUpAFolderThroughExportedNamesOnly) {
+    TempHome const home;
+    TempTree const tree({{"docs/a.txt", "a"}});
+    TempFolder const work;
+    std::string const command = std::string(RAMPART_EXAMPLE) + " " + work.Native("vault") + " " +
+                                tree.Native("docs") + " > " + work.Native("out") + " 2>&1";
+    EXPECT_EQ(0, std::system(command.c_str())) << work.Read("out");
+    EXPECT_THAT(work.Read("out"), HasSubstr("1 file looked at, 1 new"));
+    EXPECT_EQ(0, std::system(command.c_str())) << work.Read("out");
+    EXPECT_THAT(work.Read("out"), HasSubstr("1 file looked at, 0 new"));
+}
+
+}  // namespace
+
+}  // namespace rampart::test

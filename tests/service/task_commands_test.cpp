@@ -1,0 +1,154 @@
+// rampart task without a service: the list, its dates, and what is refused.
+#include "service/programs.h"
+
+namespace rampart::test {
+
+namespace {
+
+using testing::HasSubstr;
+
+class TaskCommands : public Programs {
+protected:
+    TempTree tree{{{"docs/a.txt", "a"}, {"docs/skip.log", "l"}, {"more/b.txt", "b"}}};
+    std::vector<std::string> AddDocs(std::vector<std::string> const& rest) {
+        std::vector<std::string> arguments{"add", tree.Native("docs"), "--name", "docs"};
+        arguments.insert(arguments.end(), rest.begin(), rest.end());
+        return arguments;
+    }
+};
+
+TEST_F(TaskCommands, TaskKeepsWhatWasTyped) {
+    Outcome const added = Task({"add", tree.Native("docs"), tree.Native("more/b.txt"), "--name", "docs",
+                                "--weekly", "mon,thu", "22:00", "--versions", "7", "--exclude", "*.log",
+                                "--exclude", "build/", "--to", "/kept/here", "--window", "2020-01-01.."});
+    ASSERT_EQ(0, added.exitCode) << added.err;
+    EXPECT_THAT(added.out, HasSubstr("BackupService is not running"));
+    nlohmann::json const task = Show("docs");
+    EXPECT_EQ("weekly", task["mode"]);
+    EXPECT_EQ("every Mon Thu at 22:00", task["schedule"]);
+    EXPECT_EQ(7, task["versions"]);
+    EXPECT_EQ((nlohmann::json{tree.Native("docs"), tree.Native("more/b.txt")}), task["sources"]);
+    EXPECT_EQ((nlohmann::json{"*.log", "build/"}), task["exclude"]);
+    EXPECT_EQ("/kept/here", task["folder"]);
+    EXPECT_THAT(task["window"].get<std::string>(), HasSubstr("2020-01-01 00:00:00"));
+    EXPECT_EQ("never", task["lastRun"]);
+    EXPECT_THAT(task["next"].get<std::string>(), HasSubstr("22:00:00"));
+}
+
+TEST_F(TaskCommands, EditChangesOnlyWhatIsNamed) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--versions", "7", "--to", "/kept/here"})).exitCode);
+    ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
+    ASSERT_EQ(0, Task({"edit", "docs", "--versions", "3", "--add", tree.Native("more")}).exitCode);
+    nlohmann::json task = Show("docs");
+    EXPECT_EQ(3, task["versions"]);
+    EXPECT_EQ("daily at 02:30", task["schedule"]);
+    EXPECT_EQ("/kept/here", task["folder"]);
+    EXPECT_EQ(2u, task["sources"].size());
+    EXPECT_NE("never", task["lastRun"]);
+
+    ASSERT_EQ(0, Task({"edit", "docs", "--drop", tree.Native("more"), "--once", "2090-12-01T08:00",
+                       "--include", "*.txt"})
+                     .exitCode);
+    task = Show("docs");
+    EXPECT_EQ("2090-12-01 08:00:00", task["next"]);
+    EXPECT_EQ(1u, task["sources"].size());
+    EXPECT_EQ((nlohmann::json{"*.txt"}), task["include"]);
+}
+
+TEST_F(TaskCommands, RenamedTaskTakesItsFolderAlong) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30"})).exitCode);
+    ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
+    ASSERT_EQ(0, Task({"edit", "docs", "--rename", "papers"}).exitCode);
+    EXPECT_EQ(2, Task({"show", "docs"}).exitCode);
+    EXPECT_THAT(Show("papers")["folder"].get<std::string>(), testing::EndsWith("/papers"));
+    EXPECT_THAT(Rampart({"ls", "-r", "papers"}).out, HasSubstr("a.txt"));
+    Outcome const again = Rampart({"task", "run", "papers", "--json"});
+    EXPECT_EQ(0, again.Json()["transferred"]);
+}
+
+TEST_F(TaskCommands, RunTransfersAndMovesTheDate) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--exclude", "*.log"})).exitCode);
+    Outcome const ran = Task({"run", "docs", "--json"});
+    ASSERT_EQ(0, ran.exitCode) << ran.err;
+    EXPECT_EQ(1, ran.Json()["transferred"]);
+    EXPECT_NE("never", Show("docs")["lastRun"]);
+    EXPECT_THAT(Show("docs")["nextText"].get<std::string>(), HasSubstr("it runs daily at that time"));
+}
+
+TEST_F(TaskCommands, DisabledTaskDoesNotRun) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--disabled"})).exitCode);
+    EXPECT_THAT(Task({"next", "docs"}).out, HasSubstr("does not run by itself: it is disabled"));
+    Outcome const refused = Task({"run", "docs"});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_THAT(refused.err, HasSubstr("disabled"));
+    ASSERT_EQ(0, Task({"enable", "docs"}).exitCode);
+    EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
+    ASSERT_EQ(0, Task({"disable", "docs"}).exitCode);
+    EXPECT_EQ("disabled", Show("docs")["state"]);
+}
+
+TEST_F(TaskCommands, DeletedTaskLeavesItsBackupUnlessToldOtherwise) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
+    ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
+    ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
+    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_THAT(Rampart({"ls", "-r", "/kept/docs"}).out, HasSubstr("a.txt"));
+
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
+    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup"}).exitCode);
+    EXPECT_NE(0, Rampart({"ls", "-r", "/kept/docs"}).exitCode);
+}
+
+TEST_F(TaskCommands, WrongUseChangesNothing) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30"})).exitCode);
+    nlohmann::json const before = Task({"list", "--json"}).Json();
+    std::string const docs = tree.Native("docs");
+    std::vector<std::vector<std::string>> const wrong{
+        {"add", docs, "--name", "docs", "--daily", "03:00"},          // taken
+        {"add", docs, "--name", "x"},                                 // no schedule
+        {"add", docs, "--name", "x", "--daily", "25:00"},             //
+        {"add", docs, "--name", "x", "--weekly", "mon,foo", "2:00"},  //
+        {"add", docs, "--name", "x", "--once", "2020-01-01T00:00"},   // past
+        {"add", docs, "--name", "x", "--once", "2090-02-30T00:00"},   // no such day
+        {"add", docs, "--name", "x", "--daily", "2:00", "--realtime"},
+        {"add", docs, "--name", "x", "--daily", "2:00", "--window", "2031-01-01..2030-01-01"},
+        {"add", docs, "--name", "x", "--daily", "2:00", "--window", "..2001-01-01"},
+        {"add", docs, "--name", "a/b", "--daily", "2:00"},
+        {"add", tree.Native("gone"), "--name", "x", "--daily", "2:00"},
+        {"add", "--name", "x", "--daily", "2:00"},
+        {"edit", "nobody", "--daily", "2:00"},
+        {"edit", "docs", "--drop", docs},           // its last source
+        {"edit", "docs", "--drop", tree.Native()},  // not one of its sources
+        {"edit", "docs", "--include", "a", "--exclude", "b"},
+        {"run", "nobody"},
+        {"delete", "nobody"},
+        {}};
+    for (std::vector<std::string> const& arguments : wrong) {
+        Outcome const outcome = Task(arguments);
+        EXPECT_EQ(2, outcome.exitCode) << testing::PrintToString(arguments) << outcome.out;
+        EXPECT_FALSE(outcome.err.empty()) << testing::PrintToString(arguments);
+    }
+    EXPECT_EQ(before, Task({"list", "--json"}).Json());
+}
+
+TEST_F(TaskCommands, ProgramThatIsKilledFreesTheTask) {
+    for (int i = 0; i < 3000; ++i) {
+        tree.Write("docs/d/" + std::to_string(i), std::to_string(i) + std::string(2000, 'x'));
+    }
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30"})).exitCode);
+    pid_t const first = Start(RAMPART_PROGRAM, {"task", "run", "docs"}, "first", O_TRUNC);
+    // A second program is refused as long as the first holds the task.
+    bool const wasRefused = WaitUntil([&] {
+        Outcome const edit = Task({"edit", "docs", "--versions", "3"});
+        return edit.exitCode == 1 && edit.err.find("another program runs the task") != std::string::npos;
+    });
+    kill(first, SIGKILL);
+    Wait(first);
+    EXPECT_TRUE(wasRefused);
+    EXPECT_EQ(0, Task({"edit", "docs", "--versions", "3"}).exitCode);
+    EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
+}
+
+}  // namespace
+
+}  // namespace rampart::test
