@@ -58,19 +58,11 @@ int main(int argc, char** argv) {
     }
     SetMsgBoxProc(&OnMessage);
     SetSkippedEntrySink(&OnSkipped, nullptr);
-    theVaultLibApp.InitInstance();
-    CPathManage::Init();
-    CPathManage::InitRegexFilter();
-    CPathManage::UpdateCacheFolder();
     int result = 1;
     {
-        CBackupManage manager;
-        theVaultLibApp.m_pBackupManage = &manager;
-        manager.Initialize();
-        manager.LoadTaskList(0, 0);
-        result = BackUp(manager, rampart::ToEnginePath(argv[2]));
+        rampart::RunningEngine const engine;
+        result = BackUp(engine.Manager(), rampart::ToEnginePath(argv[2]));
     }
-    theVaultLibApp.m_pBackupManage = nullptr;
     VaultAdmin::Close();
     return result;
 }
