@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also the rooms of floors 0 to 3 under the sanitizers. Idempotent.
+# Builds and runs all tests natively. With --all also the rooms of floors 0 to 3 under the sanitizers, and all tests as
+# Windows programs under Wine. Idempotent.
 # Usage: ./test.sh [--all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
+source "$root/scripts/wine.sh"
 all=
 case "${1:-}" in
     "") ;;
     --all) all=1 ;;
-    *) sed -n '2,3s/^# //p' "$0"; exit 2 ;;
+    *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
 esac
 
 cd "$root"
@@ -45,6 +47,13 @@ if [ -n "$all" ]; then
         link_test eventlog_test paths_test)
     run_tests asan "address and undefined-behaviour sanitizer" "${rooms[@]}" storage_test storage_vault_writer
     run_tests tsan "thread sanitizer" "${rooms[@]}"
+
+    install_packages "${windows_packages[@]}"
+    scripts/windows_libraries.sh
+    trap stop_wine EXIT
+    start_wine
+    run_tests windows "Windows under Wine"
+    stop_wine
 fi
 
 say "Counts"

@@ -6,13 +6,13 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/scripts/packages.sh"
 
-sources=(sqlite3 libzstd libsodium pugixml re2 utf8proc)
+sources=(sqlite3 libzstd libsodium pugixml re2 spdlog utf8proc)
 target=$(windows_libraries_folder)
 recipe=$root/cmake/windows_libraries/CMakeLists.txt
 # What the result depends on: a change of any of it builds anew.
 wanted=$(
     cat "$0" "$recipe" "$root/cmake/mingw-w64.cmake"
-    dpkg-query -W g++-mingw-w64-x86-64-posix googletest libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
+    dpkg-query -W g++-mingw-w64-x86-64-posix googletest libfmt-dev libcli11-dev nlohmann-json3-dev
 )
 if [ "$(cat "$target/stamp" 2>/dev/null)" = "$wanted" ]; then
     printf '%s\n' "$target"
@@ -20,8 +20,12 @@ if [ "$(cat "$target/stamp" 2>/dev/null)" = "$wanted" ]; then
 fi
 
 say "Libraries for Windows" >&2
+# One folder for every build, so that the compiler's cache knows the files again; one build at a time.
+work=$target.building
 mkdir -p "$(dirname "$target")"
-work=$(mktemp -d "$(dirname "$target")/building.XXXXXX")
+exec 9>"$work.lock"
+flock 9
+rm -rf "$work"
 trap 'rm -rf "$work"' EXIT
 
 # apt-get on lists of its own: the machine's are neither read nor changed.
@@ -34,10 +38,14 @@ fetch_sources() {
     local list package file
     mkdir -p "$work"/apt/{parts,lists/partial,cache/archives/partial} "$work/sources"
     for list in /etc/apt/sources.list.d/*.sources; do
-        [ -e "$list" ] && sed 's/^Types:.*/Types: deb-src/' "$list" >"$work/apt/parts/${list##*/}"
+        if [ -e "$list" ]; then
+            sed 's/^Types:.*/Types: deb-src/' "$list" >"$work/apt/parts/${list##*/}"
+        fi
     done
     for list in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
-        [ -e "$list" ] && sed -n 's/^deb /deb-src /p' "$list" >"$work/apt/parts/$(basename "$list" .list).list"
+        if [ -e "$list" ]; then
+            sed -n 's/^deb /deb-src /p' "$list" >"$work/apt/parts/$(basename "$list" .list).list"
+        fi
     done
     own_apt update
     (cd "$work/sources" && own_apt source --download-only "${sources[@]}")
@@ -59,14 +67,25 @@ generate() {
         python3 make_unicode_casefold.py >unicode_casefold.cc
         python3 make_unicode_groups.py >unicode_groups.cc
     )
+    printf '%s\n' '#ifndef SPDLOG_COMPILED_LIB' '#define SPDLOG_COMPILED_LIB' '#endif' \
+        >>"$work/sources/spdlog/include/spdlog/tweakme.h"
     cp "$work/sources/libsodium/builds/msvc/version.h" "$work/sources/libsodium/src/libsodium/include/sodium/version.h"
 }
 
-# step TITLE COMMAND...: what the command says is shown only when it fails.
+# step TITLE COMMAND...: what the command says is shown only when it fails. Its first failure ends it, so it must not
+# stand in a condition.
 step() {
+    local code
     printf '%s\n' "$1" >&2
     shift
-    (set -e; "$@") >"$work/log" 2>&1 || { tail -n 40 "$work/log" >&2; fail "it failed: $*"; }
+    set +e
+    (set -e; "$@") >"$work/log" 2>&1
+    code=$?
+    set -e
+    if [ $code -ne 0 ]; then
+        tail -n 40 "$work/log" >&2
+        fail "it failed: $*"
+    fi
 }
 
 step "sources of ${sources[*]}" fetch_sources
