@@ -1,5 +1,7 @@
 #include "baselib/configuration.h"
 
+#include <platform_thread_object.h>
+
 #include "baselib/immortal.h"
 #include "baselib/live_table.h"
 #include "baselib/shipped_files.h"
@@ -80,13 +82,11 @@ Text UserConfigurationFile() {
 }
 
 const TextTable& Configuration() {
-    thread_local LiveTableView view(ConfigurationTable());
-    return view.Get();
+    return platform::ThreadObject<LiveTableView>([] { return LiveTableView(ConfigurationTable()); }).Get();
 }
 
 const TextTable& Dictionary() {
-    thread_local LiveTableView view(DictionaryTable());
-    return view.Get();
+    return platform::ThreadObject<LiveTableView>([] { return LiveTableView(DictionaryTable()); }).Get();
 }
 
 void RefreshConfiguration() {

@@ -47,7 +47,7 @@ protected:
         Outcome const verified = Rampart({"vault", "verify", "--read-data", "--vault", Vault()});
         EXPECT_EQ(0, verified.exitCode) << verified.out << verified.err;
     }
-    void ExpectRestores(std::string const& task, fs::path const& source) {
+    void ExpectRestores(std::string const& task, std::filesystem::path const& source) {
         TempFolder const target;
         Outcome const restored = Rampart({"restore", task, "--into", target.Native(), "--vault", Vault()});
         EXPECT_EQ(0, restored.exitCode) << restored.out << restored.err;

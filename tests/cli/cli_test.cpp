@@ -156,7 +156,7 @@ TEST_F(Cli, AKillAtAnyMomentLosesNothingThatWasCommitted) {
     TempFolder const tree;
     WriteMany(tree, 3000, 3000);
     MakeVault();
-    __int64_t known = 0;
+    int64_t known = 0;
     for (auto const delay : {120ms, 200ms, 300ms, 450ms}) {
         auto const child = Start({"backup", tree.Native("d"), "--json", "--vault", Vault()});
         std::this_thread::sleep_for(delay);
