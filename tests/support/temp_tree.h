@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/file_system.h"
 #include "platform/path_mapping.h"
@@ -47,8 +48,7 @@ public:
     TempFolder& operator=(const TempFolder&) = delete;
     ~TempFolder() {
         if (!testing::Test::HasFailure()) {
-            std::error_code error;
-            std::filesystem::remove_all(m_path, error);
+            Remove();
         }
     }
 
@@ -92,6 +92,24 @@ public:
     }
 
 private:
+    // As far as it goes, and each name once: where somebody holds a file open, a system may list it for as
+    // long, and std::filesystem::remove_all would go round for ever.
+    void Remove() const {
+        std::error_code error;
+        std::vector<std::filesystem::path> paths = {m_path};
+        for (std::filesystem::recursive_directory_iterator each(m_path, error), end; each != end && !error;
+             each.increment(error)) {
+            paths.push_back(each->path());
+        }
+        for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+            if (!std::filesystem::remove(*path, error)) {
+                std::filesystem::permissions(*path, std::filesystem::perms::owner_all,
+                                             std::filesystem::perm_options::add, error);
+                std::filesystem::remove(*path, error);
+            }
+        }
+    }
+
     std::filesystem::path m_path;
 };
 
