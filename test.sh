@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also under the sanitizers. Idempotent.
+# Builds and runs all tests natively. With --all also under the sanitizers, and as Windows programs under Wine.
+# Idempotent.
 # Usage: ./test.sh [--all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
+source "$root/scripts/wine.sh"
 all=
 case "${1:-}" in
     "") ;;
     --all) all=1 ;;
-    *) sed -n '2,3s/^# //p' "$0"; exit 2 ;;
+    *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
 esac
 
 cd "$root"
@@ -43,6 +45,12 @@ run_tests debug "native"
 if [ -n "$all" ]; then
     run_tests asan "address and undefined-behaviour sanitizer"
     run_tests tsan "thread sanitizer"
+    install_packages "${windows_packages[@]}"
+    scripts/windows_libraries.sh
+    trap stop_wine EXIT
+    start_wine
+    run_tests windows "Windows under Wine"
+    stop_wine
 fi
 
 say "Counts"

@@ -12,6 +12,11 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 add_compile_options(-Wall -Wextra -Werror -Wno-missing-field-initializers)
 
+if(MINGW)
+  # The compiler takes wide texts that it has inlined for faults.
+  add_compile_options(-Wno-array-bounds -Wno-free-nonheap-object -Wno-stringop-overread)
+endif()
+
 if(RAMPART_SANITIZE)
   add_compile_options(-fsanitize=${RAMPART_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 -O1)
   add_link_options(-fsanitize=${RAMPART_SANITIZE})
@@ -36,3 +41,17 @@ find_package(PkgConfig REQUIRED)
 function(rampart_package target name)
   pkg_check_modules(${target} REQUIRED IMPORTED_TARGET GLOBAL ${name})
 endfunction()
+
+# Programs for Windows stand in one folder with the library and the compiler's own ones. They are shared, so that an
+# exception crosses from the library into a program.
+if(MINGW)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+  foreach(library libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+                    OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE ${file})
+      set(file /usr/x86_64-w64-mingw32/lib/${library})
+    endif()
+    file(COPY ${file} DESTINATION ${CMAKE_BINARY_DIR}/bin)
+  endforeach()
+endif()

@@ -21,6 +21,13 @@ set(RAMPART_WHOLE_ENGINE
   "$<LINK_GROUP:RESCAN,rampart_engine,rampart_manager,rampart_link,rampart_run,rampart_task,rampart_paths,rampart_progress,rampart_eventlog,rampart_transferlib,rampart_filterlib,rampart_progresslib,rampart_snapcopylib>"
   rampart_storage rampart_baselib rampart_framework rampart_platform)
 
+# Test programs name the machine's folders as they see them: under Wine its root is a drive.
+if(WIN32)
+  set(RAMPART_TEST_LOGS Z:${CMAKE_BINARY_DIR}/test-logs)
+else()
+  set(RAMPART_TEST_LOGS ${CMAKE_BINARY_DIR}/test-logs)
+endif()
+
 # rampart_tests(<room> SOURCES a_test.cpp ... [SUPPORT helper.cpp ...] [LIBRARIES target...])
 # One test program a room. A *_test.cpp in the folder that is not listed stops the configuration.
 function(rampart_tests room)
@@ -37,5 +44,5 @@ function(rampart_tests room)
   target_link_libraries(${target} PRIVATE rampart_${room} ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
   target_precompile_headers(${target} PRIVATE <gtest/gtest.h> <gmock/gmock.h>)
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 300 ENVIRONMENT "RAMPART_LOG=${CMAKE_BINARY_DIR}/test-logs")
+    PROPERTIES TIMEOUT 300 ENVIRONMENT "RAMPART_LOG=${RAMPART_TEST_LOGS}")
 endfunction()

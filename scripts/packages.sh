@@ -6,6 +6,9 @@ build_packages=(
     libsodium-dev libcli11-dev nlohmann-json3-dev
 )
 test_packages=(libgtest-dev libgmock-dev clang-format python3)
+windows_packages=(
+    g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine wine64 dpkg-dev googletest make perl python3 tcl unicode-data
+)
 bench_packages=(libbenchmark-dev restic borgbackup rsync time)
 
 say() {
@@ -35,6 +38,11 @@ install_packages() {
     "${run[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq || fail "apt-get update failed"
     "${run[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
         >/dev/null || fail "these packages could not be installed: ${missing[*]}"
+}
+
+# Where scripts/windows_libraries.sh puts its libraries.
+windows_libraries_folder() {
+    printf '%s\n' "${RAMPART_WINDOWS_LIBS:-${XDG_CACHE_HOME:-$HOME/.cache}/rampart/windows}"
 }
 
 # build PRESET [TARGET...]

@@ -1,5 +1,6 @@
 // rampart: the command line host.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 
 #include "commands.h"
@@ -124,7 +125,11 @@ int Main(int argc, char** argv) {
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
     try {
-        app.parse(argc, argv);
+        // The parser takes the last argument first, and not the name of the program.
+        std::vector<std::string> arguments = ProgramArguments(argc, argv);
+        std::reverse(arguments.begin(), arguments.end());
+        arguments.pop_back();
+        app.parse(std::move(arguments));
         return exitCode;
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? kExitDone : kExitUsage;
@@ -143,5 +148,6 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     rampart::CatchInterrupts();
+    rampart::UseUtf8Output();
     return rampart::cli::Main(argc, argv);
 }

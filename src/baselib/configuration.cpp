@@ -1,5 +1,7 @@
 #include "baselib/configuration.h"
 
+#include <platform_thread_object.h>
+
 #include <map>
 
 #include "baselib/immortal.h"
@@ -82,13 +84,11 @@ Text UserConfigurationFile() {
 }
 
 const TextTable& Configuration() {
-    thread_local LiveTableView view(ConfigurationTable());
-    return view.Get();
+    return platform::ThreadObject<LiveTableView>([] { return LiveTableView(ConfigurationTable()); }).Get();
 }
 
 const TextTable& Dictionary() {
-    thread_local LiveTableView view(DictionaryTable());
-    return view.Get();
+    return platform::ThreadObject<LiveTableView>([] { return LiveTableView(DictionaryTable()); }).Get();
 }
 
 void RefreshConfiguration() {

@@ -40,7 +40,10 @@ Text RotatingLogFile::Path() {
 void RotatingLogFile::sink_it_(const spdlog::details::log_msg& message) {
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
-    m_pending.append(line.data(), line.size());
+    std::string_view text(line.data(), line.size());
+    const bool isWindowsLine = text.ends_with("\r\n");
+    text.remove_suffix(isWindowsLine ? 2 : 0);
+    m_pending.append(text).append(isWindowsLine ? "\n" : "");  // lines end alike on every system
     m_pendingLines++;
     if (m_pending.size() >= m_limits.pieceSize || MayWriteNow()) {
         WritePending();

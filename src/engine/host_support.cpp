@@ -33,13 +33,21 @@ std::string ToNativeName(CString const& name) {
 }
 
 CString ToEnginePattern(std::string const& pattern) {
-    bool const isAbsolute = !pattern.empty() && pattern.front() == '/';
-    CString text =
-        isAbsolute ? ToEnginePath(pattern) : CString(platform::TextView(platform::NameToEngine(pattern)));
+    CString text = platform::IsAbsoluteNativePath(pattern)
+                       ? ToEnginePath(pattern)
+                       : CString(platform::TextView(platform::NameToEngine(pattern)));
     text.Replace(kMappedStar, _T('*'));
     text.Replace(kMappedQuestionMark, _T('?'));
     text.Replace(_T('/'), _T('\\'));
     return text;
+}
+
+std::vector<std::string> ProgramArguments(int count, char** values) {
+    return platform::ProgramArguments(count, values);
+}
+
+void UseUtf8Output() {
+    platform::UseUtf8Output();
 }
 
 bool IsErrorTerminal() {

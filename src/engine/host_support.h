@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "framework/framework.h"
 
@@ -15,6 +16,11 @@ VAULTLIB_API std::string ToNativeName(CString const& name);
 // A wildcard pattern: as ToEnginePath for an absolute one, with * and ? kept; any other only with its slashes
 // turned.
 VAULTLIB_API CString ToEnginePattern(std::string const& pattern);
+
+// What the program was called with, from what main() was given, and output that a terminal shows right: UTF-8
+// both.
+VAULTLIB_API std::vector<std::string> ProgramArguments(int count, char** values);
+VAULTLIB_API void UseUtf8Output();
 
 VAULTLIB_API bool IsErrorTerminal();  // standard error is a terminal
 VAULTLIB_API bool IsOutputTerminal();

@@ -1,5 +1,6 @@
 #include "filterlib/filter_text.h"
 
+#include <platform_thread_object.h>
 #include <cstdint>
 
 namespace rampart {
@@ -62,7 +63,7 @@ void AppendFilterText(platform::TextView text, std::string& utf8) {
 }
 
 std::string_view FilterText(platform::TextView text) {
-    thread_local std::string buffer;
+    auto& buffer = platform::ThreadObject<std::string>([] { return std::string(); });
     buffer.clear();
     AppendFilterText(text, buffer);
     return buffer;

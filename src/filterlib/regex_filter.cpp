@@ -1,3 +1,4 @@
+#include <platform_thread_object.h>
 #include <atomic>
 #include <functional>
 #include <unordered_map>
@@ -47,7 +48,7 @@ private:
     }
 
     const CompiledLists& OfThread() {
-        thread_local CompiledLists lists;
+        auto& lists = platform::ThreadObject<CompiledLists>([] { return CompiledLists(); });
         thread_local uint32_t generation = 0;
         if (const uint32_t present = m_generation.load(std::memory_order_acquire); present != generation) {
             MutexLock lock(m_mutex);

@@ -1,5 +1,6 @@
 #include "storage/chunk.h"
 
+#include <platform_thread_object.h>
 #include <zstd.h>
 
 #include <memory>
@@ -22,7 +23,8 @@ struct FreeDecompressor {
 };
 
 ZSTD_CCtx* Compressor() {
-    thread_local const std::unique_ptr<ZSTD_CCtx, FreeCompressor> context(ZSTD_createCCtx());
+    using Context = std::unique_ptr<ZSTD_CCtx, FreeCompressor>;
+    const auto& context = platform::ThreadObject<Context>([] { return Context(ZSTD_createCCtx()); });
     if (!context) {
         throw std::bad_alloc();
     }
@@ -30,7 +32,8 @@ ZSTD_CCtx* Compressor() {
 }
 
 ZSTD_DCtx* Decompressor() {
-    thread_local const std::unique_ptr<ZSTD_DCtx, FreeDecompressor> context(ZSTD_createDCtx());
+    using Context = std::unique_ptr<ZSTD_DCtx, FreeDecompressor>;
+    const auto& context = platform::ThreadObject<Context>([] { return Context(ZSTD_createDCtx()); });
     if (!context) {
         throw std::bad_alloc();
     }

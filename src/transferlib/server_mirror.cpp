@@ -1,5 +1,6 @@
 #include "transferlib/server_mirror.h"
 
+#include <platform_thread_object.h>
 #include <algorithm>
 #include <array>
 
@@ -81,8 +82,7 @@ struct ServerMirror::FolderCache {
     size_t oldest = 0;
 
     static FolderCache& OfThread() {
-        thread_local FolderCache cache;
-        return cache;
+        return platform::ThreadObject<FolderCache>([] { return FolderCache(); });
     }
 };
 

@@ -57,8 +57,8 @@ std::string AbsoluteNativePath(std::string_view nativePath) {
     const std::u8string text(nativePath.begin(), nativePath.end());
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(std::filesystem::path(text), error);
-    const std::u8string result =
-        error ? std::filesystem::path(text).u8string() : absolute.lexically_normal().u8string();
+    const std::u8string result = error ? std::filesystem::path(text).generic_u8string()
+                                       : absolute.lexically_normal().generic_u8string();
     return std::string(result.begin(), result.end());
 }
 

@@ -1,18 +1,8 @@
 // The command line as a user meets it: results, exit codes, and what is left after a bad end.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <signal.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <nlohmann/json.hpp>
-#include <set>
 #include <thread>
 
-#include "support/temp_home.h"
-#include "support/temp_tree.h"
+#include "cli/cli_fixture.h"
 
 namespace rampart::test {
 
@@ -21,101 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-    nlohmann::json Json() const { return nlohmann::json::parse(out); }
-};
-
-class Cli : public testing::Test {
-protected:
-    // Starts the program with its output in files; the caller waits for it.
-    pid_t Start(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), RAMPART_PROGRAM);
-        pid_t const child = fork();
-        if (child != 0) {
-            return child;
-        }
-        int const out = open(work.Native("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        int const err = open(work.Native("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(out, STDOUT_FILENO);
-        dup2(err, STDERR_FILENO);
-        if (user != 0 && (setgid(user) != 0 || setuid(user) != 0)) {
-            _exit(126);
-        }
-        std::vector<char*> pointers;
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        execv(pointers.front(), pointers.data());
-        _exit(127);
-    }
-
-    Outcome Finish(pid_t child) {
-        int status = 0;
-        EXPECT_EQ(child, waitpid(child, &status, 0));
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), work.Read("out"),
-                work.Read("err")};
-    }
-
-    Outcome Rampart(std::vector<std::string> const& arguments) { return Finish(Start(arguments)); }
-
-    Outcome Backup(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"backup", "--json", "--vault", Vault()});
-        return Rampart(arguments);
-    }
-
-    std::string Vault() const { return vaultPlace.empty() ? work.Native("vault") : vaultPlace; }
-    void MakeVault() { ASSERT_EQ(0, Rampart({"vault", "init", "--vault", Vault()}).exitCode); }
-    void ExpectClean() {
-        Outcome const verified = Rampart({"vault", "verify", "--read-data", "--vault", Vault()});
-        EXPECT_EQ(0, verified.exitCode) << verified.out << verified.err;
-    }
-    void ExpectRestores(std::string const& task, fs::path const& source) {
-        TempFolder const target;
-        Outcome const restored = Rampart({"restore", task, "--into", target.Native(), "--vault", Vault()});
-        EXPECT_EQ(0, restored.exitCode) << restored.out << restored.err;
-        EXPECT_EQ(ReadTree(source), ReadTree(target.Path() / source.filename()));
-    }
-
-    TempHome home;
-    TempFolder work;
-    std::string vaultPlace;
-    uid_t user = 0;
-};
-
-void WriteMany(TempFolder const& tree, int files, size_t bytes) {
-    for (int i = 0; i < files; ++i) {
-        tree.Write("d/" + std::to_string(i % 50) + "/f" + std::to_string(i),
-                   std::string(bytes, static_cast<char>('a' + i % 26)) + std::to_string(i));
-    }
-}
-
-// A file system of its own, so small that it fills; taken down with the object.
-class SmallDisk {
-public:
-    SmallDisk(fs::path const& place, std::string const& size) : m_place(place) {
-        fs::create_directories(place);
-        m_mounted = mount("tmpfs", place.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
-    }
-    SmallDisk(SmallDisk const&) = delete;
-    SmallDisk& operator=(SmallDisk const&) = delete;
-    ~SmallDisk() {
-        if (m_mounted) {
-            umount2(m_place.c_str(), MNT_DETACH);
-        }
-    }
-    bool IsMounted() const { return m_mounted; }
-
-private:
-    fs::path m_place;
-    bool m_mounted;
-};
-
-}  // namespace
 
 TEST_F(Cli, BacksUpTwiceListsAndRestores) {
     TempTree const tree({{"docs/a.txt", "a"}, {"docs/sub/b ü.txt", "b"}, {"docs/empty/", ""}});
@@ -204,43 +99,6 @@ TEST_F(Cli, WrongUseIsToldWithCodeTwo) {
     EXPECT_EQ(2, Backup({work.Native(), "--name", "mine"}).exitCode);
 }
 
-TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
-    TempTree const tree({{"d/good", "good"}, {"d/closed/x", "x"}, {"d/secret", "s"}});
-    fs::create_symlink("good", tree.Path("d/link"));
-    ASSERT_EQ(0, mkfifo(tree.Native("d/pipe").c_str(), 0600));
-    fs::permissions(tree.Path("d/closed"), fs::perms::none);
-    fs::permissions(tree.Path("d/secret"), fs::perms::none);
-    if (getuid() == 0) {
-        // Permissions mean nothing to root: the program runs as nobody.
-        user = 65534;
-        for (fs::path const& place : {home.Path(), work.Path()}) {
-            fs::permissions(place, fs::perms::all);
-        }
-        std::ofstream(work.Path("out")).close();
-        std::ofstream(work.Path("err")).close();
-        fs::permissions(work.Path("out"), fs::perms::all);
-        fs::permissions(work.Path("err"), fs::perms::all);
-    }
-    MakeVault();
-    Outcome const outcome = Backup({tree.Native("d"), tree.Native("gone")});
-    EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;
-    std::set<std::string> paths;
-    nlohmann::json const result = outcome.Json();
-    for (auto const& entry : result["notProtected"]) {
-        paths.insert(entry["path"]);
-        EXPECT_FALSE(entry["reason"].get<std::string>().empty());
-    }
-    EXPECT_EQ((std::set<std::string>{tree.Native("d/link"), tree.Native("d/pipe"), tree.Native("d/closed"),
-                                     tree.Native("d/secret"), tree.Native("gone")}),
-              paths);
-    EXPECT_EQ(1, outcome.Json()["transferred"]);
-    fs::permissions(tree.Path("d/closed"), fs::perms::owner_all);
-
-    Outcome const nothing = Backup({tree.Native("gone")});
-    EXPECT_EQ(1, nothing.exitCode);
-    EXPECT_THAT(nothing.err, HasSubstr("none of the paths exists"));
-}
-
 TEST_F(Cli, AVaultThatIsNoneIsToldAndLeftAlone) {
     TempTree const tree({{"d/a", "a"}});
     Outcome const missing = Backup({tree.Native("d")});
@@ -280,11 +138,13 @@ TEST_F(Cli, AnInterruptEndsSoonWithCodeSixAndTheNextRunSendsTheRest) {
     TempFolder const tree;
     WriteMany(tree, 4000, 3000);
     MakeVault();
-    pid_t const child = Start({"backup", tree.Native("d"), "--json", "--vault", Vault()});
+    auto const child = Start({"backup", tree.Native("d"), "--json", "--vault", Vault()});
     std::this_thread::sleep_for(400ms);
-    kill(child, SIGINT);
+    if (!child->Interrupt()) {
+        GTEST_SKIP() << "no interrupt can be sent here";
+    }
     auto const begin = std::chrono::steady_clock::now();
-    Outcome const outcome = Finish(child);
+    Outcome const outcome = Finish(*child);
     RecordProperty("milliseconds", static_cast<int>((std::chrono::steady_clock::now() - begin) / 1ms));
     EXPECT_TRUE(outcome.exitCode == 6 || outcome.exitCode == 0) << outcome.exitCode << outcome.err;
     ExpectClean();
@@ -296,12 +156,12 @@ TEST_F(Cli, AKillAtAnyMomentLosesNothingThatWasCommitted) {
     TempFolder const tree;
     WriteMany(tree, 3000, 3000);
     MakeVault();
-    __int64_t known = 0;
+    int64_t known = 0;
     for (auto const delay : {120ms, 200ms, 300ms, 450ms}) {
-        pid_t const child = Start({"backup", tree.Native("d"), "--json", "--vault", Vault()});
+        auto const child = Start({"backup", tree.Native("d"), "--json", "--vault", Vault()});
         std::this_thread::sleep_for(delay);
-        kill(child, SIGKILL);
-        Finish(child);
+        child->Kill();
+        Finish(*child);
         ExpectClean();
         auto const stats = Rampart({"vault", "stats", "--json", "--vault", Vault()}).Json();
         EXPECT_GE(stats["files"], known);
@@ -314,45 +174,6 @@ TEST_F(Cli, AKillAtAnyMomentLosesNothingThatWasCommitted) {
     ExpectRestores("d", tree.Path("d"));
 }
 
-TEST_F(Cli, AFullDiskOfTheVaultIsToldAndNothingStoredIsLost) {
-    SmallDisk const disk(work.Path("disk"), "6m");
-    if (!disk.IsMounted()) {
-        GTEST_SKIP() << "needs the right to mount a file system";
-    }
-    vaultPlace = work.Native("disk/vault");
-    TempFolder const tree;
-    tree.Write("small/a", "a");
-    std::string noise;
-    for (int i = 0; i < 12000000; ++i) {
-        noise += static_cast<char>(std::rand());
-    }
-    tree.Write("large/b", noise);
-    MakeVault();
-    ASSERT_EQ(0, Backup({tree.Native("small")}).exitCode);
-    Outcome const outcome = Backup({tree.Native("large")});
-    EXPECT_EQ(1, outcome.exitCode) << outcome.out;
-    EXPECT_FALSE(outcome.Json()["errors"].get<std::string>().empty());
-    EXPECT_FALSE(outcome.Json()["notProtected"].empty());
-    ExpectClean();
-    ExpectRestores("small", tree.Path("small"));
-}
-
-TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
-    SmallDisk const disk(work.Path("disk"), "4m");
-    if (!disk.IsMounted()) {
-        GTEST_SKIP() << "needs the right to mount a file system";
-    }
-    ScopedVariable const small("RAMPART_HOME", work.Native("disk/home"));
-    TempFolder const tree;
-    tree.Write("d/big", std::string(9000000, 'b'));
-    tree.Write("d/little", "l");
-    MakeVault();
-    Outcome const outcome = Backup({tree.Native("d")});
-    EXPECT_EQ(3, outcome.exitCode) << outcome.out
-                                   << outcome.err;  // done, with the warning that the cache was full
-    EXPECT_FALSE(outcome.Json()["warnings"].get<std::string>().empty());
-    EXPECT_EQ(2, outcome.Json()["transferred"]);
-    ExpectRestores("d", tree.Path("d"));
-}
+}  // namespace
 
 }  // namespace rampart::test

@@ -30,13 +30,10 @@ TEST(PathMapping, DotsAreResolvedAndNeverLeadAboveTheRoot) {
     EXPECT_EQ(ToEnginePath(ab + "/./x/../../b/"), _T("C:\\a\\b"));
 }
 
-TEST(PathMapping, ADisguisedWayUpIsRefused) {
-    for (const Text& path : {Text(_T("C:\\a\\\uF02E\uF02E\\b")), Text(_T("C:\\a\\.\uF02E")),
-                             Text(_T("C:\\a\\\uF02E")), Text(_T("C:\\a\0b"), 6)}) {
-        SetLastError(kNoError);
-        EXPECT_EQ(ToNativePath(path), "");
-        EXPECT_EQ(LastError(), kInvalidName);
-    }
+TEST(PathMapping, AZeroInAPathIsRefused) {
+    SetLastError(kNoError);
+    EXPECT_EQ(ToNativePath(Text(_T("C:\\a\0b"), 6)), "");
+    EXPECT_EQ(LastError(), kInvalidName);
 }
 
 TEST(PathMapping, PathsThatStandForNothing) {
@@ -47,13 +44,8 @@ TEST(PathMapping, PathsThatStandForNothing) {
     EXPECT_EQ(ToNativePath(_T("B:\\x")), "");
     EXPECT_EQ(LastError(), kPathNotFound);
     EXPECT_EQ(VolumeSerial('B'), 0u);
-    for (const TextView unc :
-         {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
-        SetLastError(kNoError);
-        EXPECT_EQ(ToNativePath(unc), "");
-        EXPECT_EQ(LastError(), kBadNetworkPath);
-        EXPECT_TRUE(IsNetworkPath(unc));
-    }
+    EXPECT_TRUE(IsNetworkPath(_T("\\\\server\\share")));
+    EXPECT_TRUE(IsNetworkPath(_T("\\\\?\\UNC\\server\\share")));
     EXPECT_EQ(ToEnginePath("relative/path"), _T(""));
 }
 

@@ -71,7 +71,7 @@ TEST(SystemInformation, ThisProcessAndMachine) {
 TEST(StartProcess, AProgramThatIsNotThereIsAnError) {
     TempHome home;
     SetLastError(kNoError);
-    EXPECT_FALSE(StartProcess(FromUtf8("'" + home.Native("none") + "' --option")));
+    EXPECT_FALSE(StartProcess(FromUtf8("\"" + home.Native("none") + "\" --option")));
     EXPECT_EQ(LastError(), kFileNotFound);
     SetLastError(kNoError);
     EXPECT_FALSE(StartProcess(_T("\"open quote")));

@@ -103,7 +103,9 @@ TEST_F(BackupRun, OldContentsStayAsVersionsAsManyAsAskedFor) {
 
 TEST_F(BackupRun, WhatCannotBeReadOrIsNoFileIsNamedAndTheRestIsStored) {
     TempTree const tree({{"d/good", "good"}, {"d/locked/in", "x"}, {"d/secret", "s"}});
-    fs::create_symlink("good", tree.Path("d/link"));
+    if (!test::MakeLink(tree.Path("d/link"), "good")) {
+        GTEST_SKIP() << "this system has neither links nor pipes in folders";
+    }
     ASSERT_EQ(0, std::system(("mkfifo '" + tree.Native("d/pipe") + "'").c_str()));
     CBackupTask& task = MakeTask("t", {tree.Native("d"), tree.Native("gone")});
 

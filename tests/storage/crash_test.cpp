@@ -2,11 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "storage/vault_files.h"
+#include "support/child_process.h"
 
 namespace rampart::test {
 namespace {
@@ -17,9 +18,14 @@ protected:
     std::vector<std::string> RunWriter(const std::string& name, const std::string& arguments,
                                        int* status = nullptr) {
         const std::string output = folder.Native("out-" + name);
-        const std::string command = std::string(VAULT_WRITER) + " \"" + Vault() + "\" " + name + " " +
-                                    arguments + " > \"" + output + "\"";
-        const int code = std::system(command.c_str());
+        std::istringstream words(arguments);
+        std::vector<std::string> all = {Vault(), name};
+        for (std::string word; words >> word;) {
+            all.push_back(word);
+        }
+        const auto child = ChildProcess::Start({VAULT_WRITER, all, output, ""});
+        EXPECT_TRUE(child);
+        const int code = child->Wait();
         if (status != nullptr) {
             *status = code;
         }

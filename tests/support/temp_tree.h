@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -14,7 +13,9 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/file_system.h"
 #include "platform/path_mapping.h"
 #include "platform/process.h"
 
@@ -47,8 +48,7 @@ public:
     TempFolder& operator=(const TempFolder&) = delete;
     ~TempFolder() {
         if (!testing::Test::HasFailure()) {
-            std::error_code error;
-            std::filesystem::remove_all(m_path, error);
+            Remove();
         }
     }
 
@@ -87,13 +87,29 @@ public:
 
     // Nanoseconds since 1970 UTC.
     void SetWriteTime(std::string_view relative, int64_t nanoseconds) const {
-        using std::chrono::file_clock;
-        const std::chrono::sys_time<std::chrono::nanoseconds> time{std::chrono::nanoseconds(nanoseconds)};
-        std::filesystem::last_write_time(
-            Path(relative), std::chrono::time_point_cast<file_clock::duration>(file_clock::from_sys(time)));
+        const auto file = platform::FileHandle::Open(Engine(relative), platform::kOpenWrite);
+        ASSERT_TRUE(file && file->SetTimes(-1, -1, nanoseconds)) << relative;
     }
 
 private:
+    // As far as it goes, and each name once: where somebody holds a file open, a system may list it for as
+    // long, and std::filesystem::remove_all would go round for ever.
+    void Remove() const {
+        std::error_code error;
+        std::vector<std::filesystem::path> paths = {m_path};
+        for (std::filesystem::recursive_directory_iterator each(m_path, error), end; each != end && !error;
+             each.increment(error)) {
+            paths.push_back(each->path());
+        }
+        for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+            if (!std::filesystem::remove(*path, error)) {
+                std::filesystem::permissions(*path, std::filesystem::perms::owner_all,
+                                             std::filesystem::perm_options::add, error);
+                std::filesystem::remove(*path, error);
+            }
+        }
+    }
+
     std::filesystem::path m_path;
 };
 
@@ -106,6 +122,13 @@ public:
         }
     }
 };
+
+// Makes a symbolic link to `target`. False where the system does not make one.
+inline bool MakeLink(const std::filesystem::path& link, const std::string& target) {
+    std::error_code error;
+    std::filesystem::create_symlink(target, link, error);
+    return !error && std::filesystem::is_symlink(link);
+}
 
 struct TreeEntry {
     std::string content;
@@ -132,10 +155,10 @@ inline std::map<std::string, TreeEntry> ReadTree(const std::filesystem::path& fo
             std::ifstream file(entry.path(), std::ios::binary);
             std::ostringstream content;
             content << file.rdbuf();
-            const auto time = std::chrono::file_clock::to_sys(entry.last_write_time());
-            tree[name] = {
-                content.str(),
-                std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count()};
+            platform::FileStatus status;
+            EXPECT_TRUE(platform::QueryStatus(platform::ToEnginePath(PathText(entry.path())), status))
+                << name;
+            tree[name] = {content.str(), status.writeTime};
         }
     }
     return tree;

@@ -11,7 +11,7 @@ using testing::SizeIs;
 
 class Batch : public VaultTest {
 protected:
-    Batch() { EXPECT_TRUE(MakeFolder(u"\\docs")); }
+    Batch() { EXPECT_TRUE(MakeFolder(_T("\\docs"))); }
 
     int Queue(const std::string& name, ProgressCallBack* callback = nullptr) {
         return batch.BatchFileUpload(Local(name), _T("\\docs"), _T(""), _T(""), callback, 1, 1);
@@ -38,13 +38,13 @@ TEST_F(Batch, FilesGoInOneCommitAndComeBack) {
     EXPECT_EQ(Queue("same", &callback), kBatchQueued);
     // What the engine keeps of a file after it was queued does not matter.
     std::filesystem::remove(files.Path("f7"));
-    EXPECT_TRUE(Listing(u"\\docs").empty());
+    EXPECT_TRUE(Listing(_T("\\docs")).empty());
     service->ForgetCalls();
     EXPECT_EQ(batch.LeaveMode(0), 0);
     EXPECT_EQ(service->Calls("CommitFiles"), 1);
-    EXPECT_THAT(Listing(u"\\docs"), SizeIs(102));
-    EXPECT_TRUE(Download(u"\\docs\\f7") == files.Read("same"));
-    EXPECT_TRUE(Download(u"\\docs\\f99") == files.Read("f99"));
+    EXPECT_THAT(Listing(_T("\\docs")), SizeIs(102));
+    EXPECT_TRUE(Download(_T("\\docs\\f7")) == files.Read("same"));
+    EXPECT_TRUE(Download(_T("\\docs\\f99")) == files.Read("f99"));
     EXPECT_EQ(callback.perFile[Local("f99").ToUtf8()], 1099);
     EXPECT_EQ(callback.moved, 100 * 1000 + 99 * 50 + 1007);
     EXPECT_EQ(batch.LeaveMode(0), 0);
@@ -57,11 +57,11 @@ TEST_F(Batch, AFullBatchIsSentByItselfAndTheFileThatOverflowedWithTheNext) {
     }
     EXPECT_EQ(QueueNew("overflow"), kBatchFull);
     EXPECT_EQ(batch.DoBatch(0, 0), 0);
-    EXPECT_THAT(Listing(u"\\docs"), SizeIs(512));
-    EXPECT_FALSE(Exists(u"\\docs\\overflow"));
+    EXPECT_THAT(Listing(_T("\\docs")), SizeIs(512));
+    EXPECT_FALSE(Exists(_T("\\docs\\overflow")));
     EXPECT_EQ(batch.DoBatch(0, 0), 0) << "nothing is sealed";
     EXPECT_EQ(batch.LeaveMode(0), 0);
-    EXPECT_TRUE(Exists(u"\\docs\\overflow"));
+    EXPECT_TRUE(Exists(_T("\\docs\\overflow")));
 }
 
 TEST_F(Batch, ItsBytesAreLimitedAndBigFilesAreNotTaken) {
@@ -80,7 +80,7 @@ TEST_F(Batch, ItsBytesAreLimitedAndBigFilesAreNotTaken) {
                     testing::AnyOf(kBatchQueued, kBatchFull));
     }
     EXPECT_EQ(batch.LeaveMode(0), 0);
-    EXPECT_THAT(Listing(u"\\docs"), SizeIs(20));
+    EXPECT_THAT(Listing(_T("\\docs")), SizeIs(20));
 }
 
 TEST_F(Batch, AFileThatCannotBeReadIsNotInTheBatch) {
@@ -89,7 +89,7 @@ TEST_F(Batch, AFileThatCannotBeReadIsNotInTheBatch) {
     EXPECT_EQ(Queue("folder"), kSourceNotAFile);
     EXPECT_EQ(QueueNew("good"), kBatchQueued);
     EXPECT_EQ(batch.LeaveMode(0), 0);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("good", 10)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("good", 10)));
 }
 
 TEST_F(Batch, CancelDropsWhatIsQueued) {
@@ -103,7 +103,7 @@ TEST_F(Batch, CancelDropsWhatIsQueued) {
     BatchMode empty(1);
     empty.CancelMe();
     EXPECT_EQ(empty.LeaveMode(0), 0);
-    EXPECT_TRUE(Listing(u"\\docs").empty());
+    EXPECT_TRUE(Listing(_T("\\docs")).empty());
 }
 
 TEST_F(Batch, ACancelDuringTheSendLeavesNoneOfItsFiles) {
@@ -113,7 +113,7 @@ TEST_F(Batch, ACancelDuringTheSendLeavesNoneOfItsFiles) {
     }
     callback.cancelAtCall = callback.calls + 2;
     EXPECT_EQ(batch.LeaveMode(0), kCancelled);
-    EXPECT_TRUE(Listing(u"\\docs").empty());
+    EXPECT_TRUE(Listing(_T("\\docs")).empty());
     BatchMode second(1);
     EXPECT_EQ(second.BatchFileUpload(Local("a"), _T("\\docs"), _T(""), _T(""), nullptr, 1, 1), kBatchQueued);
     service->Before("PutChunks", [&] {
@@ -124,7 +124,7 @@ TEST_F(Batch, ACancelDuringTheSendLeavesNoneOfItsFiles) {
     EXPECT_EQ(second.BatchFileUpload(Local("d"), _T("\\docs"), _T(""), _T(""), nullptr, 1, 1), kBatchQueued);
     EXPECT_EQ(second.LeaveMode(0), kCancelled);
     EXPECT_EQ(second.IsBatchWorking(), 0);
-    EXPECT_TRUE(Listing(u"\\docs").empty());
+    EXPECT_TRUE(Listing(_T("\\docs")).empty());
 }
 
 TEST_F(Batch, AShortFailureOfTheConnectionIsPassedOver) {
@@ -134,23 +134,23 @@ TEST_F(Batch, AShortFailureOfTheConnectionIsPassedOver) {
     EXPECT_EQ(QueueNew("b"), kBatchQueued);
     service->Answer("CommitFiles", kNoSpace);
     EXPECT_EQ(batch.LeaveMode(0), kNoSpace);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("a", 10)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("a", 10)));
 }
 
 TEST_F(Batch, ContentThatTheServiceLostIsSentAgain) {
     EXPECT_EQ(QueueNew("a"), kBatchQueued);
     service->Answer("CommitFiles", kContentMissing);
     EXPECT_EQ(batch.LeaveMode(0), 0);
-    EXPECT_TRUE(Download(u"\\docs\\a") == files.Read("a"));
+    EXPECT_TRUE(Download(_T("\\docs\\a")) == files.Read("a"));
 }
 
 TEST_F(Batch, OneFileAtFaultDoesNotKeepTheOthersOut) {
-    ASSERT_TRUE(MakeFolder(u"\\docs\\taken"));
+    ASSERT_TRUE(MakeFolder(_T("\\docs\\taken")));
     EXPECT_EQ(QueueNew("a"), kBatchQueued);
     EXPECT_EQ(QueueNew("taken"), kBatchQueued);
     EXPECT_EQ(QueueNew("b"), kBatchQueued);
     EXPECT_EQ(batch.LeaveMode(0), kNameTaken);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("a", 10), Pair("b", 10), Pair("taken", -1)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("a", 10), Pair("b", 10), Pair("taken", -1)));
 }
 
 }  // namespace

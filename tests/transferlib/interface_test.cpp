@@ -12,7 +12,7 @@ using testing::Not;
 
 class Interface : public VaultTest {};
 
-std::vector<std::string> ValuesOf(const CString& reply, const char16_t* key) {
+std::vector<std::string> ValuesOf(const CString& reply, LPCTSTR key) {
     CStringList list;
     ApiUtil::GetVarValueList(reply, key, list);
     std::vector<std::string> values;
@@ -36,15 +36,15 @@ TEST_F(Interface, TasksAreStoredListedAndDeleted) {
               0);
     CString reply, names, other;
     ASSERT_EQ(ApiUtilExp::GetTaskListFromWebDatabase(_T(""), _T("false"), reply), 0);
-    EXPECT_THAT(ValuesOf(reply, u"RETURN_TaskName"), ElementsAre("First & last",
-                                                                 "Gr\xC3\xBC\xC3\x9F"
-                                                                 "e"));
-    EXPECT_THAT(ValuesOf(reply, u"ETURN_MaxVersion"), ElementsAre("7", "7"));
-    EXPECT_THAT(ValuesOf(reply, u"RETURN_MaxVersion"), ElementsAre("7", "7"));
+    EXPECT_THAT(ValuesOf(reply, _T("RETURN_TaskName")), ElementsAre("First & last",
+                                                                    "Gr\xC3\xBC\xC3\x9F"
+                                                                    "e"));
+    EXPECT_THAT(ValuesOf(reply, _T("ETURN_MaxVersion")), ElementsAre("7", "7"));
+    EXPECT_THAT(ValuesOf(reply, _T("RETURN_MaxVersion")), ElementsAre("7", "7"));
     EXPECT_EQ(ApiUtil::GetVarValue(reply, _T("RETURN_NextDate"), 0).ToUtf8(), "1/31/2024 8:5:0");
     EXPECT_TRUE(ApiUtil::GetVarValue(reply, _T("TaskName"), 0).IsEmpty()) << "a part of a key is no key";
     ASSERT_EQ(ApiUtilExp::GetTaskListFromWebDatabase(_T("First & last"), _T("true"), reply), 0);
-    EXPECT_THAT(ValuesOf(reply, u"RETURN_Path"), ElementsAre("C:\\docs"));
+    EXPECT_THAT(ValuesOf(reply, _T("RETURN_Path")), ElementsAre("C:\\docs"));
     ASSERT_EQ(ApiUtilExp::GetTaskNamesFromWebDatabase(1, names, other), 0);
     EXPECT_EQ(names.ToUtf8(),
               "First & last|Gr\xC3\xBC\xC3\x9F"
@@ -103,9 +103,9 @@ TEST_F(Interface, AFreeAccountMayNotStoreBigFiles) {
     SetStorageService(service);
     EXPECT_EQ(ApiUtil::Logon(_T(""), _T(""), message), 0);
     files.Write("a", Noise(1001, 1));
-    EXPECT_EQ(Upload("a", u"\\"), kFileTooBig);
+    EXPECT_EQ(Upload("a", _T("\\")), kFileTooBig);
     files.Write("a", Noise(1000, 1));
-    EXPECT_EQ(Upload("a", u"\\"), 0);
+    EXPECT_EQ(Upload("a", _T("\\")), 0);
 }
 
 TEST_F(Interface, OnlyWhatLiesInsideAFolderIsFoundInIt) {

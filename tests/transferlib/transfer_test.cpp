@@ -14,7 +14,7 @@ constexpr int64_t kSomeTime = 1'600'000'000'123'456'700;
 
 class TransferTest : public VaultTest {
 protected:
-    TransferTest() { EXPECT_TRUE(MakeFolder(u"\\docs")); }
+    TransferTest() { EXPECT_TRUE(MakeFolder(_T("\\docs"))); }
 
     // Nothing is left of a transfer that failed.
     void ExpectNoLeftovers() {
@@ -67,7 +67,7 @@ TEST_F(TransferTest, EveryKindOfNameAndContentComesBack) {
 TEST_F(TransferTest, TheRecordAndTheRestoredFileHaveTheLastWriteTime) {
     files.Write("a", "content");
     files.SetWriteTime("a", kSomeTime);
-    ASSERT_EQ(Upload("a", u"\\docs"), 0);
+    ASSERT_EQ(Upload("a", _T("\\docs")), 0);
     const CAutoMyPathInfo info(ApiUtil::GetPathInfoEx(_T("\\docs\\a"), 0, 0));
     EXPECT_EQ(info->m_size, 7);
     EXPECT_EQ(ApiUtil::SystemTimeToTime(info->m_modifiedTime).GetTime(), 1'600'000'000);
@@ -81,14 +81,14 @@ TEST_F(TransferTest, TheRecordAndTheRestoredFileHaveTheLastWriteTime) {
 TEST_F(TransferTest, EachPieceIsToldOnceAndAnUploadThatWasCancelledLeavesNothing) {
     files.Write("big", Noise(20'000'000, 1));
     CountingCallback callback;
-    ASSERT_EQ(Upload("big", u"\\docs", &callback), 0);
+    ASSERT_EQ(Upload("big", _T("\\docs"), &callback), 0);
     EXPECT_EQ(callback.moved, 20'000'000);
     ASSERT_EQ(ApiUtil::DeleteFileW(_T("\\docs\\big")), 0);
     CountingCallback cancelling;
     cancelling.cancelAtCall = 2;
-    EXPECT_EQ(Upload("big", u"\\docs", &cancelling), kCancelled);
-    EXPECT_FALSE(Exists(u"\\docs\\big"));
-    ASSERT_EQ(Upload("big", u"\\docs"), 0);
+    EXPECT_EQ(Upload("big", _T("\\docs"), &cancelling), kCancelled);
+    EXPECT_FALSE(Exists(_T("\\docs\\big")));
+    ASSERT_EQ(Upload("big", _T("\\docs")), 0);
     CountingCallback downloading;
     downloading.cancelAtCall = 3;
     EXPECT_EQ(ApiUtil::DownloadFile(_T("\\docs\\big"), Local("big"), &downloading, 0), kCancelled);
@@ -97,12 +97,12 @@ TEST_F(TransferTest, EachPieceIsToldOnceAndAnUploadThatWasCancelledLeavesNothing
 }
 
 TEST_F(TransferTest, WhatCannotBeReadIsSkippedWithItsOwnCode) {
-    EXPECT_EQ(Upload("nothing", u"\\docs"), kSourceVanished);
+    EXPECT_EQ(Upload("nothing", _T("\\docs")), kSourceVanished);
     EXPECT_FALSE(message.IsEmpty());
     files.Write("folder/", "");
-    EXPECT_EQ(Upload("folder", u"\\docs"), kSourceNotAFile);
+    EXPECT_EQ(Upload("folder", _T("\\docs")), kSourceNotAFile);
     files.Write("a", "x");
-    EXPECT_EQ(Upload("a", u"\\nowhere"), kNotFound);
+    EXPECT_EQ(Upload("a", _T("\\nowhere")), kNotFound);
     EXPECT_EQ(ApiUtil::DownloadFile(_T("\\docs\\nothing"), Local("b"), nullptr, 0), kNotFound);
     EXPECT_FALSE(files.Exists("b"));
 }
@@ -116,8 +116,8 @@ TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainOrSkipped) {
         }
     });
     CountingCallback callback;
-    EXPECT_EQ(Upload("a", u"\\docs", &callback), 0);
-    EXPECT_EQ(Download(u"\\docs\\a"), "short");
+    EXPECT_EQ(Upload("a", _T("\\docs"), &callback), 0);
+    EXPECT_EQ(Download(_T("\\docs\\a")), "short");
     EXPECT_EQ(callback.moved, 3'000'000) << "bytes are not told twice";
     files.Write("a", Noise(3'000'000, 2));
     uint32_t seed = 10;
@@ -125,22 +125,22 @@ TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainOrSkipped) {
         ++seed;
         files.Write("a", Noise(3'000'000 + seed, seed));
     });
-    EXPECT_EQ(Upload("a", u"\\docs"), kSourceChanged);
+    EXPECT_EQ(Upload("a", _T("\\docs")), kSourceChanged);
     service->Before("PutChunks", {});
-    EXPECT_EQ(Download(u"\\docs\\a"), "short") << "the copy that was whole stays";
+    EXPECT_EQ(Download(_T("\\docs\\a")), "short") << "the copy that was whole stays";
 }
 
 TEST_F(TransferTest, ContentThatTheServiceLostIsSentAgain) {
     files.Write("a", Noise(2'500'000, 4));
-    ASSERT_EQ(Upload("a", u"\\docs"), 0);
+    ASSERT_EQ(Upload("a", _T("\\docs")), 0);
     service->ForgetCalls();
-    ASSERT_EQ(Upload("a", u"\\docs"), 0);
+    ASSERT_EQ(Upload("a", _T("\\docs")), 0);
     EXPECT_EQ(service->Calls("PutChunks"), 0) << "known content is not sent";
     service->Answer("CommitFiles", kContentMissing);
-    ASSERT_EQ(Upload("a", u"\\docs"), 0);
+    ASSERT_EQ(Upload("a", _T("\\docs")), 0);
     EXPECT_EQ(service->Calls("PutChunks"), 1);
     service->Answer("CommitFiles", kContentMissing, 5);
-    EXPECT_EQ(Upload("a", u"\\docs"), kContentMissing);
+    EXPECT_EQ(Upload("a", _T("\\docs")), kContentMissing);
 }
 
 TEST_F(TransferTest, CodesOfTheServiceReachTheCaller) {
@@ -148,11 +148,11 @@ TEST_F(TransferTest, CodesOfTheServiceReachTheCaller) {
     for (const int code : {kSessionLost, kConnectionFailed, kNoSpace, kItemLimit, kSecondFactorNeeded}) {
         service->Answer("PutChunks", code);
         files.Write("a", "content " + std::to_string(code));
-        EXPECT_EQ(Upload("a", u"\\docs"), code);
+        EXPECT_EQ(Upload("a", _T("\\docs")), code);
     }
     service->Throw("CommitFiles");
-    EXPECT_EQ(Upload("a", u"\\docs"), kFailed);
-    EXPECT_EQ(Upload("a", u"\\docs"), 0);
+    EXPECT_EQ(Upload("a", _T("\\docs")), kFailed);
+    EXPECT_EQ(Upload("a", _T("\\docs")), 0);
     service->Answer("ReadChunks", kContentDamaged);
     EXPECT_EQ(ApiUtil::DownloadFile(_T("\\docs\\a"), Local("b"), nullptr, 0), kContentDamaged);
     EXPECT_FALSE(files.Exists("b"));
@@ -168,11 +168,11 @@ TEST_F(TransferTest, ABigFileShowsItsPartUntilItIsWhole) {
         const CAutoMyPathInfo part(ApiUtil::GetPathInfoEx(_T("\\docs\\big.part"), 0, 0));
         shown = part != nullptr ? std::max(shown, part->m_size) : shown;
     };
-    ASSERT_EQ(Upload("big", u"\\docs", &callback), 0);
+    ASSERT_EQ(Upload("big", _T("\\docs"), &callback), 0);
     EXPECT_GT(shown, 100'000'000);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("big", 150'000'000)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("big", 150'000'000)));
     ApiUtil::GetServerPathlist().RefreshFolder(_T("\\docs"), 1, 1);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("big", 150'000'000)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("big", 150'000'000)));
 }
 
 TEST_F(TransferTest, APauseHoldsTransfersAndACutEndsTheOneOfItsThread) {
@@ -185,33 +185,33 @@ TEST_F(TransferTest, APauseHoldsTransfersAndACutEndsTheOneOfItsThread) {
     int code = -1;
     std::thread worker([&] {
         threadId = CurrentThreadId();
-        code = Upload("a", u"\\docs", &callback);
+        code = Upload("a", _T("\\docs"), &callback);
     });
     while (calls < 3) {
         std::this_thread::yield();
     }
-    EXPECT_FALSE(Exists(u"\\docs\\a"));
+    EXPECT_FALSE(Exists(_T("\\docs\\a")));
     EXPECT_EQ(ApiUtil::CloseConnectionByThreadID(threadId), 1);
     worker.join();
     EXPECT_EQ(code, kConnectionFailed);
     ApiUtil::SetSuspendStatus(0);
     EXPECT_EQ(ApiUtil::CloseConnectionByThreadID(threadId), 0);
-    EXPECT_EQ(Upload("a", u"\\docs"), 0);
+    EXPECT_EQ(Upload("a", _T("\\docs")), 0);
 }
 
 TEST_F(TransferTest, DeletionsTellTheirProgressAndStopWhenCancelled) {
     CStringList paths;
     for (const char* name : {"a", "b", "c"}) {
         files.Write(name, name);
-        ASSERT_EQ(Upload(name, u"\\docs"), 0);
+        ASSERT_EQ(Upload(name, _T("\\docs")), 0);
         paths.AddTail(_T("\\docs\\") + Text16(name));
     }
     CountingCallback callback;
     callback.cancelAtCall = 2;
     EXPECT_EQ(ApiUtil::DeletePaths(paths, &callback), kCancelled);
-    EXPECT_THAT(Listing(u"\\docs"), ElementsAre(Pair("b", 1), Pair("c", 1)));
+    EXPECT_THAT(Listing(_T("\\docs")), ElementsAre(Pair("b", 1), Pair("c", 1)));
     EXPECT_EQ(ApiUtil::DeletePaths(paths), 0) << "what is gone counts as deleted";
-    EXPECT_TRUE(Listing(u"\\docs").empty());
+    EXPECT_TRUE(Listing(_T("\\docs")).empty());
 }
 
 }  // namespace

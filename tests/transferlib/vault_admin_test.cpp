@@ -11,7 +11,7 @@ class VaultAdminTest : public testing::Test {
 protected:
     ~VaultAdminTest() override { VaultAdmin::Close(); }
 
-    void Store(const std::string& name, const std::string& content, const char16_t* folder) {
+    void Store(const std::string& name, const std::string& content, LPCTSTR folder) {
         home.Write(name, content);
         EXPECT_EQ(ApiUtil::UploadFile(CString(TextView(home.Engine(name))), folder, _T(""), _T(""), message,
                                       nullptr, 0, 1, 1, 0, 0),
@@ -28,7 +28,7 @@ TEST_F(VaultAdminTest, TheVaultInTheUsersDataIsMadeOnFirstUse) {
     EXPECT_FALSE(ApiUtil::GetSessionID().IsEmpty());
     EXPECT_EQ(ApiUtil::GetManageLogonStatus().GetLogOnStatus(), LogonStatusOn);
     EXPECT_EQ(VaultAdmin::Location(), VaultAdmin::LocationOf(_T("")));
-    Store("a", "x", u"\\");
+    Store("a", "x", _T("\\"));
     VaultAdmin::Close();
     EXPECT_TRUE(ApiUtil::GetServerPathlist().IsPathExistEx(_T("\\a"), 0, 0));
 }
@@ -58,9 +58,9 @@ TEST_F(VaultAdminTest, StoredFilesAreFoundListedAndRestored) {
     ASSERT_EQ(VaultAdmin::Open(Text16(home.Native("v")), true, message), 0);
     ASSERT_GT(ApiUtil::AddEditFolder(_T("\\docs"), _T(""), _T(""), _T("Y")), 2000);
     ASSERT_GT(ApiUtil::AddEditFolder(_T("\\docs\\sub"), _T(""), _T(""), _T("Y")), 2000);
-    Store("b", Noise(3'000'000, 1), u"\\docs");
+    Store("b", Noise(3'000'000, 1), _T("\\docs"));
     home.SetWriteTime("b", 1'600'000'000'000'000'500);
-    Store("b", home.Read("b"), u"\\docs\\sub");
+    Store("b", home.Read("b"), _T("\\docs\\sub"));
     std::vector<std::string> paths;
     const auto visit = [&](const VaultEntry& entry) {
         paths.push_back(entry.path.ToUtf8());
@@ -96,8 +96,8 @@ TEST_F(VaultAdminTest, StoredFilesAreFoundListedAndRestored) {
 
 TEST_F(VaultAdminTest, WhatWasTransferredIsCountedAndTheVaultIsSound) {
     ASSERT_EQ(VaultAdmin::Open(Text16(home.Native("v")), true, message), 0);
-    Store("a", Noise(100'000, 1), u"\\");
-    Store("b", home.Read("a"), u"\\");
+    Store("a", Noise(100'000, 1), _T("\\"));
+    Store("b", home.Read("a"), _T("\\"));
     TransferTotals totals;
     VaultAdmin::Transferred(totals);
     EXPECT_EQ(totals.files, 2);

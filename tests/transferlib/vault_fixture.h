@@ -43,17 +43,15 @@ protected:
 
     CString Local(std::string_view relative) const { return CString(TextView(files.Engine(relative))); }
 
-    int Upload(std::string_view relative, const char16_t* folder, ProgressCallBack* callback = nullptr) {
+    int Upload(std::string_view relative, LPCTSTR folder, ProgressCallBack* callback = nullptr) {
         return ApiUtil::UploadFile(Local(relative), folder, _T(""), _T(""), message, callback, 0, 1, 1, 0, 0);
     }
-    static bool MakeFolder(const char16_t* path) {
+    static bool MakeFolder(LPCTSTR path) {
         return ApiUtil::AddEditFolder(path, _T(""), _T(""), _T("Y")) >= 2000;
     }
-    static bool Exists(const char16_t* path) {
-        return ApiUtil::GetServerPathlist().IsPathExistEx(path, 0, 0) != 0;
-    }
+    static bool Exists(LPCTSTR path) { return ApiUtil::GetServerPathlist().IsPathExistEx(path, 0, 0) != 0; }
     // Name to size of what lies in a folder.
-    static std::map<std::string, int64_t> Listing(const char16_t* folder, int recursive = 0) {
+    static std::map<std::string, int64_t> Listing(LPCTSTR folder, int recursive = 0) {
         CPtrList list;
         EXPECT_EQ(ApiUtil::GetServerPathlist().GetSubList(list, folder, 0, recursive, 1), 0);
         std::map<std::string, int64_t> names;
@@ -64,7 +62,7 @@ protected:
         }
         return names;
     }
-    std::string Download(const char16_t* path) {
+    std::string Download(LPCTSTR path) {
         const CString target = Local("downloaded");
         EXPECT_EQ(ApiUtil::DownloadFile(path, target, nullptr, 0), 0);
         return files.Read("downloaded");

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <thread>
 
+#include "platform/message_frame.h"
 #include "platform/posix/native.h"
 #include "platform/posix/standard_folders.h"
 #include "platform/process.h"
@@ -20,36 +21,8 @@
 namespace rampart::platform {
 namespace {
 
-constexpr uint32_t kMagic = 0x31504d52;
-constexpr uint32_t kReceiveTimeoutMs = 10'000;  // for a sender that began a message and does not go on
-constexpr size_t kLongestSender = 64 << 10;
-constexpr size_t kLongestName = 64;
-
-// Both ends are on one machine, so numbers travel as they lie in memory.
-struct MessageHeader {
-    uint32_t magic = kMagic;
-    uint32_t senderSize = 0;
-    uint64_t command = 0;
-    uint64_t dataSize = 0;
-};
-
-struct ReplyHeader {
-    uint32_t magic = kMagic;
-    uint32_t reserved = 0;
-    int64_t result = 0;
-    uint64_t dataSize = 0;
-};
-
-// The name of the socket's file; a long or odd name gives way to a number made of it.
 std::string SocketName(TextView name) {
-    std::string file = ToUtf8(name);
-    bool plain = !file.empty() && file.size() <= kLongestName;
-    uint64_t hash = 14695981039346656037u;
-    for (const char byte : file) {
-        plain = plain && (isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_');
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
-    }
-    return (plain ? "message-" + file : "message." + std::to_string(hash)) + ".socket";
+    return PlainReceiverName(name) + ".socket";
 }
 
 // The address of a socket in a folder, by way of an open descriptor of the folder: an address holds 107
@@ -97,44 +70,43 @@ bool FailOnSocket() {
     return FailWithErrno(errno);
 }
 
-bool SendAll(int fd, const void* bytes, size_t size) {
-    const char* next = static_cast<const char*>(bytes);
-    while (size > 0) {
-        const ssize_t sent = Retry([&] { return send(fd, next, size, MSG_NOSIGNAL); });
-        if (sent <= 0) {
-            return FailOnSocket();
-        }
-        next += sent;
-        size -= static_cast<size_t>(sent);
-    }
-    return true;
-}
+class SocketConnection : public MessageConnection {
+public:
+    explicit SocketConnection(int fd) : m_fd(fd) {}
 
-bool ReceiveAll(int fd, void* bytes, size_t size) {
-    char* next = static_cast<char*>(bytes);
-    while (size > 0) {
-        const ssize_t got = Retry([&] { return recv(fd, next, size, 0); });
-        if (got < 0) {
-            return FailOnSocket();
+    bool Send(const void* bytes, size_t size) override {
+        const char* next = static_cast<const char*>(bytes);
+        while (size > 0) {
+            const ssize_t sent = Retry([&] { return send(m_fd, next, size, MSG_NOSIGNAL); });
+            if (sent <= 0) {
+                return FailOnSocket();
+            }
+            next += sent;
+            size -= static_cast<size_t>(sent);
         }
-        if (got == 0) {
-            SetLastError(kInputOutputError);  // the other end is gone
-            return false;
-        }
-        next += got;
-        size -= static_cast<size_t>(got);
+        return true;
     }
-    return true;
-}
 
-bool ReceiveText(int fd, uint64_t size, size_t limit, std::string& text) {
-    if (size > limit) {
-        SetLastError(kInvalidParameter);
-        return false;
+    bool Receive(void* bytes, size_t size) override {
+        char* next = static_cast<char*>(bytes);
+        while (size > 0) {
+            const ssize_t got = Retry([&] { return recv(m_fd, next, size, 0); });
+            if (got < 0) {
+                return FailOnSocket();
+            }
+            if (got == 0) {
+                SetLastError(kInputOutputError);  // the other end is gone
+                return false;
+            }
+            next += got;
+            size -= static_cast<size_t>(got);
+        }
+        return true;
     }
-    text.resize(size);
-    return ReceiveAll(fd, text.data(), text.size());
-}
+
+private:
+    const int m_fd;
+};
 
 // The folder lets nobody else in; this holds even where its mode was widened.
 bool IsOwnUser(int fd) {
@@ -142,19 +114,6 @@ bool IsOwnUser(int fd) {
     socklen_t size = sizeof peer;
     return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
            (peer.uid == geteuid() || peer.uid == 0);
-}
-
-bool ReceiveMessage(int fd, ChannelMessage& message) {
-    MessageHeader header;
-    std::string sender;
-    if (!ReceiveAll(fd, &header, sizeof header) || header.magic != kMagic ||
-        !ReceiveText(fd, header.senderSize, kLongestSender, sender) ||
-        !ReceiveText(fd, header.dataSize, kLargestChannelMessage, message.data)) {
-        return false;
-    }
-    message.command = header.command;
-    message.sender = FromUtf8(sender);
-    return true;
 }
 
 class PosixMessageReceiver : public MessageReceiver {
@@ -183,28 +142,10 @@ private:
             }
             const Descriptor connection(accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
             if (connection && IsOwnUser(connection.Get())) {
-                Answer(connection.Get());
+                SetTimeouts(connection.Get(), kReceiveTimeoutMs);
+                SocketConnection socket(connection.Get());
+                AnswerMessage(socket, m_handler);
             }
-        }
-    }
-
-    void Answer(int fd) const {
-        SetTimeouts(fd, kReceiveTimeoutMs);
-        ChannelReply reply;
-        try {
-            ChannelMessage message;
-            if (!ReceiveMessage(fd, message)) {
-                return;
-            }
-            reply = m_handler(message);
-        } catch (...) {
-            reply = {};
-        }
-        ReplyHeader header;
-        header.result = reply.result;
-        header.dataSize = reply.data.size();
-        if (SendAll(fd, &header, sizeof header)) {
-            SendAll(fd, reply.data.data(), reply.data.size());
         }
     }
 
@@ -243,9 +184,7 @@ std::unique_ptr<MessageReceiver> MessageReceiver::Open(TextView name, Handler ha
 
 bool SendChannelMessage(TextView receiver, const ChannelMessage& message, uint32_t timeoutMs,
                         ChannelReply& reply) {
-    const std::string sender = ToUtf8(message.sender);
-    if (message.data.size() > kLargestChannelMessage || sender.size() > kLongestSender) {
-        SetLastError(kInvalidParameter);
+    if (!IsSendable(message)) {
         return false;
     }
     const SocketAddress address(receiver);
@@ -263,20 +202,8 @@ bool SendChannelMessage(TextView receiver, const ChannelMessage& message, uint32
         }
         return FailOnSocket();
     }
-    MessageHeader header;
-    header.command = message.command;
-    header.senderSize = static_cast<uint32_t>(sender.size());
-    header.dataSize = message.data.size();
-    ReplyHeader answer;
-    if (!SendAll(connection.Get(), &header, sizeof header) ||
-        !SendAll(connection.Get(), sender.data(), sender.size()) ||
-        !SendAll(connection.Get(), message.data.data(), message.data.size()) ||
-        !ReceiveAll(connection.Get(), &answer, sizeof answer) || answer.magic != kMagic ||
-        !ReceiveText(connection.Get(), answer.dataSize, kLargestChannelMessage, reply.data)) {
-        return false;
-    }
-    reply.result = answer.result;
-    return true;
+    SocketConnection socket(connection.Get());
+    return ExchangeMessage(socket, message, reply);
 }
 
 }  // namespace rampart::platform

@@ -9,71 +9,10 @@
 
 #include "platform/posix/native.h"
 #include "platform/posix/standard_folders.h"
+#include "platform/settings_text.h"
 
 namespace rampart::platform {
 namespace {
-
-using Sections = std::map<std::string, std::map<std::string, std::string>>;
-
-// Bytes that the lines of the file use themselves. The others stand for themselves, so that a person can read
-// it.
-constexpr std::string_view kReserved = "%[]=\r\n";
-
-std::string Escape(std::string_view text) {
-    std::string escaped;
-    for (const char byte : text) {
-        if (kReserved.find(byte) != std::string_view::npos || byte == '\0') {
-            constexpr char kDigits[] = "0123456789ABCDEF";
-            escaped.append({'%', kDigits[(byte >> 4) & 15], kDigits[byte & 15]});
-        } else {
-            escaped.push_back(byte);
-        }
-    }
-    return escaped;
-}
-
-std::string Unescape(std::string_view text) {
-    const auto digit = [](char c) {
-        return c >= '0' && c <= '9' ? c - '0' : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-    };
-    std::string plain;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] == '%' && i + 2 < text.size() && digit(text[i + 1]) >= 0 && digit(text[i + 2]) >= 0) {
-            plain.push_back(static_cast<char>(digit(text[i + 1]) * 16 + digit(text[i + 2])));
-            i += 2;
-        } else {
-            plain.push_back(text[i]);
-        }
-    }
-    return plain;
-}
-
-Sections Parse(std::string_view text) {
-    Sections sections;
-    std::string section;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        const std::string_view line = text.substr(0, end);
-        text.remove_prefix(std::min(end + 1, text.size()));
-        if (line.starts_with('[') && line.ends_with(']')) {
-            section = Unescape(line.substr(1, line.size() - 2));
-        } else if (const size_t equals = line.find('='); equals != std::string_view::npos) {
-            sections[section][Unescape(line.substr(0, equals))] = Unescape(line.substr(equals + 1));
-        }
-    }
-    return sections;
-}
-
-std::string Print(const Sections& sections) {
-    std::string text;
-    for (const auto& [section, values] : sections) {
-        text.append("[").append(Escape(section)).append("]\n");
-        for (const auto& [name, value] : values) {
-            text.append(Escape(name)).append("=").append(Escape(value)).append("\n");
-        }
-    }
-    return text;
-}
 
 std::string SettingsFolder() {
     return NativeDataFolder() + "/rampart";
@@ -85,12 +24,12 @@ std::string SettingsFile() {
 
 // A file that is not there yet has no settings; one that cannot be read is a failure, or a change would lose
 // them.
-bool Load(Sections& sections) {
+bool Load(SettingsSections& sections) {
     std::string text;
     if (!ReadWholeFile(SettingsFile(), text) && errno != ENOENT && errno != ENOTDIR) {
         return FailWithErrno(errno);
     }
-    sections = Parse(text);
+    sections = ParseSettings(text);
     return true;
 }
 
@@ -106,7 +45,7 @@ bool Replace(const std::string& path, std::string_view text) {
 }
 
 // Changes the values under a lock that all processes take, so that none loses what another wrote.
-bool Change(const std::function<bool(Sections&)>& change) {
+bool Change(const std::function<bool(SettingsSections&)>& change) {
     std::error_code error;
     std::filesystem::create_directories(SettingsFolder(), error);
     const std::string lockPath = SettingsFolder() + "/settings.lock";
@@ -114,14 +53,14 @@ bool Change(const std::function<bool(Sections&)>& change) {
     if (!lock || Retry([&] { return flock(lock.Get(), LOCK_EX); }) != 0) {
         return FailWithErrno(errno);
     }
-    Sections sections;
-    return Load(sections) && change(sections) && Replace(SettingsFile(), Print(sections));
+    SettingsSections sections;
+    return Load(sections) && change(sections) && Replace(SettingsFile(), PrintSettings(sections));
 }
 
 }  // namespace
 
 bool ReadSetting(TextView section, TextView name, Text& value) {
-    Sections sections;
+    SettingsSections sections;
     if (!Load(sections)) {
         return false;
     }
@@ -136,14 +75,14 @@ bool ReadSetting(TextView section, TextView name, Text& value) {
 }
 
 bool WriteSetting(TextView section, TextView name, TextView value) {
-    return Change([&](Sections& sections) {
+    return Change([&](SettingsSections& sections) {
         sections[ToUtf8(section)][ToUtf8(name)] = ToUtf8(value);
         return true;
     });
 }
 
 bool RemoveSetting(TextView section, TextView name) {
-    return Change([&](Sections& sections) {
+    return Change([&](SettingsSections& sections) {
         const auto values = sections.find(ToUtf8(section));
         if (values == sections.end() || values->second.erase(ToUtf8(name)) == 0) {
             SetLastError(kFileNotFound);

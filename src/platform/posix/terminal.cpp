@@ -50,6 +50,12 @@ int TerminalWidth() {
     return kDefaultWidth;
 }
 
+std::vector<std::string> ProgramArguments(int count, char** values) {
+    return {values, values + count};
+}
+
+void UseUtf8Output() {}
+
 void CatchInterrupts() {
     struct sigaction action {};
     action.sa_handler = &OnSignal;
@@ -71,8 +77,12 @@ std::string WorkingFolder() {
     return std::filesystem::current_path(error).string();
 }
 
+bool IsAbsoluteNativePath(const std::string& path) {
+    return path.starts_with('/');
+}
+
 std::string AbsoluteNativePath(const std::string& path) {
-    if (!path.empty() && path.front() == '/') {
+    if (IsAbsoluteNativePath(path)) {
         return path;
     }
     std::string const folder = WorkingFolder();

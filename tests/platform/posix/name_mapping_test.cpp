@@ -1,6 +1,7 @@
 #include <random>
 #include <unordered_set>
 
+#include "platform/error.h"
 #include "platform/path_mapping.h"
 #include "support/temp_tree.h"
 
@@ -92,6 +93,24 @@ TEST(PathMapping, AFileOfEveryOddNameIsFoundByItsEnginePath) {
         folder.Write(name, name);
         EXPECT_EQ(ToNativePath(folder.Engine() + _T("\\") + NameToEngine(name)), folder.Native(name));
         EXPECT_EQ(folder.Read(name), name);
+    }
+}
+
+TEST(PathMapping, ADisguisedWayUpIsRefused) {
+    for (const Text& path :
+         {Text(_T("C:\\a\\\uF02E\uF02E\\b")), Text(_T("C:\\a\\.\uF02E")), Text(_T("C:\\a\\\uF02E"))}) {
+        SetLastError(kNoError);
+        EXPECT_EQ(ToNativePath(path), "");
+        EXPECT_EQ(LastError(), kInvalidName);
+    }
+}
+
+TEST(PathMapping, AShareHasToBeMounted) {
+    for (const TextView share :
+         {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
+        SetLastError(kNoError);
+        EXPECT_EQ(ToNativePath(share), "");
+        EXPECT_EQ(LastError(), kBadNetworkPath);
     }
 }
 

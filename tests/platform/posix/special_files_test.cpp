@@ -127,5 +127,17 @@ TEST(FullDisk, AFailedCopySaysSoAndLeavesNoPart) {
     RefreshDrives();
 }
 
+TEST(DirectoryReader, PassesOverWhatVanished) {
+    TempTree tree({{"a", "x"}, {"b", "y"}});
+    auto reader = DirectoryReader::Open(tree.Engine(), /*withStatus=*/true);
+    ASSERT_TRUE(reader);
+    DirectoryEntry entry;
+    ASSERT_TRUE(reader->Next(entry));
+    std::filesystem::remove(tree.Path(entry.name == _T("a") ? "b" : "a"));
+    SetLastError(kNoError);
+    EXPECT_FALSE(reader->Next(entry));
+    EXPECT_EQ(LastError(), kNoMoreItems);
+}
+
 }  // namespace
 }  // namespace rampart::platform

@@ -1,0 +1,74 @@
+#include "platform/win32/native.h"
+
+namespace rampart::platform {
+namespace {
+
+constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_TEMPORARY;
+
+// What the folder says of a file that cannot even be asked for its status, such as the system's page file.
+bool ReadStatusFromFolder(const std::wstring& path, FileStatus& status) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search =
+        FindFirstFileExW(path.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr, 0);
+    if (search == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    FindClose(search);
+    status = {};
+    status.attributes = AttributesOf(found.dwFileAttributes, found.dwReserved0);
+    status.size =
+        status.IsRegularFile() ? static_cast<uint64_t>(found.nFileSizeHigh) << 32 | found.nFileSizeLow : 0;
+    status.creationTime = NanosecondsOf(found.ftCreationTime);
+    status.accessTime = NanosecondsOf(found.ftLastAccessTime);
+    status.writeTime = NanosecondsOf(found.ftLastWriteTime);
+    return true;
+}
+
+}  // namespace
+
+bool QueryStatus(TextView path, FileStatus& status) {
+    const std::wstring system = SystemPath(path);
+    if (system.empty()) {
+        return false;
+    }
+    const SystemHandle file = OpenPath(system, FILE_READ_ATTRIBUTES, OPEN_EXISTING,
+                                       FILE_FLAG_BACKUP_SEMANTICS, /*followLink=*/false);
+    if (file && ReadStatus(file.Get(), status)) {
+        return true;
+    }
+    const DWORD error = ::GetLastError();
+    return ((error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION) &&
+            ReadStatusFromFolder(system, status)) ||
+           FailWithSystemError(error);
+}
+
+bool SetAttributes(TextView path, uint32_t attributes) {
+    const std::wstring system = SystemPath(path);
+    if (system.empty()) {
+        return false;
+    }
+    const DWORD old = GetFileAttributesW(system.c_str());
+    if (old == INVALID_FILE_ATTRIBUTES) {
+        return FailWithSystemError();
+    }
+    FileStatus status;
+    if ((old & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+        (!QueryStatus(path, status) || (status.attributes & kReparsePoint) != 0)) {
+        return FailWithSystemError(ERROR_ACCESS_DENIED);
+    }
+    const DWORD settable =
+        (old & FILE_ATTRIBUTE_DIRECTORY) != 0 ? kSettable & ~FILE_ATTRIBUTE_TEMPORARY : kSettable;
+    const DWORD wanted = (old & ~settable) | (attributes & settable);
+    return wanted == old ||
+           SetFileAttributesW(system.c_str(), wanted == 0 ? FILE_ATTRIBUTE_NORMAL : wanted) != 0 ||
+           FailWithSystemError();
+}
+
+bool SameFile(TextView a, TextView b) {
+    FileStatus first;
+    FileStatus second;
+    return QueryStatus(a, first) && QueryStatus(b, second) && first.fileId == second.fileId &&
+           first.volumeId == second.volumeId && first.fileId != 0;
+}
+
+}  // namespace rampart::platform

@@ -1,0 +1,118 @@
+// What only this system has: entries that cannot be backed up, permissions, disks that are full.
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <set>
+
+#include "cli/cli_fixture.h"
+
+namespace rampart::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+// A file system of its own, so small that it fills; taken down with the object.
+class SmallDisk {
+public:
+    SmallDisk(fs::path const& place, std::string const& size) : m_place(place) {
+        fs::create_directories(place);
+        m_mounted = mount("tmpfs", place.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+    }
+    SmallDisk(SmallDisk const&) = delete;
+    SmallDisk& operator=(SmallDisk const&) = delete;
+    ~SmallDisk() {
+        if (m_mounted) {
+            umount2(m_place.c_str(), MNT_DETACH);
+        }
+    }
+    bool IsMounted() const { return m_mounted; }
+
+private:
+    fs::path m_place;
+    bool m_mounted;
+};
+
+TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
+    TempTree const tree({{"d/good", "good"}, {"d/closed/x", "x"}, {"d/secret", "s"}});
+    fs::create_symlink("good", tree.Path("d/link"));
+    ASSERT_EQ(0, mkfifo(tree.Native("d/pipe").c_str(), 0600));
+    fs::permissions(tree.Path("d/closed"), fs::perms::none);
+    fs::permissions(tree.Path("d/secret"), fs::perms::none);
+    if (getuid() == 0) {
+        // Permissions mean nothing to root: the program runs as nobody.
+        user = 65534;
+        for (fs::path const& place : {home.Path(), work.Path()}) {
+            fs::permissions(place, fs::perms::all);
+        }
+        std::ofstream(work.Path("out")).close();
+        std::ofstream(work.Path("err")).close();
+        fs::permissions(work.Path("out"), fs::perms::all);
+        fs::permissions(work.Path("err"), fs::perms::all);
+    }
+    MakeVault();
+    Outcome const outcome = Backup({tree.Native("d"), tree.Native("gone")});
+    EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;
+    std::set<std::string> paths;
+    nlohmann::json const result = outcome.Json();
+    for (auto const& entry : result["notProtected"]) {
+        paths.insert(entry["path"]);
+        EXPECT_FALSE(entry["reason"].get<std::string>().empty());
+    }
+    EXPECT_EQ((std::set<std::string>{tree.Native("d/link"), tree.Native("d/pipe"), tree.Native("d/closed"),
+                                     tree.Native("d/secret"), tree.Native("gone")}),
+              paths);
+    EXPECT_EQ(1, outcome.Json()["transferred"]);
+    fs::permissions(tree.Path("d/closed"), fs::perms::owner_all);
+
+    Outcome const nothing = Backup({tree.Native("gone")});
+    EXPECT_EQ(1, nothing.exitCode);
+    EXPECT_THAT(nothing.err, HasSubstr("none of the paths exists"));
+}
+
+TEST_F(Cli, AFullDiskOfTheVaultIsToldAndNothingStoredIsLost) {
+    SmallDisk const disk(work.Path("disk"), "6m");
+    if (!disk.IsMounted()) {
+        GTEST_SKIP() << "needs the right to mount a file system";
+    }
+    vaultPlace = work.Native("disk/vault");
+    TempFolder const tree;
+    tree.Write("small/a", "a");
+    std::string noise;
+    for (int i = 0; i < 12000000; ++i) {
+        noise += static_cast<char>(std::rand());
+    }
+    tree.Write("large/b", noise);
+    MakeVault();
+    ASSERT_EQ(0, Backup({tree.Native("small")}).exitCode);
+    Outcome const outcome = Backup({tree.Native("large")});
+    EXPECT_EQ(1, outcome.exitCode) << outcome.out;
+    EXPECT_FALSE(outcome.Json()["errors"].get<std::string>().empty());
+    EXPECT_FALSE(outcome.Json()["notProtected"].empty());
+    ExpectClean();
+    ExpectRestores("small", tree.Path("small"));
+}
+
+TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
+    SmallDisk const disk(work.Path("disk"), "4m");
+    if (!disk.IsMounted()) {
+        GTEST_SKIP() << "needs the right to mount a file system";
+    }
+    ScopedVariable const small("RAMPART_HOME", work.Native("disk/home"));
+    TempFolder const tree;
+    tree.Write("d/big", std::string(9000000, 'b'));
+    tree.Write("d/little", "l");
+    MakeVault();
+    Outcome const outcome = Backup({tree.Native("d")});
+    EXPECT_EQ(3, outcome.exitCode) << outcome.out
+                                   << outcome.err;  // done, with the warning that the cache was full
+    EXPECT_FALSE(outcome.Json()["warnings"].get<std::string>().empty());
+    EXPECT_EQ(2, outcome.Json()["transferred"]);
+    ExpectRestores("d", tree.Path("d"));
+}
+
+}  // namespace
+
+}  // namespace rampart::test
