@@ -292,6 +292,9 @@ private:
     void WaitForThreads();
 
     rampart::Word<HANDLE> m_runThread = nullptr;
+    // When m_dating is a date that could not keep the time of day that was meant: that date, and the time.
+    CTime m_shiftedDating;
+    CTime m_meantDating;
 };
 
 // Thread entries of a run; `task` is a CBackupTask.

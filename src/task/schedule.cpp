@@ -66,6 +66,10 @@ bool IsDateUpdateDue(CBackupTask& task) {
     return true;
 }
 
+bool IsSameTimeOfDay(CTime const& a, CTime const& b) {
+    return a.GetHour() == b.GetHour() && a.GetMinute() == b.GetMinute() && a.GetSecond() == b.GetSecond();
+}
+
 bool IsDatedRunDue(CBackupTask& task) {
     if (rampart::IsOnceDone(DatesOf(task))) {
         return false;
@@ -129,12 +133,23 @@ void CBackupTask::SetNextDating() {
     rampart::DebugLine(_T("start set next dating"));
     CTime const now = rampart::RawNow();
     trace(_T("currentLocalTime: "), now);
-    CTime const dating = rampart::ToRaw(m_dating);
+    bool const wasShifted = m_shiftedDating != CTime() && m_dating == m_shiftedDating;
+    CTime const dating = wasShifted ? m_meantDating : rampart::ToRaw(m_dating);
     trace(_T("datingLocalTime: "), dating);
     CTime const today = now - CTimeSpan(now.GetSecond());
-    CTime const next = rampart::NextRunAfter(rampart::ScheduleMode(m_type), m_repeatDays, today, dating,
-                                             rampart::RawNow, trace);
+    // A run that came early has made that of the later time, too.
+    CTime const made =
+        wasShifted ? rampart::AtTimeOfDay(rampart::ToRaw(m_dating), dating) + CTimeSpan(1) : CTime();
+    auto clock = [&made] { return std::max(rampart::RawNow(), made); };
+    CTime const next =
+        rampart::NextRunAfter(rampart::ScheduleMode(m_type), m_repeatDays, today, dating, clock, trace);
     m_dating = rampart::ToStored(next);
+    // In the night in which summer time begins an hour does not exist, and the stored form cannot tell the
+    // one before from the one after. The run comes somewhat early then; the runs after it come at their time
+    // again.
+    bool const isShifted = !IsSameTimeOfDay(rampart::ToRaw(m_dating), dating);
+    m_shiftedDating = isShifted ? m_dating : CTime();
+    m_meantDating = isShifted ? dating : CTime();
     rampart::DebugLine(_T("finish set next dating"));
 }
 

@@ -83,7 +83,7 @@ protected:
     void Make(int i) {
         Expectation expected;
         expected.mode = i % 12 == 11 ? TaskTypeRealTime : i % 6 == 5 ? TaskTypeOnce : 1 + i % 2;
-        expected.hour = 4 + i * 7 % 20;
+        expected.hour = 4 + i * 7 % 20;  // away from the hour that does not exist, whose run comes early
         expected.minute = i % 3 == 0 ? 30 : 0;
         expected.days = 1 << i % 7 | 1 << i * 3 % 7;
         expected.machine = kMachines[i / 2 % 2];

@@ -127,6 +127,26 @@ TEST_F(DueTask, NextDateIsKeptInStoredForm) {
     EXPECT_EQ(m_task.m_dating, kept);
 }
 
+TEST_F(DueTask, TimeOfDayOutlastsTheNightInWhichSummerTimeBegins) {
+    m_clock.AddZoneChange(Utc(2025, 3, 1), 3600);
+    m_clock.AddZoneChange(Utc(2025, 3, 30, 1), 7200);
+    for (auto const& [hour, minute] : {std::pair(1, 30), {2, 0}, {2, 30}, {3, 0}, {3, 59}, {4, 0}}) {
+        m_task.m_type = TaskTypeDaily;
+        m_task.m_dating = ToStored(CTime(2025, 3, 28, hour, minute, 0));
+        int runs = 0;
+        for (int64_t now = Utc(2025, 3, 28, 12); now < Utc(2025, 4, 2, 12); now += 1800) {
+            m_clock.SetSeconds(now);
+            if (StoredMinute() >= m_task.m_dating) {
+                ++runs;
+                m_clock.SetSeconds(now + 2);
+                m_task.SetNextDating();
+            }
+        }
+        EXPECT_EQ(runs, 6) << hour << ':' << minute;  // the one of the 28th is late
+        EXPECT_EQ(ToRaw(m_task.m_dating), CTime(2025, 4, 3, hour, minute, 0)) << hour << ':' << minute;
+    }
+}
+
 TEST_F(DueTask, NewBeginMovesTheDateOfADatedTaskOnly) {
     CTime const begin = m_now + CTimeSpan(2 * 86400);
     m_task.SetBeginDate(begin);
