@@ -1,6 +1,5 @@
 // rampart: the command line host.
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <iostream>
 
 #include "commands.h"
@@ -125,11 +124,7 @@ int Main(int argc, char** argv) {
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
     try {
-        // The parser takes the last argument first, and not the name of the program.
-        std::vector<std::string> arguments = ProgramArguments(argc, argv);
-        std::reverse(arguments.begin(), arguments.end());
-        arguments.pop_back();
-        app.parse(std::move(arguments));
+        app.parse(host::ArgumentsForParser(argc, argv));
         return exitCode;
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? kExitDone : kExitUsage;

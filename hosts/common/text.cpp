@@ -1,5 +1,6 @@
 #include "common/text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace rampart::host {
@@ -30,6 +31,13 @@ size_t SequenceLength(std::string const& bytes, size_t i) {
 }
 
 }  // namespace
+
+std::vector<std::string> ArgumentsForParser(int argc, char** argv) {
+    std::vector<std::string> arguments = ProgramArguments(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());
+    arguments.pop_back();
+    return arguments;
+}
 
 std::string Printable(std::string const& bytes) {
     std::string text;

@@ -1,11 +1,16 @@
-// Texts for people: names and paths that a terminal can show, sizes, counts, times.
+// Texts from and for people: a program's arguments, names and paths that a terminal can show, sizes, counts,
+// times.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "engine/vaultlib.h"
 
 namespace rampart::host {
+
+// The arguments in UTF-8 as CLI11 takes them: the last one first, without the program's name.
+std::vector<std::string> ArgumentsForParser(int argc, char** argv);
 
 // A path or name fit for a terminal: control characters and bytes that are not UTF-8 shown as \xNN.
 std::string Printable(std::string const& bytes);

@@ -28,7 +28,7 @@ int Main(int argc, char** argv) {
         ->envname("RAMPART_VAULT");
     app.add_flag("-d", isDetached, "Taken and ignored: the program that starts it need not wait");
     try {
-        app.parse(argc, argv);
+        app.parse(host::ArgumentsForParser(argc, argv));
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? host::kExitDone : host::kExitUsage;
     }
@@ -54,5 +54,6 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     rampart::CatchServiceSignals();
+    rampart::UseUtf8Output();
     return rampart::service::Main(argc, argv);
 }
