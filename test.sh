@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also under the sanitizers, and as Windows programs under Wine.
-# Idempotent.
-# Usage: ./test.sh [--all]
+# Builds and runs all tests natively. With --all also under the sanitizers, with --windows also as Windows programs
+# under Wine. Idempotent.
+# Usage: ./test.sh [--all] [--windows]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
 source "$root/scripts/wine.sh"
-all=
-case "${1:-}" in
-    "") ;;
-    --all) all=1 ;;
-    *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
-esac
+all= windows=
+for option in "$@"; do
+    case "$option" in
+        --all) all=1 ;;
+        --windows) windows=1 ;;
+        *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
+    esac
+done
 
 cd "$root"
 mkdir -p build
@@ -45,6 +47,8 @@ run_tests debug "native"
 if [ -n "$all" ]; then
     run_tests asan "address and undefined-behaviour sanitizer"
     run_tests tsan "thread sanitizer"
+fi
+if [ -n "$windows" ]; then
     install_packages "${windows_packages[@]}"
     scripts/windows_libraries.sh
     trap stop_wine EXIT

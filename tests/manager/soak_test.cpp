@@ -77,7 +77,7 @@ protected:
     void TearDown() override {
         theVaultLibApp.m_pBackupManage = nullptr;
         m_managers.clear();
-        theVaultLibApp.m_pBackupManage = m_home.manager.get();
+        theVaultLibApp.m_pBackupManage = m_home.manager;
     }
 
     void Make(int i) {

@@ -2,7 +2,7 @@
 #include "eventlog/error_log.h"
 #include "progress/task_prg.h"
 #include "storage/embedded_service.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 #include "support/scripted_service.h"
 #include "transferlib/service_connection.h"
 
@@ -48,7 +48,7 @@ protected:
             m_tree->Write("d/" + std::to_string(i), "small " + std::to_string(i) + " of " + number);
         }
         std::unique_ptr<EmbeddedService> opened;
-        EXPECT_TRUE(EmbeddedService::Open(vaultFolder.Native("vault"), {}, opened).Ok());
+        EXPECT_TRUE(EmbeddedService::Open(home.Native("vault"), {}, opened).Ok());
         service = std::make_shared<ScriptedService>(std::shared_ptr<StorageService>(std::move(opened)));
         EXPECT_TRUE(service->SetSetting("ParallelTransfer", stage.workers ? "1" : "0").Ok());
         SetStorageService(service);

@@ -4,7 +4,7 @@
 #include "link/manage_multiple_running_task.h"
 #include "progress/task_prg.h"
 #include "run/copy_progress.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 
 namespace rampart::test {
 

@@ -3,7 +3,7 @@
 #include "paths/global_function.h"
 #include "progress/task_prg.h"
 #include "storage/embedded_service.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 #include "support/scripted_service.h"
 #include "transferlib/service_connection.h"
 
@@ -53,7 +53,7 @@ protected:
     void SetUp() override {
         EngineTest::SetUp();
         std::unique_ptr<EmbeddedService> opened;
-        ASSERT_TRUE(EmbeddedService::Open(vaultFolder.Native("vault"), {}, opened).Ok());
+        ASSERT_TRUE(EmbeddedService::Open(home.Native("vault"), {}, opened).Ok());
         service = std::make_shared<RoomService>(std::shared_ptr<StorageService>(std::move(opened)));
         SetStorageService(service);
         TempTree const tree({{"d/f", "x"}});

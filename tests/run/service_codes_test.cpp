@@ -6,7 +6,7 @@
 #include "progress/task_prg.h"
 #include "storage/embedded_service.h"
 #include "storage/service_code.h"
-#include "support/engine_fixture.h"
+#include "support/engine_home.h"
 #include "support/scripted_service.h"
 #include "transferlib/service_connection.h"
 
@@ -76,7 +76,7 @@ protected:
     // Connects to the vault anew, with the account's settings as they are now.
     void Connect() {
         std::unique_ptr<EmbeddedService> opened;
-        ASSERT_TRUE(EmbeddedService::Open(vaultFolder.Native("vault"), {}, opened).Ok());
+        ASSERT_TRUE(EmbeddedService::Open(home.Native("vault"), {}, opened).Ok());
         service = std::make_shared<ScriptedService>(std::shared_ptr<StorageService>(std::move(opened)));
         SetAccount("BatchBytes", kAloneBytes);
         SetStorageService(service);
