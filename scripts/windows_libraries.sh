@@ -26,6 +26,7 @@ mkdir -p "$(dirname "$target")"
 exec 9>"$work.lock"
 flock 9
 rm -rf "$work"
+mkdir "$work"
 trap 'rm -rf "$work"' EXIT
 
 # apt-get on lists of its own: the machine's are neither read nor changed.
