@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/error.h"
+
 namespace rampart::platform {
 namespace {
 
@@ -65,6 +67,17 @@ std::string PrintSettings(const SettingsSections& sections) {
         }
     }
     return text;
+}
+
+bool FindSetting(const SettingsSections& sections, TextView section, TextView name, Text& value) {
+    if (const auto values = sections.find(ToUtf8(section)); values != sections.end()) {
+        if (const auto found = values->second.find(ToUtf8(name)); found != values->second.end()) {
+            value = FromUtf8(found->second);
+            return true;
+        }
+    }
+    SetLastError(kFileNotFound);
+    return false;
 }
 
 }  // namespace rampart::platform

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/text.h"
+
 namespace rampart::platform {
 
 // Values by name, by section.
@@ -14,5 +16,7 @@ using SettingsSections = std::map<std::string, std::map<std::string, std::string
 // Lines that are neither a section nor a value are passed over.
 SettingsSections ParseSettings(std::string_view text);
 std::string PrintSettings(const SettingsSections& sections);
+// False with kFileNotFound if there is no such value.
+bool FindSetting(const SettingsSections& sections, TextView section, TextView name, Text& value);
 
 }  // namespace rampart::platform

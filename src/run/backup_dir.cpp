@@ -23,7 +23,7 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
     auto fail = [&](__int64 code) {
         r = code;
         rampart::FailRun(this, rampart::DictionaryText(_T("CreateFolderError")) + serverPath);
-        NoteSkippedEntry({localPath, ApiUtil::GetQuilString(code), true});
+        rampart::NoteLeftOut(localPath, code);
         return false;
     };
     r = make();

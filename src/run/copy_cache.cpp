@@ -244,12 +244,8 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         if (!task.CopyBackupFile(path, cacheFile, error)) {
             rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
             if (error != rampart::kReadFromSource) {
-                // No error and no cancel: something was thrown.
-                if (error == 0 && !rampart::IsCancelled(task.m_pTaskPrg)) {
-                    error = rampart::kSkipped;
-                }
                 if (error != 0) {
-                    NoteSkippedEntry({path, ApiUtil::GetQuilString(error), true});
+                    rampart::NoteLeftOut(path, error);
                 }
                 return kShortOfSpaceBound;
             }

@@ -153,9 +153,7 @@ static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     __int64 error = 0;
     if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
         if (error != rampart::kReadFromSource) {
-            // No error and no cancel: something was thrown, and what the cache holds is no copy.
-            int const code = error != 0 ? static_cast<int>(error) : rampart::kSkipped;
-            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : code;
+            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : static_cast<int>(error);
         }
         file.cachePath = file.path;
     }

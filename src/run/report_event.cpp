@@ -17,4 +17,11 @@ void FailRun(CBackupTask* task, CString const& text) {
     RecordEvent(task, text, EVENT_ERROR);
 }
 
+void NoteLeftOut(CString const& path, __int64 code) {
+    // The code of something that was thrown is that of a refused password too.
+    CString const reason =
+        code == kUnexpected ? DictionaryText(_T("UnknownErrorOccuredError")) : ApiUtil::GetQuilString(code);
+    NoteSkippedEntry({path, reason, true});
+}
+
 }  // namespace rampart

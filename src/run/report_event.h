@@ -14,4 +14,7 @@ void RecordEvent(CBackupTask* task, CString const& text, EventTypes level);
 // An error that counts against the run.
 void FailRun(CBackupTask* task, CString const& text);
 
+// On the host's ledger: the path is not protected, and the code says why.
+void NoteLeftOut(CString const& path, __int64 code);
+
 }  // namespace rampart

@@ -5,6 +5,7 @@
 #include "link/manage_multiple_running_task.h"
 #include "platform/clock.h"
 #include "progress/task_prg.h"
+#include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/time_agreement.h"
@@ -90,7 +91,7 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
             !m_filter.IsInclude() && ApiUtil::GetManageLogonStatus().GetLogOnStatus() == LogonStatusOff;
         if (loggedOff) {
             // The run goes on with what it has; what was not looked at is not protected.
-            NoteSkippedEntry({m_folders.GetHead(), ApiUtil::GetQuilString(kSessionLost), true});
+            NoteLeftOut(m_folders.GetHead(), kSessionLost);
         }
         if (IsEnding() || loggedOff) {
             break;

@@ -18,13 +18,6 @@ constexpr uint32_t kAtLimitPollMs = 10;
 constexpr uint32_t kEmptyQueuePollMs = 1;
 constexpr int kReducedWorkers = 6;
 
-// Why a file is not protected, for the ledger. The code of something that was thrown is that of a refused
-// password too.
-CString ReasonOf(__int64 code) {
-    return code == kUnexpected ? DictionaryText(_T("UnknownErrorOccuredError"))
-                               : ApiUtil::GetQuilString(code);
-}
-
 }  // namespace
 
 UploadDriver::UploadDriver(CBackupTask& task, CStringList* paths, bool isEmail, CString const& topFolder,
@@ -167,12 +160,12 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
             return Loop::kGoOn;
         case FileAction::kLimitWorkers:
             m_limit = kReducedWorkers;
-            NoteSkippedEntry({path, ReasonOf(code), true});
+            NoteLeftOut(path, code);
             return Loop::kGoOn;
         case FileAction::kSkip:
             m_task.m_hadFileFailure = 1;
             ++m_task.m_failedUploadCount;
-            NoteSkippedEntry({path, ReasonOf(code), true});
+            NoteLeftOut(path, code);
             m_result = kOk;
             break;
         case FileAction::kSendBatch:
@@ -190,7 +183,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
             [[fallthrough]];
         case FileAction::kDone:
             if (code != kOk && code != kOnWorker && code != kCancelled) {
-                NoteSkippedEntry({path, ReasonOf(code), true});
+                NoteLeftOut(path, code);
             }
             break;
     }
@@ -218,9 +211,8 @@ UploadDriver::Loop UploadDriver::EndUpload() {
 }
 
 void UploadDriver::NoteWaitingFiles() const {
-    CString const reason = ReasonOf(m_result);
     for (POSITION position = m_waitList.GetHeadPosition(); position != nullptr;) {
-        NoteSkippedEntry({m_waitList.GetNext(position), reason, true});
+        NoteLeftOut(m_waitList.GetNext(position), m_result);
     }
 }
 

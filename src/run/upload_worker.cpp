@@ -7,6 +7,7 @@
 #include "interfaces/transferlib.h"
 #include "paths/path_manage.h"
 #include "progress/task_prg.h"
+#include "run/report_event.h"
 #include "run/run_state.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
@@ -37,7 +38,7 @@ void SendOneFile(UploadProcData& data) {
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
     if (code != kOk && code != kCancelled) {
         CString const path = data.m_sourcePath.IsEmpty() ? data.m_cachePath : data.m_sourcePath;
-        NoteSkippedEntry({path, ApiUtil::GetQuilString(code), true});
+        NoteLeftOut(path, code);
     }
     CString temp;
     CPathManage::GetTempFolder(temp, 0, 1);

@@ -4,20 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
 #include "support/child_process.h"
+#include "support/program_outcome.h"
 #include "support/temp_home.h"
 #include "support/temp_tree.h"
 
 namespace rampart::test {
-
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-    nlohmann::json Json() const { return nlohmann::json::parse(out); }
-};
 
 class Cli : public testing::Test {
 protected:

@@ -73,6 +73,24 @@ protected:
         });
     }
 
+    // Returns with the run paused within the stage's call, which goes on.
+    void StartAndPauseAt(Stage const& stage, CBackupTask& task) {
+        std::atomic<bool> reached{false};
+        std::atomic<bool> paused{false};
+        At(stage, [&] {
+            reached = true;
+            while (!paused) {
+                platform::SleepMilliseconds(1);
+            }
+        });
+        ASSERT_EQ(1, task.StartBackupByUser(0));
+        while (!reached) {
+            platform::SleepMilliseconds(1);
+        }
+        task.m_pTaskPrg->Pause(task.m_taskName);
+        paused = true;
+    }
+
     void ExpectAllStored(CBackupTask& task) {
         EXPECT_EQ(ReadTree(m_tree->Path()), Restored(task.m_serverFilePath));
     }
@@ -103,20 +121,7 @@ TEST_F(StoppedRun, APauseHoldsItAtAnyStageAndItGoesOnFromThere) {
     for (Stage const& stage : kStages) {
         SCOPED_TRACE(stage.name);
         CBackupTask& task = NewTask(stage);
-        std::atomic<bool> reached{false};
-        std::atomic<bool> paused{false};
-        At(stage, [&] {
-            reached = true;
-            while (!paused) {
-                platform::SleepMilliseconds(1);
-            }
-        });
-        ASSERT_EQ(1, task.StartBackupByUser(0));
-        while (!reached) {
-            platform::SleepMilliseconds(1);
-        }
-        task.m_pTaskPrg->Pause(task.m_taskName);
-        paused = true;
+        ASSERT_NO_FATAL_FAILURE(StartAndPauseAt(stage, task));
         // The call that was under way ends; then nothing moves any more.
         for (__int64 sent = -1; sent != FilesSent();) {
             sent = FilesSent();
@@ -135,20 +140,7 @@ TEST_F(StoppedRun, APauseHoldsItAtAnyStageAndItGoesOnFromThere) {
 TEST_F(StoppedRun, ACancelEndsAPausedRun) {
     Stage const stage{"batch", "CommitFiles", 3, kMoreThanABatch, true, false};
     CBackupTask& task = NewTask(stage);
-    std::atomic<bool> reached{false};
-    std::atomic<bool> paused{false};
-    At(stage, [&] {
-        reached = true;
-        while (!paused) {
-            platform::SleepMilliseconds(1);
-        }
-    });
-    ASSERT_EQ(1, task.StartBackupByUser(0));
-    while (!reached) {
-        platform::SleepMilliseconds(1);
-    }
-    task.m_pTaskPrg->Pause(task.m_taskName);
-    paused = true;
+    ASSERT_NO_FATAL_FAILURE(StartAndPauseAt(stage, task));
     task.m_pTaskPrg->CancelMe();
     WaitForEnd(task);
     EXPECT_EQ(TaskStateCanceled, task.m_state);

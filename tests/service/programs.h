@@ -8,20 +8,13 @@
 
 #include <chrono>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <thread>
 
+#include "support/program_outcome.h"
 #include "support/temp_home.h"
 #include "support/temp_tree.h"
 
 namespace rampart::test {
-
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-    nlohmann::json Json() const { return nlohmann::json::parse(out); }
-};
 
 class Programs : public testing::Test {
 protected:

@@ -1,6 +1,9 @@
 #include "platform/posix/native.h"
 
 #include <fcntl.h>
+#include <signal.h>
+
+#include <csignal>
 
 namespace rampart::platform {
 namespace {
@@ -64,6 +67,17 @@ uint32_t ErrorOfErrno(int error) {
 bool FailWithErrno(int error) {
     SetLastError(ErrorOfErrno(error));
     return false;
+}
+
+void CatchSignals(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(signal, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 bool FailOnPath(int error, const std::string& nativePath) {

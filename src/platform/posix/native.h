@@ -54,6 +54,12 @@ bool FailWithErrno(int error);
 // The same for a call that was given a path: a missing parent folder is told from a missing file.
 bool FailOnPath(int error, const std::string& nativePath);
 
+// SIGINT, SIGTERM and SIGHUP go to `handler`. From then on a reader that went away is an error of a write,
+// not the end of the process.
+void CatchSignals(void (*handler)(int));
+// Of a program that is interrupted by hand a second time.
+inline constexpr int kInterruptedExitCode = 6;
+
 // Moves all bytes unless the file ends, a device fails or the disk is full; -1 with errno set on a failure.
 int64_t ReadFully(int fd, uint64_t offset, void* buffer, size_t size);
 int64_t WriteFully(int fd, uint64_t offset, const void* buffer, size_t size);

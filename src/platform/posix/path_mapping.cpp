@@ -1,6 +1,7 @@
 #include "platform/path_mapping.h"
 
 #include "platform/error.h"
+#include "platform/path_names.h"
 #include "platform/posix/drive_table.h"
 #include "platform/posix/name_mapping.h"
 
@@ -8,10 +9,6 @@ namespace rampart::platform {
 namespace {
 
 constexpr TextView kLongPrefix = _T("\\\\?\\");
-
-bool IsSeparator(TCHAR c) {
-    return c == '\\' || c == '/';
-}
 
 bool IsLetter(TCHAR c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -79,21 +76,6 @@ bool AppendPlainPath(std::string& native, TextView path) {
     }
     native.resize(static_cast<size_t>(out - begin));
     return true;
-}
-
-// Takes the first name and the separators beside it off `path`.
-TextView TakeName(TextView& path) {
-    size_t begin = 0;
-    while (begin < path.size() && IsSeparator(path[begin])) {
-        begin++;
-    }
-    size_t end = begin;
-    while (end < path.size() && !IsSeparator(path[end])) {
-        end++;
-    }
-    const TextView name = path.substr(begin, end - begin);
-    path.remove_prefix(end);
-    return name;
 }
 
 // Any path, name by name. "." and ".." are resolved in the text, as Windows does, and never lead above the

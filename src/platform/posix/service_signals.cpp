@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <csignal>
 
+#include "platform/posix/native.h"
+
 namespace rampart::platform {
 
 namespace {
-
-constexpr int kInterruptedExitCode = 6;
 
 std::atomic<bool> s_stop{false};
 std::atomic<bool> s_reload{false};
@@ -43,15 +43,7 @@ void CatchServiceSignals() {
     if (s_wake < 0) {
         s_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     }
-    struct sigaction action {};
-    action.sa_handler = &OnSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaction(signal, &action, nullptr);
-    }
-    // A reader that went away is an error of a write, not the end of the process.
-    std::signal(SIGPIPE, SIG_IGN);
+    CatchSignals(&OnSignal);
 }
 
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {

@@ -64,14 +64,7 @@ bool ReadSetting(TextView section, TextView name, Text& value) {
     if (!Load(sections)) {
         return false;
     }
-    if (const auto values = sections.find(ToUtf8(section)); values != sections.end()) {
-        if (const auto found = values->second.find(ToUtf8(name)); found != values->second.end()) {
-            value = FromUtf8(found->second);
-            return true;
-        }
-    }
-    SetLastError(kFileNotFound);
-    return false;
+    return FindSetting(sections, section, name, value);
 }
 
 bool WriteSetting(TextView section, TextView name, TextView value) {

@@ -4,15 +4,15 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <filesystem>
+
+#include "platform/posix/native.h"
 
 namespace rampart::platform {
 
 namespace {
 
 constexpr int kDefaultWidth = 80;
-constexpr int kInterruptedExitCode = 6;
 
 std::atomic<bool> s_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "used in a signal handler");
@@ -57,15 +57,7 @@ std::vector<std::string> ProgramArguments(int count, char** values) {
 void UseUtf8Output() {}
 
 void CatchInterrupts() {
-    struct sigaction action {};
-    action.sa_handler = &OnSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaction(signal, &action, nullptr);
-    }
-    // A reader that went away is an error of a write, not the end of the process.
-    std::signal(SIGPIPE, SIG_IGN);
+    CatchSignals(&OnSignal);
 }
 
 bool IsInterrupted() {

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "platform/path_names.h"
 #include "platform/win32/native.h"
 
 // native.h comes first, so that winnetwk.h finds windows.h
@@ -12,10 +13,6 @@ namespace {
 
 constexpr TextView kLongPrefix = L"\\\\?\\";
 constexpr TextView kSharePrefix = L"UNC\\";
-
-bool IsSeparator(TCHAR c) {
-    return c == '\\' || c == '/';
-}
 
 bool StartsWith(TextView path, TextView prefix) {
     for (size_t i = 0; i < prefix.size(); i++) {

@@ -1,5 +1,6 @@
 #include "platform/win32/native.h"
 
+#include "platform/path_names.h"
 #include "platform/win32/drive_table.h"
 
 namespace rampart::platform {
@@ -34,10 +35,6 @@ constexpr ErrorPair kErrors[] = {
 constexpr int64_t kTicksTo1970 = 116'444'736'000'000'000;  // of 100 ns, from 1601
 constexpr int64_t kNanosecondsPerTick = 100;
 
-bool IsSeparator(TCHAR c) {
-    return c == '\\' || c == '/';
-}
-
 // Whether a file can have the name. A colon would open a stream of the file before it.
 bool IsPossibleName(TextView name) {
     for (const TCHAR c : name) {
@@ -46,21 +43,6 @@ bool IsPossibleName(TextView name) {
         }
     }
     return true;
-}
-
-// Takes the first name and the separators beside it off `path`.
-TextView TakeName(TextView& path) {
-    size_t begin = 0;
-    while (begin < path.size() && IsSeparator(path[begin])) {
-        begin++;
-    }
-    size_t end = begin;
-    while (end < path.size() && !IsSeparator(path[end])) {
-        end++;
-    }
-    const TextView name = path.substr(begin, end - begin);
-    path.remove_prefix(end);
-    return name;
 }
 
 std::wstring Fail(uint32_t error) {

@@ -168,14 +168,7 @@ bool ReadSetting(TextView section, TextView name, Text& value) {
     if (!file.Load()) {
         return false;
     }
-    if (const auto values = file.sections.find(ToUtf8(section)); values != file.sections.end()) {
-        if (const auto found = values->second.find(ToUtf8(name)); found != values->second.end()) {
-            value = FromUtf8(found->second);
-            return true;
-        }
-    }
-    SetLastError(kFileNotFound);
-    return false;
+    return FindSetting(file.sections, section, name, value);
 }
 
 bool WriteSetting(TextView section, TextView name, TextView value) {
