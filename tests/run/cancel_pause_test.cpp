@@ -75,20 +75,23 @@ protected:
 
     // Returns with the run paused within the stage's call, which goes on.
     void StartAndPauseAt(Stage const& stage, CBackupTask& task) {
-        std::atomic<bool> reached{false};
-        std::atomic<bool> paused{false};
-        At(stage, [&] {
-            reached = true;
-            while (!paused) {
+        struct Gate {
+            std::atomic<bool> reached{false};
+            std::atomic<bool> paused{false};
+        };
+        auto const gate = std::make_shared<Gate>();  // the call still looks at it when this has returned
+        At(stage, [gate] {
+            gate->reached = true;
+            while (!gate->paused) {
                 platform::SleepMilliseconds(1);
             }
         });
         ASSERT_EQ(1, task.StartBackupByUser(0));
-        while (!reached) {
+        while (!gate->reached) {
             platform::SleepMilliseconds(1);
         }
         task.m_pTaskPrg->Pause(task.m_taskName);
-        paused = true;
+        gate->paused = true;
     }
 
     void ExpectAllStored(CBackupTask& task) {
