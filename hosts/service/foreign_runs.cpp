@@ -8,14 +8,6 @@
 
 namespace rampart::service {
 
-namespace {
-
-ManageMultipleRunningTask& Registry() {
-    return *ManageMultipleRunningTask::GetInstance();
-}
-
-}  // namespace
-
 bool ForeignRuns::Look() {
     std::vector<CBackupTask*> running;
     {

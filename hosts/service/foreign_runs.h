@@ -8,6 +8,10 @@
 
 namespace rampart::service {
 
+inline ManageMultipleRunningTask& Registry() {
+    return *ManageMultipleRunningTask::GetInstance();
+}
+
 class ForeignRuns {
 public:
     explicit ForeignRuns(CBackupManage& manager) : m_manager(manager) {}

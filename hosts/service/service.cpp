@@ -21,10 +21,6 @@ constexpr auto kStopPatience = 30s;  // for runs that were cancelled; the engine
 constexpr unsigned int kStopPollMs = 20;
 constexpr int kMinute = 60;
 
-ManageMultipleRunningTask& Registry() {
-    return *ManageMultipleRunningTask::GetInstance();
-}
-
 std::string NameOf(CBackupTask const& task) {
     return "task '" + host::Printable(host::Utf8(task.m_taskName)) + "'";
 }

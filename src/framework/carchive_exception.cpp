@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr std::array<const char*, CArchiveException::badSchema + 1> kCauseTexts = {
+constexpr std::array<const char*, CArchiveException::badSchema + 1> kArchiveCauseTexts = {
     "no failure",
     "archive: unspecified failure",
     "archive: it loads and cannot be written",
@@ -16,8 +16,8 @@ constexpr std::array<const char*, CArchiveException::badSchema + 1> kCauseTexts 
 };
 
 std::string Describe(int cause) {
-    const bool known = cause >= 0 && static_cast<size_t>(cause) < kCauseTexts.size();
-    return kCauseTexts[static_cast<size_t>(known ? cause : int{CArchiveException::genericException})];
+    const bool known = cause >= 0 && static_cast<size_t>(cause) < kArchiveCauseTexts.size();
+    return kArchiveCauseTexts[static_cast<size_t>(known ? cause : int{CArchiveException::genericException})];
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::array<const char*, CFileException::endOfFile + 1> kCauseTexts = {
+constexpr std::array<const char*, CFileException::endOfFile + 1> kFileCauseTexts = {
     "no failure",
     "file: unspecified failure",
     "file: not found",
@@ -25,9 +25,9 @@ constexpr std::array<const char*, CFileException::endOfFile + 1> kCauseTexts = {
 };
 
 std::string Describe(int cause, LONG systemError, const CString& fileName) {
-    const bool known = cause >= 0 && static_cast<size_t>(cause) < kCauseTexts.size();
+    const bool known = cause >= 0 && static_cast<size_t>(cause) < kFileCauseTexts.size();
     std::string text =
-        kCauseTexts[static_cast<size_t>(known ? cause : int{CFileException::genericException})];
+        kFileCauseTexts[static_cast<size_t>(known ? cause : int{CFileException::genericException})];
     if (systemError != 0) {
         text += " (" +
                 rampart::platform::ToUtf8(rampart::platform::ErrorText(static_cast<uint32_t>(systemError))) +

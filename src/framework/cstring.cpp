@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "framework/cexception.h"
+#include "framework/clip.h"
 
 using rampart::TextView;
 
@@ -14,10 +15,6 @@ namespace {
 
 constexpr size_t kLongestText = INT_MAX / 2;
 constexpr int kShared = -1;
-
-size_t Clip(int value, size_t most) {
-    return value < 0 ? 0 : std::min(static_cast<size_t>(value), most);
-}
 
 }  // namespace
 
@@ -257,7 +254,7 @@ CString CString::Join(TextView left, TextView right) {
 // --- The raw buffer ---
 
 LPTSTR CString::GetBuffer(int minimumLength) {
-    return PrepareWrite(std::max(View().size(), Clip(minimumLength, kLongestText + 1)));
+    return PrepareWrite(std::max(View().size(), rampart::Clip(minimumLength, kLongestText + 1)));
 }
 
 LPTSTR CString::GetBufferSetLength(int length) {
@@ -268,7 +265,7 @@ LPTSTR CString::GetBufferSetLength(int length) {
 
 void CString::ReleaseBuffer(int newLength) {
     if (!IsAlone()) {  // nothing was asked for, or a copy was made meanwhile, which must not see the change
-        KeepRange(0, newLength < 0 ? View().size() : Clip(newLength, View().size()));
+        KeepRange(0, newLength < 0 ? View().size() : rampart::Clip(newLength, View().size()));
         return;
     }
     const size_t capacity = static_cast<size_t>(GetAllocLength());
@@ -282,7 +279,7 @@ void CString::ReleaseBuffer(int newLength) {
 }
 
 void CString::Truncate(int newLength) {
-    KeepRange(0, Clip(newLength, View().size()));
+    KeepRange(0, rampart::Clip(newLength, View().size()));
 }
 
 void CString::Preallocate(int length) {

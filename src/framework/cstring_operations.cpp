@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "framework/cexception.h"
+#include "framework/clip.h"
 #include "framework/cstring.h"
 
 using rampart::TextView;
@@ -31,10 +32,6 @@ size_t EndWithoutTrailing(TextView text, Predicate predicate) {
 
 int ToIndex(size_t position) {
     return position == TextView::npos ? -1 : static_cast<int>(position);
-}
-
-size_t Clip(int value, size_t most) {
-    return value < 0 ? 0 : std::min(static_cast<size_t>(value), most);
 }
 
 }  // namespace
@@ -83,8 +80,8 @@ CString CString::Mid(int first) const {
 }
 
 CString CString::Mid(int first, int count) const {
-    const size_t start = Clip(first, View().size());
-    const size_t length = Clip(count, View().size() - start);
+    const size_t start = rampart::Clip(first, View().size());
+    const size_t length = rampart::Clip(count, View().size() - start);
     return length == View().size() ? *this : CString(View().substr(start, length));
 }
 
@@ -93,7 +90,7 @@ CString CString::Left(int count) const {
 }
 
 CString CString::Right(int count) const {
-    const size_t length = Clip(count, View().size());
+    const size_t length = rampart::Clip(count, View().size());
     return Mid(static_cast<int>(View().size() - length));
 }
 
@@ -191,7 +188,7 @@ int CString::Insert(int index, TCHAR character) {
 int CString::Insert(int index, LPCTSTR text) {
     const TextView added = ViewOf(text);
     if (!added.empty()) {
-        const size_t place = Clip(index, View().size());
+        const size_t place = rampart::Clip(index, View().size());
         CString result = Join(View().substr(0, place), added);
         result += View().substr(place);
         *this = std::move(result);
@@ -200,8 +197,8 @@ int CString::Insert(int index, LPCTSTR text) {
 }
 
 int CString::Delete(int index, int count) {
-    const size_t first = Clip(index, View().size());
-    const size_t removed = Clip(count, View().size() - first);
+    const size_t first = rampart::Clip(index, View().size());
+    const size_t removed = rampart::Clip(count, View().size() - first);
     if (removed > 0) {
         const size_t length = View().size();
         TCHAR* data = PrepareWrite(length);

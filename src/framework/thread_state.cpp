@@ -42,14 +42,14 @@ std::shared_ptr<ThreadState> ThreadState::Start(CWinThread* object, int priority
         HandleTable::Instance().Remove(state->m_handle);
         return nullptr;
     }
-    state->m_threadId.wait(DWORD{0});
+    state->m_started.Wait(kWaitForever);
     return state;
 }
 
 void ThreadState::Main(const std::shared_ptr<ThreadState>& state, const std::function<DWORD()>& body) {
     currentThread = state.get();
     state->m_threadId.store(static_cast<DWORD>(platform::ThreadId()));
-    state->m_threadId.notify_all();
+    state->m_started.Signal();
     SafePoint();
     const DWORD exitCode = Guarded(_T("Error: thread"), CWinThread::kThreadFailed, body);
     state->m_exitCode.store(exitCode);

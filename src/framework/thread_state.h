@@ -45,6 +45,7 @@ private:
     static void Main(const std::shared_ptr<ThreadState>& state, const std::function<DWORD()>& body);
 
     HANDLE m_handle = nullptr;
+    Waitable m_started{true, false};  // its number is known
     std::atomic<DWORD> m_threadId{0};
     std::atomic<DWORD> m_exitCode{kStillActive};
     std::atomic<bool> m_ended{false};

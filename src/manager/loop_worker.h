@@ -5,6 +5,9 @@
 
 namespace rampart {
 
+// The modal loop that shows nothing.
+inline constexpr unsigned int kLoopPlain = 1;
+
 // Runs `work` on a worker between the host's WaitForEnterLoopMode and LeaveLoopMode, and returns once the
 // worker has ended, however the loop went: what `work` refers to may live on the caller's stack. What `work`
 // throws is a line in the debug log. False if there was no thread to be had.

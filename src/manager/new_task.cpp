@@ -19,7 +19,6 @@ namespace {
 constexpr size_t kUnpaidTasks = 2;
 constexpr int kNameTries = 1000000;
 constexpr uint32_t kOpenPageMs = 1000;
-constexpr unsigned int kLoopPlain = 1;
 constexpr UINT kSaveTimer = 150;
 constexpr UINT kSaveTimerMs = 300000;
 
@@ -208,7 +207,7 @@ int CBackupManage::UploadTaskInfoToDatabase(CBackupTask* task) {
             return 0;
         }
         int result = ~0;  // there was no thread to be had
-        rampart::RunUnderLoop(kLoopPlain, 0, [&] {
+        rampart::RunUnderLoop(rampart::kLoopPlain, 0, [&] {
             result = 0;
             theVaultLibApp.SetLoopMsg(DictionaryText(_T("UploadingTaskListInfo")));
             task->m_modifyTime = rampart::StoredNow();
@@ -221,7 +220,7 @@ int CBackupManage::UploadTaskInfoToDatabase(CBackupTask* task) {
 int CBackupManage::IsValidateTaskName(CString name, int& errorCode) {
     errorCode = 0;
     int valid = 0;
-    rampart::RunUnderLoop(kLoopPlain, 0, [&] {
+    rampart::RunUnderLoop(rampart::kLoopPlain, 0, [&] {
         try {
             theVaultLibApp.SetLoopMsg(DictionaryText(_T("CheckTaskName")));
             CString names;

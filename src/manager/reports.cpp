@@ -15,7 +15,6 @@ namespace {
 
 constexpr UINT kViewErrorLogMessage = 1053;
 constexpr int kDefaultMailPeriodMinutes = 480;
-constexpr int kSecondsOfMinute = 60;
 
 // The mail settings of the signed-in customer.
 CString MailRecipient() {
@@ -41,7 +40,7 @@ CTimeSpan MailPeriod() {
     CString const option =
         DictUtil::GetConfigString(_T("Options"), _T("FlexEmailTimeMinutes"), _T(""), _T(""));
     __int64 const minutes = option.IsEmpty() ? kDefaultMailPeriodMinutes : rampart::ReadNumber(option);
-    return CTimeSpan(minutes * kSecondsOfMinute);
+    return CTimeSpan(minutes * rampart::kSecondsOfMinute);
 }
 
 CString MailDate() {

@@ -13,8 +13,7 @@ using rampart::DebugLine;
 
 namespace {
 
-constexpr int kOnlyDateThread = 2;  // a kind of thread that ends without having been a run
-constexpr int kSecondsOfMinute = 60;
+constexpr int kOnlyDateThread = 2;         // a kind of thread that ends without having been a run
 constexpr int kCountEventSeconds = 25200;  // 7 hours
 constexpr int kDefaultRetryPeriodMinutes = 60;
 constexpr int kQuietUpdates = 4;  // so many refreshes of the date, and one more, stay off the server
@@ -31,7 +30,7 @@ __int64 RetryPeriodSeconds() {
     CString const option =
         DictUtil::GetConfigString(_T("Options"), _T("FlexEmailTimeMinutes"), _T(""), _T(""));
     __int64 const minutes = option.IsEmpty() ? kDefaultRetryPeriodMinutes : rampart::ReadNumber(option);
-    return minutes * kSecondsOfMinute;
+    return minutes * rampart::kSecondsOfMinute;
 }
 
 // What the end of one run does to the dates and the state of its task.
@@ -94,7 +93,8 @@ private:
             DictUtil::GetConfigInt(_T("Options"), _T("errorRetryInterval"), _T("240"), _T(""));
         m_task.m_errorRetryFactor = 1;
         __int64 const minutes = static_cast<__int64>(interval) * m_task.m_errorRetryFactor;
-        m_task.m_resumeDate = rampart::ToStored(rampart::RawNow() + CTimeSpan(minutes * kSecondsOfMinute));
+        m_task.m_resumeDate =
+            rampart::ToStored(rampart::RawNow() + CTimeSpan(minutes * rampart::kSecondsOfMinute));
         m_task.m_isResume = 1;
         m_task.m_retryScheduled = 1;
     }

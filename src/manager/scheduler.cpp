@@ -15,8 +15,6 @@ using rampart::kWeekSeconds;
 
 namespace {
 
-constexpr int kSecondsOfMinute = 60;
-
 // One pass at a time for the library. An application that ends in the middle of a pass leaves it set.
 rampart::Word<int32_t> s_scheduling = 0;
 
@@ -302,7 +300,7 @@ void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
     }
     rampart::Guarded(_T("Error: DoScheduleNextTimeWithTask"), [&] {
         CTime const now = rampart::RawNow();
-        CTime const minute = now - CTimeSpan(now.GetSecond()) - CTimeSpan(kSecondsOfMinute);
+        CTime const minute = now - CTimeSpan(now.GetSecond()) - CTimeSpan(rampart::kSecondsOfMinute);
         SkipMissedRuns(*task, minute);
     });
     DebugLine(_T("finish - DoScheduleNextTimeWithTask"));

@@ -15,8 +15,6 @@ using rampart::FormatText;
 
 namespace {
 
-constexpr unsigned int kLoopPlain = 1;
-
 bool IsRealTime(CBackupTask const& task) {
     return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime;
 }
@@ -126,7 +124,7 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
                 task.m_description = edited->m_description;
-                rampart::RunUnderLoop(kLoopPlain, 1, [&] {
+                rampart::RunUnderLoop(rampart::kLoopPlain, 1, [&] {
                     theVaultLibApp.SetLoopMsg(DictionaryText(_T("IDS_STRSAVINGTASKCHG")));
                     task.RenameTask(edited->m_taskName);
                 });

@@ -8,7 +8,6 @@ namespace {
 constexpr int64_t kSecondsPerMinute = 60;
 constexpr int64_t kSecondsPerHour = 3600;
 constexpr int64_t kSecondsPerDay = 86400;
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 std::atomic<Clock*> currentClock = nullptr;
 

@@ -5,6 +5,8 @@
 
 namespace rampart::platform {
 
+inline constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
+
 struct BrokenDownTime {
     int year = 0;   // full year
     int month = 0;  // 1 to 12

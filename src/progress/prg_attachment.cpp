@@ -1,15 +1,9 @@
 #include "progress/prg_attachment.h"
 
-#include "interfaces/baselib.h"
+#include "interfaces/pause.h"
 #include "progress/item_archive.h"
 
 namespace {
-
-constexpr DWORD kPauseStepMs = 100;
-
-bool IsProcessEnding() {
-    return MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff();
-}
 
 CString TextOf(CString const* text) {
     return text ? *text : CString();
@@ -20,10 +14,10 @@ CString TextOf(CString const* text) {
 void CPrgAttachment::StoreItems(CPtrList& items, CArchive& archive) {
     archive << static_cast<__int64>(items.GetCount());
     for (void* entry : items) {
-        while (m_bPause && !IsProcessEnding()) {
-            rampart::Sleep(kPauseStepMs);
+        while (m_bPause && !rampart::IsAppEnding()) {
+            rampart::Sleep(rampart::kPauseStepMs);
         }
-        if (!entry || m_bStop || IsProcessEnding()) {
+        if (!entry || m_bStop || rampart::IsAppEnding()) {
             return;
         }
         rampart::StoreItem(*static_cast<TaskItemInfo const*>(entry), archive);

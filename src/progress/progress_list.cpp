@@ -1,6 +1,7 @@
 // The list of a progress object: items, those in transfer, their archive forms.
 #include "engine/vaultlib_app.h"
 #include "interfaces/baselib.h"
+#include "interfaces/pause.h"
 #include "progress/item_archive.h"
 #include "progress/item_index.h"
 #include "progress/list_lock.h"
@@ -9,7 +10,6 @@
 
 namespace {
 
-constexpr DWORD kPauseStepMs = 100;
 // Files are asked for their size before the list is locked, so many at a time.
 constexpr size_t kAppendBatch = 512;
 
@@ -17,10 +17,6 @@ constexpr size_t kAppendBatch = 512;
 constexpr int kDone = 0;
 constexpr int kQueuedInNextBatch = 20;
 constexpr int kQueuedInBatch = 70;
-
-bool IsProcessEnding() {
-    return MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff();
-}
 
 }  // namespace
 
@@ -40,10 +36,10 @@ int CProgressBar::AddFileList(CStringList& list) {
     return rampart::Guarded(_T("Error:AddFileList"), 0, [&] {
         std::vector<std::unique_ptr<TaskItemInfo>> items;
         for (POSITION position = list.GetHeadPosition(); position && !m_bCancel;) {
-            while (IsPaused() && !m_bCancel && !IsProcessEnding()) {
-                rampart::Sleep(kPauseStepMs);
+            while (IsPaused() && !m_bCancel && !rampart::IsAppEnding()) {
+                rampart::Sleep(rampart::kPauseStepMs);
             }
-            if (m_bCancel || IsProcessEnding()) {
+            if (m_bCancel || rampart::IsAppEnding()) {
                 break;
             }
             const CFileInfo file(list.GetNext(position));
@@ -289,7 +285,7 @@ void CProgressBar::SavePrgbarItemList(CArchive& archive) {
         }
         archive << static_cast<__int64>(m_items.GetCount());
         for (void* entry : m_items) {
-            if (m_bCancel || IsProcessEnding()) {
+            if (m_bCancel || rampart::IsAppEnding()) {
                 return;
             }
             if (!entry) {

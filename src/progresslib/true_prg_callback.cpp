@@ -3,6 +3,7 @@
 
 #include "framework/safe_point.h"
 #include "interfaces/baselib.h"
+#include "interfaces/pause.h"
 #include "interfaces/progresslib.h"
 #include "platform/clock.h"
 #include "progresslib/speed_meter.h"
@@ -10,8 +11,6 @@
 using namespace rampart;
 
 namespace {
-
-constexpr DWORD kPauseStepMs = 100;
 
 int ClippedToInt(int64_t value) {
     return static_cast<int>(std::clamp<int64_t>(value, 0, std::numeric_limits<int>::max()));
@@ -61,7 +60,7 @@ int CTruePrgCallback::DoProgressEx(CString const& file, __int64 bytes, int, __in
     if (!file.IsEmpty()) {
         SetFilePath(file);
     }
-    while (IsPaused() && !IsClickedCancel() && !MiscUtil::IsAppStopping() && !MiscUtil::IsAppLoggingOff()) {
+    while (IsPaused() && !IsClickedCancel() && !IsAppEnding()) {
         Sleep(kPauseStepMs);
     }
     SafePoint();

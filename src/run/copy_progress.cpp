@@ -21,7 +21,6 @@ constexpr double kLongestRestMs = 2000.0;
 constexpr double kShortestRestMs = 5.0;
 constexpr uint32_t kDisplayMs = 1000;
 constexpr int kNearlyDone = 99;
-constexpr __int64 kMegabyte = 0x100000;
 
 // One copy runs at a time as a rule; with several tasks running they share this state.
 struct CopyState {

@@ -17,7 +17,6 @@ rampart::Word<int> m_spaceAlertNoteOnly = 0;
 
 namespace {
 
-constexpr __int64 kMegabyte = 0x100000;
 constexpr int kAccountPasses = 10;
 constexpr int kNoRoomStyle = 105;
 constexpr int kShortOfRoomStyle = 108;
@@ -48,15 +47,15 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
     CString text;
     bool wantsRetry = false;
     if (free > 0) {
-        text = DictionaryFormat(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName, (need + 0xFFFFF) / kMegabyte,
-                                free / kMegabyte);
+        text = DictionaryFormat(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName,
+                                (need + 0xFFFFF) / rampart::kMegabyte, free / rampart::kMegabyte);
         if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
             code = rampart::kOk;  // the user goes on with what there is
             return Room::kEnded;
         }
         wantsRetry = GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     } else {
-        text = DictionaryFormat(_T("NeedMoreBuySpace"), free / kMegabyte);
+        text = DictionaryFormat(_T("NeedMoreBuySpace"), free / rampart::kMegabyte);
         wantsRetry = GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
                      GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     }

@@ -19,7 +19,6 @@ using rampart::DictionaryText;
 
 namespace {
 
-constexpr int kSecondsOfMinute = 60;
 constexpr int kNetworkRetrySeconds = 20;
 constexpr int kErrorBoxStyle = 4;
 constexpr unsigned long kErrorBoxSeconds = 60;
@@ -93,7 +92,7 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_pTaskPrg->EmptyData();
         m_pTaskPrg->m_bCancel = 0;
         __int64 const now = rampart::StoredNow().GetTime();
-        m_lastRunDate = CTime(now - now % kSecondsOfMinute);
+        m_lastRunDate = CTime(now - now % rampart::kSecondsOfMinute);
         SetErrorBackupCount(0);
         // Suspended until both pointers to it stand: the run clears them when it ends.
         CWinThread* const thread =

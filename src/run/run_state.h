@@ -17,6 +17,8 @@ inline bool IsRunEnding(CTaskPrgClass const* progress) {
     return IsCancelled(progress) || IsAppEnding();
 }
 
+inline constexpr __int64 kMegabyte = 0x100000;
+
 // Priority of the threads of a run.
 inline constexpr int kBelowNormal = -1;
 

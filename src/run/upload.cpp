@@ -14,7 +14,6 @@ using rampart::DebugLine;
 
 namespace {
 
-constexpr __int64 kMegabyte = 0x100000;
 constexpr __int64 kReportedConnectionErrors = 10;
 
 }  // namespace
@@ -84,8 +83,8 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
     if (report.key == nullptr) {
         text.Format(_T("%s: %s"), report.byServerPath ? serverPath : localPath, codeText);
     } else if (code == rampart::kFileTooBig) {
-        text =
-            rampart::DictionaryFormat(report.key, localPath, ApiUtil::GetFreeMaxSingleFileSize() / kMegabyte);
+        text = rampart::DictionaryFormat(report.key, localPath,
+                                         ApiUtil::GetFreeMaxSingleFileSize() / rampart::kMegabyte);
     } else if (code == rampart::kItemLimit || code == rampart::kFreeItemLimit) {
         text = rampart::DictionaryFormat(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
     } else if (serverPath.IsEmpty() || localPath.IsEmpty()) {

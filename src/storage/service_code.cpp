@@ -18,8 +18,6 @@ constexpr CodeText kTexts[] = {
     {kRefused, "The user name or the password was refused."},
     {kConnectionFailed, "The storage service cannot be reached."},
     {kSkipped, "The file was skipped."},
-    {kSkippedWithWarning52, "The file was skipped."},
-    {kSkippedWithWarning96, "The file was skipped."},
     {kFatalForBatch, "The batch cannot go on."},
     {kCancelled, "Cancelled."},
     {kInvalidRequest, "The request is not valid."},
@@ -36,11 +34,13 @@ constexpr CodeText kTexts[] = {
     {kVaultNewer, "The vault was made by a newer version of this program."},
     {kContentMissing, "Content of the file is not in the storage."},
     {kContentDamaged, "Stored content of the file is damaged."},
+    {kSkippedWithWarning52, "The file was skipped."},
     {kBatchQueued, "The file is queued in the batch."},
     {kFileTooBig, "The file is bigger than this account may store."},
     {kItemLimit, "The task has more items than this account allows."},
     {kBatchRefused, "The batch was refused."},
     {kFreeItemLimit, "The task has more items than a free account allows."},
+    {kSkippedWithWarning96, "The file was skipped."},
     {kSecondFactorNeeded, "A second proof of identity is needed."},
     {kReadFromSource, "The file is read from its source."},
     {kOnWorker, "The file is being sent by a worker."},
@@ -52,6 +52,9 @@ constexpr CodeText kTexts[] = {
     {kSourceNotAFile, "This is not a regular file."},
     {kNameNotStorable, "The name cannot be stored."},
 };
+
+static_assert(std::is_sorted(std::begin(kTexts), std::end(kTexts),
+                             [](const CodeText& a, const CodeText& b) { return a.code < b.code; }));
 
 }  // namespace
 

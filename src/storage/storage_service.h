@@ -29,6 +29,10 @@ struct [[nodiscard]] ServiceResult {
 
     ServiceResult() = default;
     ServiceResult(int failure, std::string text) : code(failure), message(std::move(text)) {}
+    // With the code's own text.
+    static ServiceResult OfCode(int code) {
+        return code == kOk ? ServiceResult() : ServiceResult(code, ServiceCodeText(code));
+    }
     bool Ok() const { return code == kOk; }
 };
 

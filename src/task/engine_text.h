@@ -4,6 +4,7 @@
 
 #include "framework/framework.h"
 #include "interfaces/baselib.h"
+#include "interfaces/pause.h"
 
 namespace rampart {
 
@@ -18,11 +19,6 @@ CString DictionaryFormat(TCHAR const* key, Arguments const&... arguments) {
     CString text;
     text.Format(DictionaryText(key), arguments...);
     return text;
-}
-
-// What every long loop asks: the user logs off, or the application stops.
-inline bool IsAppEnding() {
-    return MiscUtil::IsAppLoggingOff() || MiscUtil::IsAppStopping();
 }
 
 inline void DebugLine(CString const& line) {

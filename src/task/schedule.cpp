@@ -10,7 +10,6 @@
 namespace {
 
 constexpr int kDefaultUpdateMinutes = 60;
-constexpr int kSecondsOfMinute = 60;
 
 rampart::TaskDates DatesOf(CBackupTask const& task) {
     return {rampart::ScheduleMode(task.m_type), task.m_beginDate, task.m_endDate, task.m_dating,
@@ -59,7 +58,7 @@ bool IsDateUpdateDue(CBackupTask& task) {
     CString const option =
         DictUtil::GetConfigString(_T("Options"), _T("OnlyUpdateBackupDate"), _T(""), _T(""));
     __int64 const minutes = option.IsEmpty() ? kDefaultUpdateMinutes : rampart::ReadNumber(option);
-    if (rampart::StoredMinute() < task.m_backupDate + CTimeSpan(minutes * kSecondsOfMinute)) {
+    if (rampart::StoredMinute() < task.m_backupDate + CTimeSpan(minutes * rampart::kSecondsOfMinute)) {
         return false;
     }
     task.m_onlyUpdateBackupDate = 1;

@@ -6,6 +6,8 @@
 
 namespace rampart {
 
+inline constexpr int kSecondsOfMinute = 60;
+
 inline CTime RawNow() {
     return NowRaw();
 }

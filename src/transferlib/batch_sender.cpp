@@ -15,10 +15,6 @@ constexpr int kMostRetries = 3;
 constexpr DWORD kRetryStepMs = 50;
 constexpr int kRetrySteps = 20;
 
-ServiceResult Failure(int code) {
-    return code == kOk ? ServiceResult() : ServiceResult(code, ServiceCodeText(code));
-}
-
 // Whether the code can be the fault of one file among many.
 bool IsFaultOfOneFile(int code) {
     return code == kInvalidRequest || code == kNotFound || code == kNameTaken || code == kContentMissing;
@@ -31,8 +27,7 @@ void EncodeBatchFile(BatchFile& file) {
         file.chunk = EncodeChunk(file.content, file.buffer);
         file.commit.chunks = {{file.chunk.digest, file.chunk.size}};
     }
-    file.ready.store(true, std::memory_order_release);
-    file.ready.notify_all();
+    file.encoded.Signal();
 }
 
 ServiceResult BatchSender::Send(Batch& batch) {
@@ -40,9 +35,9 @@ ServiceResult BatchSender::Send(Batch& batch) {
         return {};
     }
     for (const auto& file : batch.files) {
-        while (!file->ready.load(std::memory_order_acquire)) {
+        while (!file->encoded.Wait(0)) {
             if (!m_crew.HelpOnce()) {
-                file->ready.wait(false, std::memory_order_acquire);
+                file->encoded.Wait(kWaitForever);
             }
         }
     }
@@ -84,7 +79,7 @@ bool BatchSender::WaitToRetry(const BatchFile& file) {
 ServiceResult BatchSender::Tell(BatchFile& file) {
     const int64_t bytes = file.told ? 0 : file.commit.size;
     file.told = true;
-    return Failure(
+    return ServiceResult::OfCode(
         m_transfer.Advance(file.callback, file.localPath, bytes, file.commit.size, file.commit.size));
 }
 
@@ -140,7 +135,7 @@ ServiceResult BatchSender::Commit(std::span<const std::shared_ptr<BatchFile>> fi
 ServiceResult BatchSender::CommitOneByOne(Batch& batch) {
     ServiceResult first;
     for (const auto& file : batch.files) {
-        ServiceResult result = m_cancelled ? Failure(kCancelled) : Commit({&file, 1});
+        ServiceResult result = m_cancelled ? ServiceResult::OfCode(kCancelled) : Commit({&file, 1});
         if (result.Ok()) {
             continue;
         }

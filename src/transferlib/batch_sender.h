@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/waitable.h"
 #include "interfaces/progresslib.h"
 #include "storage/storage_service.h"
 #include "transferlib/service_connection.h"
@@ -24,7 +25,7 @@ struct BatchFile {
     std::string content;
     std::string buffer;
     Chunk chunk;
-    std::atomic<bool> ready{false};
+    Waitable encoded{true, false};
     bool told = false;
 };
 

@@ -74,7 +74,7 @@ ServiceResult FileDownload::WriteContent(const FileContent& content, const Progr
     const int64_t total = content.record.size;
     int64_t done = 0;
     if (const int code = progress(0, total)) {
-        return {code, ServiceCodeText(code)};
+        return ServiceResult::OfCode(code);
     }
     std::vector<Digest> digests;
     for (size_t first = 0; first < content.chunks.size(); first += digests.size()) {
@@ -94,7 +94,7 @@ ServiceResult FileDownload::WriteContent(const FileContent& content, const Progr
             done += chunk.size;
             if (failure.Ok()) {
                 if (const int code = progress(done, total)) {
-                    failure = {code, ServiceCodeText(code)};
+                    failure = ServiceResult::OfCode(code);
                 }
             }
             return failure.Ok();

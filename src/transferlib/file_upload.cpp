@@ -13,10 +13,6 @@ namespace {
 constexpr size_t kPieceBytes = 8u << 20;        // read, named and sent together
 constexpr int64_t kShowPartEvery = 64ll << 20;  // so often a big file's progress is made durable
 
-ServiceResult Failure(int code) {
-    return code == kOk ? ServiceResult() : ServiceResult(code, ServiceCodeText(code));
-}
-
 }  // namespace
 
 FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source) {
@@ -34,7 +30,7 @@ ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string&
         return {kNameNotStorable, "\"" + name + "\" cannot be a name in the storage"};
     }
     if (!connection.Service().Session().paid && size > connection.Limits().freeMaxFileBytes) {
-        return Failure(kFileTooBig);
+        return ServiceResult::OfCode(kFileTooBig);
     }
     return {};
 }
@@ -163,7 +159,7 @@ ServiceResult FileUpload::PutPieces(std::span<Piece> pieces) {
 ServiceResult FileUpload::TellProgress() {
     const int64_t more = std::max<int64_t>(0, m_sent - m_told);
     m_told += more;
-    return Failure(m_transfer.Advance(m_source.Path(), more, m_sent, m_source.Size()));
+    return ServiceResult::OfCode(m_transfer.Advance(m_source.Path(), more, m_sent, m_source.Size()));
 }
 
 ServiceResult FileUpload::ShowPart() {

@@ -79,7 +79,7 @@ ServiceResult TreeEdit::Delete(const std::vector<std::string>& paths, ProgressCa
     ServiceResult result = m_connection.Service().Delete(paths, [&](size_t done) {
         reached = done;
         if (const int code = transfer.Advance(CString(), 0, 0, 0)) {
-            stopped = {code, ServiceCodeText(code)};
+            stopped = ServiceResult::OfCode(code);
             return false;
         }
         if (callback == nullptr) {

@@ -6,7 +6,7 @@
 namespace rampart {
 namespace {
 
-CString Path(const test::TempFolder& folder, std::string_view relative) {
+CString XmlPath(const test::TempFolder& folder, std::string_view relative) {
     return CString(TextView(folder.Engine(relative)));
 }
 
@@ -31,10 +31,10 @@ TEST(Xml, EveryKindOfValueComesBackFromAFile) {
     EXPECT_TRUE(root.SetValue(_T("Bool"), true));
     EXPECT_TRUE(root.SetValue(_T("Float"), 1.5F));
     EXPECT_TRUE(root.SetValue(_T("Int"), -6));
-    ASSERT_TRUE(written.Save(Path(folder, "x/a.xml")));
+    ASSERT_TRUE(written.Save(XmlPath(folder, "x/a.xml")));
 
     XMLDocument read;
-    ASSERT_TRUE(read.Load(Path(folder, "x/a.xml"))) << read.GetParseError().ToUtf8();
+    ASSERT_TRUE(read.Load(XmlPath(folder, "x/a.xml"))) << read.GetParseError().ToUtf8();
     const XMLNode node = read.GetAsNode();
     for (int index = 0; index < static_cast<int>(std::size(texts)); index++) {
         CString value;
@@ -60,7 +60,7 @@ TEST(Xml, AMissingChildGivesTheDefaultAndFalse) {
     folder.Write("a.xml",
                  "<?xml version=\"1.0\"?><!-- c --><L><!-- c --><T><Name>x</Name></T><T/><End/></L>");
     XMLDocument document;
-    ASSERT_TRUE(document.Load(Path(folder, "a.xml")));
+    ASSERT_TRUE(document.Load(XmlPath(folder, "a.xml")));
     const XMLNode root = document.GetAsNode();
     EXPECT_EQ(root.GetName(), _T("L"));
     EXPECT_EQ(root.GetNumberOfNodes(), 3);
@@ -84,14 +84,14 @@ TEST(Xml, ADamagedFileIsAnErrorAndNoDocument) {
     folder.Write("cut.xml", "<L><T><Name>x</Na");
     folder.Write("empty.xml", "");
     XMLDocument document;
-    EXPECT_FALSE(document.Load(Path(folder, "cut.xml")));
+    EXPECT_FALSE(document.Load(XmlPath(folder, "cut.xml")));
     EXPECT_FALSE(document.IsValid());
     EXPECT_FALSE(document.GetParseError().IsEmpty());
     EXPECT_FALSE(document.GetAsNode().IsValid());
-    EXPECT_FALSE(document.Load(Path(folder, "empty.xml")));
-    EXPECT_FALSE(document.Load(Path(folder, "missing.xml")));
+    EXPECT_FALSE(document.Load(XmlPath(folder, "empty.xml")));
+    EXPECT_FALSE(document.Load(XmlPath(folder, "missing.xml")));
     EXPECT_FALSE(document.GetParseError().IsEmpty());
-    EXPECT_FALSE(document.Save(Path(folder, "out.xml")));
+    EXPECT_FALSE(document.Save(XmlPath(folder, "out.xml")));
 }
 
 TEST(Xml, ANodeOutlivesItsDocument) {

@@ -30,7 +30,7 @@ CString LoadedText(std::string bytes) {
 }
 
 template <class Action>
-int CauseOf(Action action) {
+int ArchiveCauseOf(Action action) {
     try {
         action();
     } catch (const CArchiveException& exception) {
@@ -108,7 +108,7 @@ TEST(Archive, EveryPrimitiveComesBack) {
     EXPECT_EQ(time.GetTime(), -7);
     EXPECT_EQ(text, _T("text"));
     EXPECT_EQ(plain, _T("plain"));
-    EXPECT_EQ(CauseOf([&] { in >> byte; }), CArchiveException::endOfFile);
+    EXPECT_EQ(ArchiveCauseOf([&] { in >> byte; }), CArchiveException::endOfFile);
 }
 
 TEST(Archive, LengthPrefixesHaveTheirExactForm) {
@@ -150,14 +150,14 @@ TEST(Archive, ClaimedLengthsCostNothingAndEndEarly) {
         Bytes(""),
     };
     for (const std::string& bytes : claims) {
-        EXPECT_EQ(CauseOf([&] { LoadedText(bytes); }), CArchiveException::endOfFile);
+        EXPECT_EQ(ArchiveCauseOf([&] { LoadedText(bytes); }), CArchiveException::endOfFile);
     }
     // A text that fails to load leaves the one that was there.
     CString text(_T("kept"));
     std::string cut = claims[4];
     CMemFile file(reinterpret_cast<BYTE*>(cut.data()), static_cast<UINT>(cut.size()));
     CArchive archive(&file, CArchive::load);
-    EXPECT_EQ(CauseOf([&] { archive >> text; }), CArchiveException::endOfFile);
+    EXPECT_EQ(ArchiveCauseOf([&] { archive >> text; }), CArchiveException::endOfFile);
     EXPECT_EQ(text, _T("kept"));
 }
 
@@ -167,14 +167,14 @@ TEST(Archive, DirectionsAreKept) {
     CArchive load(&file, CArchive::load);
     int number = 0;
     EXPECT_TRUE(store.IsStoring() && load.IsLoading());
-    EXPECT_EQ(CauseOf([&] { store >> number; }), CArchiveException::writeOnly);
-    EXPECT_EQ(CauseOf([&] { load << number; }), CArchiveException::readOnly);
+    EXPECT_EQ(ArchiveCauseOf([&] { store >> number; }), CArchiveException::writeOnly);
+    EXPECT_EQ(ArchiveCauseOf([&] { load << number; }), CArchiveException::readOnly);
     store.Close();
-    EXPECT_EQ(CauseOf([&] { store << number; }), CArchiveException::genericException);
+    EXPECT_EQ(ArchiveCauseOf([&] { store << number; }), CArchiveException::genericException);
     if constexpr (sizeof(long) == 8) {
         CArchive other(&file, CArchive::store);
         const long tooWide = static_cast<long>(0x100000000);
-        EXPECT_EQ(CauseOf([&] { other << tooWide; }), CArchiveException::genericException);
+        EXPECT_EQ(ArchiveCauseOf([&] { other << tooWide; }), CArchiveException::genericException);
     }
 }
 

@@ -18,7 +18,7 @@ constexpr UINT kCreateShared = 4161;
 constexpr UINT kUpdate = 12290;
 
 template <class Action>
-int CauseOf(Action action) {
+int FileCauseOf(Action action) {
     try {
         action();
     } catch (const CFileException& exception) {
@@ -44,7 +44,7 @@ TEST(File, FlagsMeanWhatTheirNumbersSay) {
     ASSERT_TRUE(file.Open(old, kReadShared));
     EXPECT_EQ(file.Read(buffer, sizeof buffer), 11u);
     EXPECT_EQ(file.Read(buffer, sizeof buffer), 0u);
-    EXPECT_EQ(CauseOf([&] { file.Write("x", 1); }), CFileException::accessDenied);
+    EXPECT_EQ(FileCauseOf([&] { file.Write("x", 1); }), CFileException::accessDenied);
     file.Close();
 
     ASSERT_TRUE(file.Open(old, kCreateShared));
@@ -76,10 +76,10 @@ TEST(File, FailuresNameTheirCause) {
     EXPECT_EQ(error.m_cause, CFileException::accessDenied);
     EXPECT_FALSE(file.Open(nullptr, kReadShared, &error));
     EXPECT_EQ(error.m_cause, CFileException::badPath);
-    EXPECT_EQ(CauseOf([&] { CFile(missing, kReadShared); }), CFileException::fileNotFound);
+    EXPECT_EQ(FileCauseOf([&] { CFile(missing, kReadShared); }), CFileException::fileNotFound);
     char byte = 0;
-    EXPECT_EQ(CauseOf([&] { file.Read(&byte, 1); }), CFileException::invalidFile);
-    EXPECT_EQ(CauseOf([&] { file.Seek(0, CFile::begin); }), CFileException::invalidFile);
+    EXPECT_EQ(FileCauseOf([&] { file.Read(&byte, 1); }), CFileException::invalidFile);
+    EXPECT_EQ(FileCauseOf([&] { file.Seek(0, CFile::begin); }), CFileException::invalidFile);
     EXPECT_FALSE(file.IsOpen());
 }
 
@@ -109,10 +109,10 @@ TEST(File, SeeksFromAllThreePlaces) {
         each->Write("0123456789", 10);
         EXPECT_EQ(each->Seek(-4, CFile::current), 6u);
         EXPECT_EQ(each->Seek(-1, CFile::end), 9u);
-        EXPECT_EQ(CauseOf([&] { each->Seek(-1, CFile::begin); }), CFileException::badSeek);
-        EXPECT_EQ(CauseOf([&] { each->Seek(std::numeric_limits<LONGLONG>::max(), CFile::end); }),
+        EXPECT_EQ(FileCauseOf([&] { each->Seek(-1, CFile::begin); }), CFileException::badSeek);
+        EXPECT_EQ(FileCauseOf([&] { each->Seek(std::numeric_limits<LONGLONG>::max(), CFile::end); }),
                   CFileException::badSeek);
-        EXPECT_EQ(CauseOf([&] { each->Seek(0, 7); }), CFileException::badSeek);
+        EXPECT_EQ(FileCauseOf([&] { each->Seek(0, 7); }), CFileException::badSeek);
         EXPECT_EQ(each->GetPosition(), 9u);
         EXPECT_EQ(each->Seek(12, CFile::begin), 12u);
         each->Write("x", 1);
@@ -140,7 +140,7 @@ TEST(MemFile, BlocksGoInAndOut) {
     file.Attach(block, 10);
     EXPECT_EQ(file.GetLength(), 10u);
     file.SeekToEnd();
-    EXPECT_EQ(CauseOf([&] { file.Write("x", 1); }), CFileException::diskFull);
+    EXPECT_EQ(FileCauseOf([&] { file.Write("x", 1); }), CFileException::diskFull);
     EXPECT_EQ(file.Detach(), block);
     file.Attach(block, 10, 512);
     EXPECT_EQ(file.GetLength(), 0u);
@@ -150,5 +150,5 @@ TEST(MemFile, BlocksGoInAndOut) {
     EXPECT_EQ(block[19'999], 'z');
     std::free(block);
     EXPECT_FALSE(file.Open(_T("C:\\x"), kReadShared));
-    EXPECT_EQ(CauseOf([&] { file.SetLength(~ULONGLONG{0}); }), CFileException::diskFull);
+    EXPECT_EQ(FileCauseOf([&] { file.SetLength(~ULONGLONG{0}); }), CFileException::diskFull);
 }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kStepSeconds = 30 * 60;
 constexpr int kRunSeconds = 2;
-constexpr int kRetrySeconds = 240 * 60;
+constexpr int kSoakRetrySeconds = 240 * 60;
 constexpr int kRenewSeconds = 60 * 60;
 constexpr int kFailed = 5;
 constexpr uint32_t kMachines[] = {101, 202};
@@ -173,7 +173,7 @@ protected:
         expected.retry.reset();
         if (fails) {
             ++m_failures;
-            expected.retry = RawNow() + CTimeSpan(kRetrySeconds);
+            expected.retry = RawNow() + CTimeSpan(kSoakRetrySeconds);
         }
         if (expected.mode == TaskTypeRealTime) {
             expected.renewed = task.m_backupDate;

@@ -13,8 +13,7 @@ namespace fs = std::filesystem;
 
 using BackupRun = EngineTest;
 
-constexpr int64_t kSecond = 1000000000;
-constexpr int64_t kSomeTime = 1700000000 * kSecond + 123456789;
+constexpr int64_t kSomeTime = 1700000000 * platform::kNanosecondsPerSecond + 123456789;
 
 }  // namespace
 
@@ -88,7 +87,7 @@ TEST_F(BackupRun, OldContentsStayAsVersionsAsManyAsAskedFor) {
     CString const file = task.m_serverFilePath + _T("\\d\\letter.txt");
     for (int run = 0; run < 6; ++run) {
         tree.Write("d/letter.txt", "content " + std::to_string(run));
-        tree.SetWriteTime("d/letter.txt", kSomeTime + run * 60 * kSecond);
+        tree.SetWriteTime("d/letter.txt", kSomeTime + run * 60 * platform::kNanosecondsPerSecond);
         ASSERT_EQ(TaskStateFinished, Run(task));
         EXPECT_EQ(static_cast<size_t>(std::min(run, 2)), VersionNames(task, file).size()) << run;
     }

@@ -45,8 +45,7 @@ protected:
     __int64 result = 0;
 };
 
-constexpr int64_t kSecond = 1000000000;
-constexpr int64_t kTime = 1700000000 * kSecond;
+constexpr int64_t kTime = 1700000000 * platform::kNanosecondsPerSecond;
 
 }  // namespace
 
@@ -100,7 +99,7 @@ TEST_F(Scan, ComparesTimesWithinTwoSecondsOrAnHourAndSizesExactly) {
                                                      {3602, false},
                                                      {-3598, false},
                                                      {3604, true}}) {
-        tree.SetWriteTime("d/f", kTime + c.shift * kSecond);
+        tree.SetWriteTime("d/f", kTime + c.shift * platform::kNanosecondsPerSecond);
         ScanTask(task);
         EXPECT_EQ(c.listed, !list.IsEmpty()) << c.shift;
     }
@@ -117,7 +116,7 @@ TEST_F(Scan, ThreeSecondsAreAChangeHereAndNoneBeforeTheTransfer) {
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     ASSERT_EQ(TaskStateFinished, Run(task));
     __int64 const before = FilesSent();
-    tree.SetWriteTime("d/f", kTime + 3 * kSecond);
+    tree.SetWriteTime("d/f", kTime + 3 * platform::kNanosecondsPerSecond);
     ASSERT_EQ(TaskStateFinished, Run(task));
     EXPECT_EQ(1, task.m_reportChangedCount);
     EXPECT_EQ(before, FilesSent());

@@ -2,13 +2,13 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include "platform/clock.h"
 #include "platform/posix/file_status.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr mode_t kNewFileMode = 0666;  // less what the user's mask takes away
 
 timespec ToTimespec(int64_t nanoseconds) {

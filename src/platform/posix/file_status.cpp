@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include "platform/clock.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr unsigned kWanted =
     STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_CTIME | STATX_BTIME | STATX_INO;

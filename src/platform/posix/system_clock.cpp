@@ -8,8 +8,6 @@
 namespace rampart::platform {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
-
 timespec Read(clockid_t clock) {
     timespec time;
     clock_gettime(clock, &time);

@@ -11,7 +11,7 @@
 namespace rampart {
 namespace {
 
-CString Path(const test::TempFolder& folder, std::string_view relative = "") {
+CString EntryPath(const test::TempFolder& folder, std::string_view relative = "") {
     return CString(TextView(folder.Engine(relative)));
 }
 
@@ -37,30 +37,30 @@ protected:
 TEST_F(SpecialEntries, ArePassedOverAndNoted) {
     KXFileFind finder;
     int count = 0;
-    for (int working = finder.FindFile(Path(m_tree, "in") + _T("\\*.*")); working; count++) {
+    for (int working = finder.FindFile(EntryPath(m_tree, "in") + _T("\\*.*")); working; count++) {
         working = finder.FindNextFileW();
     }
     EXPECT_EQ(count, 2);
     EXPECT_EQ(m_skipped, (std::map<CString, CString>{{_T("link-to-folder"), _T("symbolic link")},
                                                      {_T("link-to-file"), _T("symbolic link")},
                                                      {_T("pipe"), _T("named pipe, socket or device")}}));
-    EXPECT_FALSE(CFileInfo(Path(m_tree, "in/link-to-file")).m_exists);
-    EXPECT_FALSE(KXFile::FileExists(Path(m_tree, "in/pipe")));
-    EXPECT_FALSE(KXFolder::IsDirectory(Path(m_tree, "in/link-to-folder")));
-    EXPECT_TRUE(PathUtilities::IsExisting(Path(m_tree, "in/link-to-folder")));
+    EXPECT_FALSE(CFileInfo(EntryPath(m_tree, "in/link-to-file")).m_exists);
+    EXPECT_FALSE(KXFile::FileExists(EntryPath(m_tree, "in/pipe")));
+    EXPECT_FALSE(KXFolder::IsDirectory(EntryPath(m_tree, "in/link-to-folder")));
+    EXPECT_TRUE(PathUtilities::IsExisting(EntryPath(m_tree, "in/link-to-folder")));
 }
 
 TEST_F(SpecialEntries, AreNeitherCountedNorFollowedNorCopied) {
-    EXPECT_EQ(KXFolder::GetFolderSize(Path(m_tree, "in"), 0), 2);
-    EXPECT_TRUE(KXFolder::CopyFolder(Path(m_tree, "in"), Path(m_tree, "copy")));
+    EXPECT_EQ(KXFolder::GetFolderSize(EntryPath(m_tree, "in"), 0), 2);
+    EXPECT_TRUE(KXFolder::CopyFolder(EntryPath(m_tree, "in"), EntryPath(m_tree, "copy")));
     EXPECT_FALSE(m_tree.Exists("copy/link-to-folder"));
-    EXPECT_TRUE(KXFolder::DeleteDirectory(Path(m_tree, "in"), 0));
+    EXPECT_TRUE(KXFolder::DeleteDirectory(EntryPath(m_tree, "in"), 0));
     EXPECT_FALSE(m_tree.Exists("in"));
     EXPECT_EQ(m_tree.Read("outside/precious"), "3");
 }
 
 TEST_F(SpecialEntries, ALinkToAFolderIsDeletedAsALink) {
-    EXPECT_TRUE(KXFolder::DeleteDirectory(Path(m_tree, "in/link-to-folder"), 0));
+    EXPECT_TRUE(KXFolder::DeleteDirectory(EntryPath(m_tree, "in/link-to-folder"), 0));
     EXPECT_FALSE(m_tree.Exists("in/link-to-folder"));
     EXPECT_EQ(m_tree.Read("outside/precious"), "3");
 }
@@ -68,7 +68,7 @@ TEST_F(SpecialEntries, ALinkToAFolderIsDeletedAsALink) {
 TEST_F(SpecialEntries, AFolderThatCannotBeReadIsAnError) {
     m_skipped.clear();
     KXFileFind finder;
-    EXPECT_FALSE(finder.FindFile(Path(m_tree, "in/a") + _T("\\*.*")));
+    EXPECT_FALSE(finder.FindFile(EntryPath(m_tree, "in/a") + _T("\\*.*")));
     EXPECT_EQ(m_skipped, (std::map<CString, CString>{{_T("a"), _T("error")}}));
 }
 
@@ -79,7 +79,7 @@ TEST_F(SpecialEntries, NamesThatAreNoTextAreListedAndFound) {
     std::ofstream(odd) << "odd";
     KXFileFind finder;
     CString found;
-    for (int working = finder.FindFile(Path(m_tree, "in/x") + _T("\\*")); working;) {
+    for (int working = finder.FindFile(EntryPath(m_tree, "in/x") + _T("\\*")); working;) {
         working = finder.FindNextFileW();
         if (finder.GetFileName() != _T("b")) {
             found = finder.GetFilePath();
