@@ -33,8 +33,8 @@ int Main(int argc, char** argv) {
         return app.exit(error) == 0 ? host::kExitDone : host::kExitUsage;
     }
     try {
-        // Open for the life of the process.
-        if (GlobalFunction::CreateBackServiceMutex() == nullptr) {
+        static void* const mutex = GlobalFunction::CreateBackServiceMutex();  // open as long as the process
+        if (mutex == nullptr) {
             throw host::CommandError(host::kExitFailed, "another BackupService runs already");
         }
         Service service(vault);
