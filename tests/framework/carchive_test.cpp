@@ -135,7 +135,9 @@ TEST(Archive, TextsWithoutMarkerAreOneByteACharacter) {
     EXPECT_EQ(LoadedText(Bytes("\x00")), CString());
     EXPECT_EQ(LoadedText(Bytes("\x04Gr\xC3\xBC")), _T("Gr\u00FC"));
     EXPECT_EQ(LoadedText(Bytes("\x03Gr\xFC")), _T("Gr\u00FC"));
-    EXPECT_EQ(LoadedText(Bytes("\xFF\x2C\x01") + std::string(300, 'q')), CString(TCHAR('q'), 300));
+    std::string longer = Bytes("\xFF\x2C\x01");
+    longer.append(300, 'q');
+    EXPECT_EQ(LoadedText(longer), CString(TCHAR('q'), 300));
     EXPECT_EQ(LoadedText(Bytes("\xFF\xFF\xFF\x02\0\0\0ab")), _T("ab"));
 }
 
