@@ -32,7 +32,7 @@ run_tests() {
     say "Tests: $title"
     local log=$root/build/$preset-tests.log code=0
     # Programs that were not built have no tests: ctest would count them as one that is missing.
-    ctest --test-dir "$root/build/$preset" -j "$(nproc)" --output-on-failure --no-tests=error -E '_NOT_BUILT' \
+    ctest --preset "$preset" -j "$(nproc)" --no-tests=error -E '_NOT_BUILT' \
         >"$log" 2>&1 || code=$?
     if [ $code -ne 0 ]; then
         grep -nE '\*\*\*(Failed|Exception|Timeout)' "$log" >&2 || true
