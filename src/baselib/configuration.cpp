@@ -4,10 +4,10 @@
 
 #include <map>
 
-#include "baselib/immortal.h"
 #include "baselib/live_table.h"
 #include "baselib/shipped_files.h"
 #include "framework/case_folding.h"
+#include "platform/immortal.h"
 #include "platform/process.h"
 #include "platform/volumes.h"
 

@@ -1,10 +1,10 @@
 #include <spdlog/logger.h>
 
-#include "baselib/immortal.h"
 #include "baselib/rotating_log_file.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "platform/clock.h"
+#include "platform/immortal.h"
 #include "platform/path_mapping.h"
 #include "platform/process.h"
 

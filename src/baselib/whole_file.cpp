@@ -26,8 +26,8 @@ Text TemporaryName(TextView path) {
 }
 
 bool WriteNewFile(TextView path, std::string_view content) {
-    const auto file =
-        FileHandle::Open(path, platform::kOpenWrite | platform::kOpenCreate | platform::kOpenExclusive);
+    const auto file = FileHandle::Open(path, platform::kOpenWrite | platform::kOpenCreate |
+                                                 platform::kOpenExclusive | platform::kOpenPrivate);
     if (!file) {
         return false;
     }
@@ -59,7 +59,10 @@ bool WriteWholeFile(TextView path, std::string_view content) {
         return false;
     }
     const Text temporary = TemporaryName(path);
-    if (WriteNewFile(temporary, content) && platform::RenamePath(temporary, path, true)) {
+    platform::FileStatus old;
+    if (WriteNewFile(temporary, content) &&
+        (!platform::QueryStatus(path, old) || platform::CopyAccessRights(path, temporary)) &&
+        platform::RenamePath(temporary, path, true)) {
         platform::SyncFolder(folder);
         return true;
     }

@@ -3,7 +3,6 @@
 #include <functional>
 #include <unordered_map>
 
-#include "baselib/immortal.h"
 #include "filterlib/expression_set.h"
 #include "filterlib/filter_text.h"
 #include "filterlib/wildcard.h"
@@ -11,6 +10,7 @@
 #include "framework/sync.h"
 #include "interfaces/baselib.h"
 #include "interfaces/filterlib.h"
+#include "platform/immortal.h"
 
 using namespace rampart;
 

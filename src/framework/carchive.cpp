@@ -74,8 +74,11 @@ UINT CArchive::Read(void* buffer, UINT count) {
             left -= static_cast<UINT>(buffered);
         } else if (left >= m_buffer.size()) {
             const UINT direct = file.Read(to, left);
+            if (direct == 0) {
+                break;
+            }
+            to += direct;
             left -= direct;
-            break;
         } else {
             m_bufferPosition = 0;
             m_bufferEnd = 0;

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "framework/never_destroyed.h"
+#include "platform/immortal.h"
 
 namespace rampart {
 namespace {
@@ -19,7 +19,8 @@ uintptr_t Number(HANDLE handle) {
 }  // namespace
 
 HandleTable& HandleTable::Instance() {
-    return NeverDestroyed<HandleTable>();
+    static Immortal<HandleTable> table;
+    return *table;
 }
 
 HANDLE HandleTable::Add(std::shared_ptr<Waitable> object, Kind kind) {

@@ -9,7 +9,7 @@
 #include <mutex>
 
 #include "framework/cwin_thread.h"
-#include "framework/never_destroyed.h"
+#include "platform/immortal.h"
 
 namespace rampart {
 
@@ -64,7 +64,10 @@ private:
 // Keeps ended threads for a while and drops their objects and handles after it. Any thread may call.
 class ThreadList {
 public:
-    static ThreadList& Instance() { return NeverDestroyed<ThreadList>(); }
+    static ThreadList& Instance() {
+        static Immortal<ThreadList> list;
+        return *list;
+    }
 
     void Started();
     // The thread that ends calls this before it is signalled.

@@ -3,6 +3,7 @@
 #include "interfaces/transferlib.h"
 #include "paths/path_manage.h"
 #include "paths/user_filters.h"
+#include "platform/volumes.h"
 
 CString CPathManage::s_productName;
 std::vector<CString> CPathManage::s_fileFilters;
@@ -64,6 +65,9 @@ int CPathManage::Init() {
             DictUtil::GetConfigString(_T("Define"), _T("fullfileFilter"), CString(), CString());
         s_fullFolderFilter =
             DictUtil::GetConfigString(_T("Define"), _T("fullFolderFilter"), CString(), CString());
+        for (rampart::platform::Text const& folder : rampart::platform::SystemFolders()) {
+            s_fullFolderFilter += _T("|") + CString(rampart::TextView(folder));
+        }
         return 1;
     });
 }

@@ -62,6 +62,7 @@ enum OpenMode : uint32_t {
     kOpenTruncate = 0x8,     // empty it
     kOpenExclusive = 0x10,   // with kOpenCreate: fail with kAlreadyExists if it exists
     kOpenFollowLink = 0x20,  // a symbolic link as the last name is followed; without it the open fails
+    kOpenPrivate = 0x40,     // a file that is made is this user's alone, where files have rights of their own
 };
 
 // An open file. One thread at a time, but ReadAt and WriteAt may run beside each other.
@@ -92,8 +93,10 @@ bool RemoveFile(TextView path);
 bool RemoveEmptyFolder(TextView path);
 bool RenamePath(TextView from, TextView to, bool replace);
 bool SetAttributes(TextView path, uint32_t attributes);  // kReadOnly only where the system has nothing else
-bool SyncFolder(TextView path);                          // makes renames and new names in it durable
-bool SameFile(TextView a, TextView b);                   // both names denote one file
+// Gives a file the access rights of another; true at once where rights come from the folder.
+bool CopyAccessRights(TextView from, TextView to);
+bool SyncFolder(TextView path);         // makes renames and new names in it durable
+bool SameFile(TextView a, TextView b);  // both names denote one file
 
 // Called with the bytes of the whole file and those moved so far, first with 0; false stops the copy.
 using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes)>;
@@ -101,8 +104,8 @@ using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes
 // Copies content, last-write and access time; uses a shared extent where the file system can, and keeps
 // holes. The target is replaced; copying a file onto itself fails with kSharingViolation and leaves it as it
 // is. On a stop or a failure the partial target is removed. LastError is kRequestAborted after a stop.
-// `shared` hears whether the whole content was shared at one moment, so that a change of the source
-// meanwhile cannot have cut it in two.
-bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool* shared = nullptr);
+// With `mustRest` a source that changed while it was copied is a failure with kSharingViolation: parts of two
+// states are no copy.
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool mustRest = false);
 
 }  // namespace rampart::platform

@@ -43,6 +43,9 @@ TCHAR DriveOfSerial(uint32_t serial);
 // parent counts.
 bool QueryDiskSpace(TextView enginePath, DiskSpace& space);
 
+// Folders, as engine paths, in which the system shows itself and keeps no files of a user.
+std::vector<Text> SystemFolders();
+
 // A path on a network file system (NFS, CIFS, 9p, sshfs) or a UNC path.
 bool IsNetworkPath(TextView enginePath);
 bool IsRemovablePath(TextView enginePath);

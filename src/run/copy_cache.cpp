@@ -48,11 +48,13 @@ bool IsNoRoom(uint32_t error) {
 uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress) {
     CString const from = ApiUtil::PathToFullPath(source);
     CString const to = ApiUtil::PathToFullPath(target);
-    bool const done =
-        rampart::platform::CopyFileContent(from.View(), to.View(), [&](uint64_t total, uint64_t moved) {
+    bool const done = rampart::platform::CopyFileContent(
+        from.View(), to.View(),
+        [&](uint64_t total, uint64_t moved) {
             return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved),
                                                 progress) == rampart::kCopyGoOn;
-        });
+        },
+        /*mustRest=*/true);
     return done ? 0 : rampart::platform::LastError();
 }
 

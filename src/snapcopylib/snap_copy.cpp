@@ -21,49 +21,20 @@ platform::CopyProgress ProgressOf(CopyRoutine routine, void* context) {
     };
 }
 
-bool IsUnchanged(const platform::FileStatus& before, const platform::FileStatus& after) {
-    return before.size == after.size && before.writeTime == after.writeTime &&
-           before.fileId == after.fileId && before.volumeId == after.volumeId;
-}
-
-enum class Outcome { kCopied, kChangedMeanwhile, kFailed };
-
-// Where the file system can share content, the copy shows one moment; elsewhere it counts only if the file
-// was the same before and after.
-Outcome CopyOnce(CString const& from, CString const& to, const platform::CopyProgress& progress) {
-    platform::FileStatus before, after;
-    bool shared = false;
-    if (!platform::QueryStatus(from, before) || !platform::CopyFileContent(from, to, progress, &shared)) {
-        return Outcome::kFailed;
-    }
-    if (shared) {
-        return Outcome::kCopied;
-    }
-    if (!platform::QueryStatus(from, after)) {
-        return Outcome::kFailed;
-    }
-    return IsUnchanged(before, after) ? Outcome::kCopied : Outcome::kChangedMeanwhile;
-}
-
+// A file that is being written to, or that another program keeps for itself, may be at rest a moment later.
 int Copy(CString const& from, CString const& to, const platform::CopyProgress& progress, CString& message) {
     for (int attempt = 0; attempt < kAttempts; attempt++) {
         if (attempt > 0) {
             Sleep(kFirstPauseMs << (attempt - 1));
         }
-        switch (CopyOnce(from, to, progress)) {
-            case Outcome::kCopied:
-                return 1;
-            case Outcome::kChangedMeanwhile:
-                break;
-            case Outcome::kFailed:
-                message = CString(TextView(platform::ErrorText(platform::LastError())));
-                return 0;
+        if (platform::CopyFileContent(from, to, progress, /*mustRest=*/true)) {
+            return 1;
+        }
+        if (platform::LastError() != platform::kSharingViolation) {
+            break;
         }
     }
-    message =
-        _T("The file was being written to all the time, so that no consistent copy of it could be made.");
-    platform::RemoveFile(to);
-    platform::SetLastError(platform::kSharingViolation);
+    message = CString(TextView(platform::ErrorText(platform::LastError())));
     return 0;
 }
 

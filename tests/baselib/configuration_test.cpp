@@ -101,6 +101,19 @@ TEST_F(Configuration, AValueThatIsSetIsReadAtOnceAndLosesNoneOfTheOthers) {
     EXPECT_FALSE(DictUtil::SetConfigString(_T("Mine"), _T("Key"), _T("two\nlines")));
 }
 
+#ifndef _WIN32
+TEST_F(Configuration, AChangeKeepsTheFileAsPrivateAsItWas) {
+    using std::filesystem::perms;
+    for (const perms rights : {perms::owner_read | perms::owner_write,
+                               perms::owner_read | perms::owner_write | perms::group_read}) {
+        WriteUserFile("[Mine]\nKey = 1\n");
+        std::filesystem::permissions(m_home.Path("config/rampart.ini"), rights);
+        ASSERT_TRUE(DictUtil::SetConfigString(_T("Mine"), _T("Key"), _T("2")));
+        EXPECT_EQ(rights, std::filesystem::status(m_home.Path("config/rampart.ini")).permissions());
+    }
+}
+#endif
+
 TEST_F(Configuration, ReadersNeverSeeHalfOfAChange) {
     ASSERT_TRUE(DictUtil::SetConfigString(_T("P"), _T("a"), _T("1")));
     std::atomic<bool> stop = false;

@@ -63,6 +63,27 @@ TEST(CopyFileContent, OntoItselfLosesNothing) {
     }
 }
 
+TEST(CopyFileContent, AChangeOfTheSourceMeanwhileIsAFailureWhereItMustRest) {
+    const CopyProgress quiet = [](uint64_t, uint64_t) { return true; };
+    for (const bool mustRest : {false, true}) {
+        TempTree tree({{"from", "content"}, {"to", "of an earlier copy"}});
+        // Of the same length, so that its time alone shows it.
+        const CopyProgress writer = [&](uint64_t, uint64_t moved) {
+            if (moved == 0) {
+                tree.Write("from", "CONTENT");
+                tree.SetWriteTime("from", 1'111'111'111'222'333'400);
+            }
+            return true;
+        };
+        SetLastError(kNoError);
+        EXPECT_EQ(!mustRest, CopyFileContent(tree.Engine("from"), tree.Engine("to"), writer, mustRest));
+        EXPECT_EQ(mustRest ? kSharingViolation : kNoError, LastError());
+        EXPECT_EQ(!mustRest, tree.Exists("to"));
+        EXPECT_TRUE(CopyFileContent(tree.Engine("from"), tree.Engine("to"), quiet, mustRest));
+        EXPECT_EQ("CONTENT", tree.Read("to"));
+    }
+}
+
 TEST(CopyFileContent, AStopLeavesNoPartOfTheTarget) {
     TempFolder folder;
     folder.Write("from", Pattern(30'000'000));

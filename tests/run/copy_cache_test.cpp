@@ -5,6 +5,7 @@
 #include "progress/task_prg.h"
 #include "run/copy_progress.h"
 #include "support/engine_home.h"
+#include "support/scripted_clock.h"
 
 namespace rampart::test {
 
@@ -123,6 +124,48 @@ TEST_F(CopyCache, AFileThatCannotBeReadIsWarnedOfAndLeftOut) {
     m_task->m_pTaskPrg->m_bCancel = 0;
     EXPECT_EQ(0, error) << "a cancel is no fault of the file";
     EXPECT_TRUE(Events().empty());
+}
+
+// Writes to the source while it is copied, as often as it is told to.
+class Writer : public CPrgAttachment {
+public:
+    Writer(TempFolder const& folder, int changes) : m_folder(folder), m_changesLeft(changes) {}
+
+    int SetStateString(CString const&, CString const&) override {
+        if (m_changesLeft > 0) {
+            // Each state is longer: the system's times of files are too coarse for quick changes.
+            m_folder.Write("d/good", m_content += '+');
+            --m_changesLeft;
+        }
+        platform::SleepMilliseconds(1000);  // the display is asked once a second
+        return 0;
+    }
+
+private:
+    TempFolder const& m_folder;
+    int m_changesLeft;
+    std::string m_content = "state";
+};
+
+TEST_F(CopyCache, AFileThatChangesUnderTheCopyIsCopiedAgainOrLeftOut) {
+    ScriptedClock clock(Utc(2026, 1, 1));  // the rests between the tries cost no time
+    auto* const registry = ManageMultipleRunningTask::GetInstance();
+    registry->AddWoringTaskToVector(m_task);
+    m_task->m_copyingFilePath = Local("good");
+    m_task->SetSendCopyInfoToPrgbar(1);
+    CString source = Local("good");
+    CString target = CacheFile("good");
+    for (int const changes : {1, 2, 1000}) {
+        Writer writer(m_tree, changes);
+        m_task->m_pTaskPrg->AddAttachment(&writer);
+        __int64 error = 0;
+        int const copied = m_task->CopyBackupFile(source, target, error);
+        m_task->m_pTaskPrg->RemoveAttachment(&writer);
+        EXPECT_EQ(changes < 1000, copied != 0);
+        EXPECT_EQ(changes < 1000 ? 0 : 4, error);
+        EXPECT_EQ(changes < 1000, KXFile::FileExists(target));
+    }
+    registry->RemoveWorkingTaskFromVector(m_task);
 }
 
 TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {

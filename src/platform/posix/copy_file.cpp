@@ -16,8 +16,8 @@ constexpr uint64_t kBlock = 512;             // unit of st_blocks
 // One copy, from the open source to the removal of what a failure left behind.
 class FileCopy {
 public:
-    FileCopy(std::string from, std::string to, const CopyProgress& progress)
-        : m_from(std::move(from)), m_to(std::move(to)), m_progress(progress) {}
+    FileCopy(std::string from, std::string to, const CopyProgress& progress, bool mustRest)
+        : m_from(std::move(from)), m_to(std::move(to)), m_progress(progress), m_mustRest(mustRest) {}
 
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
@@ -36,7 +36,6 @@ public:
         m_isPartial = !CopyContent();
         return !m_isPartial;
     }
-    bool IsShared() const { return m_isShared; }
 
 private:
     bool OpenSource() {
@@ -82,7 +81,7 @@ private:
     }
 
     bool CopyContent() {
-        if (!Report(0) || !MoveBytes()) {
+        if (!Report(0) || !MoveBytes() || (m_mustRest && !HasRested())) {
             return false;
         }
         const timespec times[2] = {m_status.st_atim, m_status.st_mtim};
@@ -106,6 +105,21 @@ private:
         }
         const bool sparse = static_cast<uint64_t>(m_status.st_blocks) * kBlock < m_total;
         return sparse ? MoveSparse() : MoveRange(0, m_total, /*buffered=*/false);
+    }
+
+    // Content that is shared is of one moment, whatever happens to the source.
+    bool HasRested() const {
+        struct stat now;
+        if (!m_isShared && fstat(m_source.Get(), &now) != 0) {
+            return FailWithErrno(errno);
+        }
+        const auto same = [](const timespec& a, const timespec& b) {
+            return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+        };
+        return m_isShared ||
+               (now.st_size == m_status.st_size && same(now.st_mtim, m_status.st_mtim) &&
+                same(now.st_ctim, m_status.st_ctim)) ||
+               FailWithErrno(EBUSY);
     }
 
     bool MoveSparse() {
@@ -183,6 +197,7 @@ private:
     const std::string m_from;
     const std::string m_to;
     const CopyProgress& m_progress;
+    const bool m_mustRest;
     Descriptor m_source;
     Descriptor m_target;
     struct stat m_status = {};
@@ -195,18 +210,11 @@ private:
 
 }  // namespace
 
-bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool* shared) {
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool mustRest) {
     std::string source = ToNativePath(from);
     std::string target = ToNativePath(to);
-    if (source.empty() || target.empty()) {
-        return false;
-    }
-    FileCopy copy(std::move(source), std::move(target), progress);
-    const bool done = copy.Run();
-    if (shared != nullptr) {
-        *shared = copy.IsShared();
-    }
-    return done;
+    return !source.empty() && !target.empty() &&
+           FileCopy(std::move(source), std::move(target), progress, mustRest).Run();
 }
 
 }  // namespace rampart::platform

@@ -1,5 +1,6 @@
 #include "platform/posix/drive_table.h"
 
+#include "platform/immortal.h"
 #include "platform/posix/drive_letters.h"
 
 namespace rampart::platform {
@@ -102,8 +103,8 @@ private:
 };
 
 DriveRegistry& Registry() {
-    static DriveRegistry registry;
-    return registry;
+    static Immortal<DriveRegistry> registry;
+    return *registry;
 }
 
 }  // namespace

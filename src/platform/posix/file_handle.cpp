@@ -10,6 +10,7 @@ namespace rampart::platform {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // less what the user's mask takes away
+constexpr mode_t kPrivateFileMode = 0600;
 
 timespec ToTimespec(int64_t nanoseconds) {
     if (nanoseconds == -1) {
@@ -98,7 +99,8 @@ std::unique_ptr<FileHandle> FileHandle::Open(TextView path, uint32_t mode) {
 }
 
 std::unique_ptr<FileHandle> FileHandle::OpenNative(const std::string& nativePath, uint32_t mode) {
-    Descriptor fd(Retry([&] { return open(nativePath.c_str(), OpenFlags(mode), kNewFileMode); }));
+    const mode_t newFileMode = (mode & kOpenPrivate) != 0 ? kPrivateFileMode : kNewFileMode;
+    Descriptor fd(Retry([&] { return open(nativePath.c_str(), OpenFlags(mode), newFileMode); }));
     if (!fd) {
         FailOnPath(errno, nativePath);
         return nullptr;

@@ -108,6 +108,19 @@ bool SetAttributes(TextView path, uint32_t attributes) {
     return mode == old || fchmodat(AT_FDCWD, native.c_str(), mode, 0) == 0 || FailWithErrno(errno);
 }
 
+bool CopyAccessRights(TextView from, TextView to) {
+    const std::string source = ToNativePath(from);
+    const std::string target = ToNativePath(to);
+    struct stat status;
+    if (source.empty() || target.empty()) {
+        return false;
+    }
+    if (stat(source.c_str(), &status) != 0) {
+        return FailOnPath(errno, source);
+    }
+    return fchmodat(AT_FDCWD, target.c_str(), status.st_mode & 0777, 0) == 0 || FailOnPath(errno, target);
+}
+
 bool SameFile(TextView a, TextView b) {
     FileStatus first;
     FileStatus second;

@@ -141,7 +141,9 @@ private:
                 return;
             }
             const Descriptor connection(accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-            if (connection && IsOwnUser(connection.Get())) {
+            if (!connection) {
+                poll(&waits[1], 1, kRestMs);  // no descriptor is free: the sender waits in the queue
+            } else if (IsOwnUser(connection.Get())) {
                 SetTimeouts(connection.Get(), kReceiveTimeoutMs);
                 SocketConnection socket(connection.Get());
                 AnswerMessage(socket, m_handler);

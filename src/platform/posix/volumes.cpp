@@ -78,6 +78,10 @@ bool ConnectNetworkPath(TextView enginePath) {
     return QueryStatus(enginePath, status) || LastError() == kFileNotFound || LastError() == kPathNotFound;
 }
 
+std::vector<Text> SystemFolders() {
+    return {_T("C:\\proc"), _T("C:\\sys"), _T("C:\\dev")};
+}
+
 bool IsRemovablePath(TextView enginePath) {
     const std::string native = ToNativePath(enginePath);
     return !native.empty() && CurrentDriveTable().FindNative(native).removable;

@@ -9,18 +9,11 @@ namespace {
 constexpr uint64_t kStep = 8 * 1024 * 1024;  // between two progress calls
 constexpr uint64_t kBufferSize = 1024 * 1024;
 
-OVERLAPPED At(uint64_t offset) {
-    OVERLAPPED position = {};
-    position.Offset = static_cast<DWORD>(offset);
-    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return position;
-}
-
 // One copy, from the open source to the removal of what a failure left behind.
 class FileCopy {
 public:
-    FileCopy(std::wstring from, std::wstring to, const CopyProgress& progress)
-        : m_from(std::move(from)), m_to(std::move(to)), m_progress(progress) {}
+    FileCopy(std::wstring from, std::wstring to, const CopyProgress& progress, bool mustRest)
+        : m_from(std::move(from)), m_to(std::move(to)), m_progress(progress), m_mustRest(mustRest) {}
 
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
@@ -80,7 +73,7 @@ private:
     }
 
     bool CopyContent() {
-        if (!Report(0) || !MoveBytes()) {
+        if (!Report(0) || !MoveBytes() || (m_mustRest && !HasRested())) {
             return false;
         }
         const FILETIME access = FileTimeOf(m_status.accessTime);
@@ -106,6 +99,15 @@ private:
             return MoveSparse();
         }
         return MoveRange(0, m_total);
+    }
+
+    bool HasRested() const {
+        FileStatus now;
+        if (!ReadStatus(m_source.Get(), now)) {
+            return FailWithSystemError();
+        }
+        return (now.size == m_status.size && now.writeTime == m_status.writeTime) ||
+               FailWithSystemError(ERROR_SHARING_VIOLATION);
     }
 
     bool MoveSparse() {
@@ -159,14 +161,14 @@ private:
     }
 
     bool MovePiece(uint64_t offset, DWORD size, DWORD& moved) const {
-        OVERLAPPED position = At(offset);
+        OVERLAPPED position = OverlappedAt(offset);
         if (ReadFile(m_source.Get(), m_buffer.get(), size, &moved, &position) == 0) {
             moved = 0;
             return ::GetLastError() == ERROR_HANDLE_EOF;
         }
         DWORD written = 0;
         for (DWORD done = 0; done < moved; done += written) {
-            position = At(offset + done);
+            position = OverlappedAt(offset + done);
             if (WriteFile(m_target.Get(), m_buffer.get() + done, moved - done, &written, &position) == 0) {
                 return false;
             }
@@ -193,6 +195,7 @@ private:
     const std::wstring m_from;
     const std::wstring m_to;
     const CopyProgress& m_progress;
+    const bool m_mustRest;
     SystemHandle m_source;
     SystemHandle m_target;
     FileStatus m_status;
@@ -204,14 +207,11 @@ private:
 
 }  // namespace
 
-bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool* shared) {
-    if (shared != nullptr) {
-        *shared = false;
-    }
+bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool mustRest) {
     std::wstring source = SystemPath(from);
     std::wstring target = SystemPath(to);
     return !source.empty() && !target.empty() &&
-           FileCopy(std::move(source), std::move(target), progress).Run();
+           FileCopy(std::move(source), std::move(target), progress, mustRest).Run();
 }
 
 }  // namespace rampart::platform

@@ -7,13 +7,6 @@ constexpr size_t kLargestMove = size_t{1} << 30;  // in one call of the system
 // A byte that no file reaches: a lock of it keeps nobody from reading or writing the file.
 constexpr uint64_t kLockedByte = uint64_t{INT64_MAX} - 1;
 
-OVERLAPPED At(uint64_t offset) {
-    OVERLAPPED position = {};
-    position.Offset = static_cast<DWORD>(offset);
-    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return position;
-}
-
 class WindowsFileHandle : public FileHandle {
 public:
     explicit WindowsFileHandle(SystemHandle file) : m_file(std::move(file)) {}
@@ -21,7 +14,7 @@ public:
     int64_t ReadAt(uint64_t offset, void* buffer, size_t size) override {
         size_t done = 0;
         while (done < size) {
-            OVERLAPPED position = At(offset + done);
+            OVERLAPPED position = OverlappedAt(offset + done);
             DWORD moved = 0;
             if (ReadFile(m_file.Get(), static_cast<char*>(buffer) + done, Piece(size - done), &moved,
                          &position) == 0) {
@@ -42,7 +35,7 @@ public:
     int64_t WriteAt(uint64_t offset, const void* buffer, size_t size) override {
         size_t done = 0;
         while (done < size) {
-            OVERLAPPED position = At(offset + done);
+            OVERLAPPED position = OverlappedAt(offset + done);
             DWORD moved = 0;
             if (WriteFile(m_file.Get(), static_cast<const char*>(buffer) + done, Piece(size - done), &moved,
                           &position) == 0) {
@@ -84,7 +77,7 @@ public:
 
     // A lock that this handle holds gives way to the new one.
     bool TryLock(bool exclusive) override {
-        OVERLAPPED position = At(kLockedByte);
+        OVERLAPPED position = OverlappedAt(kLockedByte);
         if (m_isLocked) {
             UnlockFileEx(m_file.Get(), 0, 1, 0, &position);
             m_isLocked = false;

@@ -94,6 +94,27 @@ std::wstring ReadText(Call&& call) {
     }
 }
 
+// The prefix that lifts the limit of length, before a path on a share.
+inline constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
+
+// Where a read or write of an open file begins.
+inline OVERLAPPED OverlappedAt(uint64_t offset) {
+    OVERLAPPED position = {};
+    position.Offset = static_cast<DWORD>(offset);
+    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return position;
+}
+
+inline constexpr int kInterruptedExitCode = 6;  // of a program that is told a second time to end
+
+// The end of a console handler. The system ends the process when the handler of a closing console returns, or
+// some seconds from now; the program uses them.
+inline void StayForTheEnd(DWORD controlEvent) {
+    if (controlEvent != CTRL_C_EVENT && controlEvent != CTRL_BREAK_EVENT) {
+        ::Sleep(INFINITE);
+    }
+}
+
 // An UTF-8 path with forward slashes, and the same in the system's characters.
 std::string NativeOf(TextView systemText);
 

@@ -10,7 +10,6 @@ namespace rampart::platform {
 namespace {
 
 constexpr TextView kLongPrefix = L"\\\\?\\";
-constexpr TextView kLongShare = L"\\\\?\\UNC\\";
 
 bool StartsWithFolder(TextView path, TextView folder) {
     while (folder.ends_with(L'\\')) {

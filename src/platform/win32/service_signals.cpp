@@ -7,7 +7,6 @@
 namespace rampart::platform {
 namespace {
 
-constexpr int kInterruptedExitCode = 6;
 constexpr wchar_t kStopEvent[] = L"Local\\KorvaneRampartServiceStop";
 constexpr wchar_t kReloadEvent[] = L"Local\\KorvaneRampartServiceReload";
 
@@ -17,15 +16,12 @@ HANDLE s_stopEvent = nullptr;
 HANDLE s_reloadEvent = nullptr;
 HANDLE s_wakeEvent = nullptr;
 
-BOOL WINAPI OnControl(DWORD event) {
+BOOL WINAPI OnServiceControl(DWORD event) {
     if (s_stop.exchange(true) && event == CTRL_C_EVENT) {
         ExitProcess(kInterruptedExitCode);
     }
     SetEvent(s_wakeEvent);
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-        // The system ends the process when this returns, or some seconds from now; the program uses them.
-        ::Sleep(INFINITE);
-    }
+    StayForTheEnd(event);
     return TRUE;
 }
 
@@ -39,7 +35,7 @@ void CatchServiceSignals() {
         ResetEvent(s_stopEvent);
     }
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have switched the signal off
-    SetConsoleCtrlHandler(&OnControl, TRUE);
+    SetConsoleCtrlHandler(&OnServiceControl, TRUE);
 }
 
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {

@@ -10,18 +10,14 @@ namespace rampart::platform {
 namespace {
 
 constexpr int kDefaultWidth = 80;
-constexpr int kInterruptedExitCode = 6;
 
 std::atomic<bool> s_interrupted{false};
 
-BOOL WINAPI OnControl(DWORD event) {
+BOOL WINAPI OnInterrupt(DWORD event) {
     if (s_interrupted.exchange(true)) {
         ExitProcess(kInterruptedExitCode);
     }
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-        // The system ends the process when this returns, or some seconds from now; the program uses them.
-        ::Sleep(INFINITE);
-    }
+    StayForTheEnd(event);
     return TRUE;
 }
 
@@ -55,7 +51,7 @@ int TerminalWidth() {
 
 void CatchInterrupts() {
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have switched the signal off
-    SetConsoleCtrlHandler(&OnControl, TRUE);
+    SetConsoleCtrlHandler(&OnInterrupt, TRUE);
 }
 
 bool IsInterrupted() {

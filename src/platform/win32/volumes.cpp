@@ -9,8 +9,6 @@
 namespace rampart::platform {
 namespace {
 
-constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
-
 // "\\server\share" of a path on a share or on a drive that stands for one; empty for any other.
 std::wstring ShareOf(const std::wstring& path) {
     std::wstring root = SystemRoot(path);
@@ -80,6 +78,10 @@ bool IsNetworkPath(TextView enginePath) {
     const std::wstring path = SystemPath(enginePath);
     return !path.empty() &&
            (path.starts_with(kLongShare) || GetDriveTypeW(SystemRoot(path).c_str()) == DRIVE_REMOTE);
+}
+
+std::vector<Text> SystemFolders() {
+    return {};
 }
 
 bool IsRemovablePath(TextView enginePath) {
