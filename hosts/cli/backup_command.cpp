@@ -42,6 +42,9 @@ int RunBackup(CommonOptions const& common, BackupOptions const& options) {
         ledger.Print(common);
         throw CommandError(kExitFailed, "there is nothing to back up: none of the paths exists");
     }
+    if (options.limit > 0) {
+        LimitCopyDuty(options.limit);
+    }
     EngineSession session(common, true);
     int exitCode = kExitFailed;
     {

@@ -12,6 +12,8 @@ int RunBackup(CommonOptions const& common, BackupOptions const& options);
 int RunRestore(CommonOptions const& common, RestoreOptions const& options);
 int RunList(CommonOptions const& common, ListOptions const& options);
 int RunVersions(CommonOptions const& common, ListOptions const& options);
+int RunStatus(CommonOptions const& common, StatusOptions const& options);
+int RunEvents(CommonOptions const& common, EventOptions const& options);
 int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions const& options);
 int RunTaskList(CommonOptions const& common, TaskOptions const& options);
 int RunTaskShow(CommonOptions const& common, TaskOptions const& options);

@@ -23,6 +23,8 @@ Examples:
   rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
   rampart task add ~/documents --name documents --daily 02:30
   rampart task next                               when and why each task runs next
+  rampart status --watch                          what runs at this moment
+  rampart events --follow                         what happened, and what happens
   rampart vault verify --read-data                check every stored byte
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was left out, 6 cancelled.)";
@@ -33,6 +35,8 @@ struct CommandLine {
     RestoreOptions restore;
     ListOptions list;
     ListOptions versions;
+    StatusOptions status;
+    EventOptions events;
     VerifyOptions verify;
     TaskOptions task;
 };
@@ -43,6 +47,8 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
         ->envname("RAMPART_VAULT");
     app.add_flag("--json", common.json, "Print the result as JSON");
     app.add_flag("-q,--quiet", common.quiet, "Print errors and warnings only");
+    auto* const yes = app.add_flag("-y,--yes", common.yes, "Answer questions with yes");
+    app.add_flag("--no", common.no, "Answer questions with no")->excludes(yes);
 }
 
 void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
@@ -61,6 +67,8 @@ void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
         ->add_option("--versions", line.backup.versions,
                      "Versions to keep of each file, the present one included")
         ->check(CLI::Range(1, 1000000));
+    AddLimit(*command, line.backup.limit);
+    command->footer("While it runs on a terminal: p pauses it and lets it go on, q cancels it.");
     command->callback([&] { exitCode = RunBackup(line.common, line.backup); });
 }
 
@@ -94,6 +102,19 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
     versions->callback([&] { exitCode = RunVersions(line.common, line.versions); });
 }
 
+void AddWatching(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const status = app.add_subcommand("status", "Show what runs at this moment and what waits");
+    status->add_flag("-w,--watch", line.status.watch, "Go on showing it, until q or Ctrl-C");
+    status->callback([&] { exitCode = RunStatus(line.common, line.status); });
+
+    CLI::App* const events = app.add_subcommand("events", "List what happened, the newest last");
+    events->add_option("task", line.events.task, "Name of a task (default: all)");
+    events->add_option("--last", line.events.last, "So many of them (default: 20)")
+        ->check(CLI::Range(1, 1000000));
+    events->add_flag("-f,--follow", line.events.follow, "Then go on with what happens, until Ctrl-C");
+    events->callback([&] { exitCode = RunEvents(line.common, line.events); });
+}
+
 void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const vault = app.add_subcommand("vault", "Make, check and measure a vault");
     vault->require_subcommand(1);
@@ -121,6 +142,7 @@ int Main(int argc, char** argv) {
     AddBackup(app, line, exitCode);
     AddRestore(app, line, exitCode);
     AddListings(app, line, exitCode);
+    AddWatching(app, line, exitCode);
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
     try {

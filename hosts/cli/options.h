@@ -14,6 +14,8 @@ struct CommonOptions {
     std::string vault;  // URL or native path; empty for the configured one
     bool json = false;
     bool quiet = false;
+    bool yes = false;  // answers of the engine's questions
+    bool no = false;
 };
 
 struct BackupOptions {
@@ -23,6 +25,7 @@ struct BackupOptions {
     std::vector<std::string> exclude;
     std::vector<std::string> include;
     long long versions = 0;  // 0: the task's own, or the default
+    int limit = 0;           // percent of the time that copying may take; 0: as configured
 };
 
 struct RestoreOptions {
@@ -36,6 +39,16 @@ struct RestoreOptions {
 struct ListOptions {
     std::string path;
     bool recursive = false;
+};
+
+struct StatusOptions {
+    bool watch = false;
+};
+
+struct EventOptions {
+    std::string task;  // empty for all
+    long long last = 20;
+    bool follow = false;
 };
 
 struct VerifyOptions {

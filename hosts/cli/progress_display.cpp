@@ -2,7 +2,9 @@
 
 #include <iostream>
 
+#include "common/task_report.h"
 #include "output.h"
+#include "person.h"
 
 namespace rampart::cli {
 
@@ -28,7 +30,7 @@ bool ProgressDisplay::IsDue() {
     auto const now = std::chrono::steady_clock::now();
     auto const period =
         m_rewrites ? std::chrono::milliseconds(kTerminalPeriod) : std::chrono::milliseconds(kPlainPeriod);
-    if (!m_enabled || now - m_last < period) {
+    if (!m_enabled || now - m_last < period || IsQuestionOpen()) {
         return false;
     }
     m_last = now;
@@ -38,7 +40,11 @@ bool ProgressDisplay::IsDue() {
 void ProgressDisplay::Show(CBackupTask& task) {
     if (m_enabled && task.m_pTaskPrg != nullptr && IsDue()) {
         m_last = {};
-        Show(LineOf(task));
+        nlohmann::json progress = DescribeProgress(task);
+        TransferTotals totals;
+        VaultAdmin::Transferred(totals);
+        progress["files"] = totals.files;
+        Show(ProgressText(progress));
     }
 }
 
@@ -52,38 +58,7 @@ void ProgressDisplay::Show(std::string const& text) {
         return;
     }
     size_t const width = static_cast<size_t>(std::max(20, TerminalWidth() - 1));
-    std::string const line = text.size() > width ? text.substr(0, width - 3) + "..." : text;
-    std::cerr << '\r' << line << "\x1b[K" << std::flush;
-}
-
-std::string ProgressDisplay::LineOf(CBackupTask& task) const {
-    CTaskPrgClass& progress = *task.m_pTaskPrg;
-    if (progress.m_nState != ProgressStateTransfer && progress.m_nState != ProgressStateUnchanged) {
-        return "Searching: " + FormatCount(task.m_scanTotalFileCount, "file", "files") + ", " +
-               FormatCount(task.m_addedFileCount + task.m_scanNeedBackupFileCount, "to send", "to send");
-    }
-    __int64 sent = 0;
-    __int64 total = 0;
-    progress.GetProgressBarInfo(sent, total);
-    sent = progress.GetNowSent();
-    TransferTotals totals;
-    VaultAdmin::Transferred(totals);
-    std::string line;
-    if (total > 0) {
-        line = std::to_string(std::min<__int64>(100, sent * 100 / total)) + "%  ";
-    }
-    line +=
-        FormatBytes(sent) + " of " + FormatBytes(total) + ", " + FormatCount(totals.files, "file", "files");
-    int const speed = progress.GetSpeed();
-    if (speed > 0) {
-        line += ", " + FormatBytes(speed) + "/s";
-    }
-    int const seconds = progress.GetRemSec();
-    if (seconds > 0 && sent < total) {
-        line += ", " + FormatDuration(seconds) + " left";
-    }
-    std::string const file = PrintablePath(progress.GetFilePath());
-    return file.empty() ? line : line + "  " + file;
+    std::cerr << '\r' << Shortened(text, width) << "\x1b[K" << std::flush;
 }
 
 }  // namespace rampart::cli

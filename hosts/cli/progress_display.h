@@ -19,7 +19,6 @@ public:
     void Show(std::string const& text);
 
 private:
-    std::string LineOf(CBackupTask& task) const;
     bool IsDue();
 
     bool const m_enabled;

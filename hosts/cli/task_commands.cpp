@@ -9,6 +9,7 @@
 #include "common/service_link.h"
 #include "common/task_report.h"
 #include "output.h"
+#include "service_tasks.h"
 #include "session.h"
 #include "task_options.h"
 #include "task_run.h"
@@ -18,28 +19,6 @@ namespace rampart::cli {
 namespace {
 
 constexpr unsigned int kPollMs = 100;
-
-// The tasks as the service sees them, or as they are stored.
-nlohmann::json TasksOf(CBackupManage& manager, bool hasService) {
-    if (hasService) {
-        if (std::optional<ServiceAnswer> answer = AskService(RequestKind::kTasks)) {
-            return std::move(answer->data);
-        }
-    }
-    return TaskDescriptions().Describe(manager, false);
-}
-
-// The answer of the service, whose refusal ends the command.
-ServiceAnswer Ask(RequestKind kind, nlohmann::json const& body) {
-    std::optional<ServiceAnswer> answer = AskService(kind, body);
-    if (!answer) {
-        throw CommandError(kExitFailed, "BackupService has just ended; try again");
-    }
-    if (answer->code != kExitDone) {
-        throw CommandError(static_cast<ExitCode>(answer->code), answer->text);
-    }
-    return std::move(*answer);
-}
 
 nlohmann::json FindTask(nlohmann::json const& tasks, CBackupManage& manager, std::string const& name) {
     // By machine and name, too; a service may know a task that was not there when this process looked.
@@ -226,6 +205,9 @@ int RunTaskNow(CommonOptions const& common, TaskOptions const& options) {
     }
     CBackupTask& task = RequireTask(manager, options.name, true);
     std::unique_ptr<HeldName> const mark = MarkRun(task);
+    if (options.limit > 0) {
+        LimitCopyDuty(options.limit);
+    }
     return RunTaskHere(common, manager, task, false, ledger);
 }
 

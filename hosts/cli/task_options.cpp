@@ -84,6 +84,13 @@ std::vector<std::string> AbsolutePaths(std::vector<std::string> const& paths) {
 
 }  // namespace
 
+void AddLimit(CLI::App& command, int& limit) {
+    command
+        .add_option("--limit", limit,
+                    "Percent of the time that copying to the cache may take; the rest is left to others")
+        ->check(CLI::Range(1, 100));
+}
+
 void AddTaskCommands(CLI::App& app, CommonOptions& common, TaskOptions& options, int& exitCode) {
     CLI::App& task = *app.add_subcommand("task", "Make, change and run the tasks of this machine");
     task.require_subcommand(1);
@@ -124,6 +131,7 @@ void AddTaskCommands(CLI::App& app, CommonOptions& common, TaskOptions& options,
     AddName(run, options, true);
     run.add_flag("--no-wait", options.doesNotWait,
                  "Come back when the service has started it; without a service it runs here, to its end");
+    AddLimit(run, options.limit);
     AddName(Command(task, "enable", "Let a task run by itself again", change(ChangeKind::kEnable)), options,
             true);
     AddName(Command(task, "disable", "Keep a task, but do not run it", change(ChangeKind::kDisable)), options,

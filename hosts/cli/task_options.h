@@ -28,10 +28,13 @@ struct TaskOptions {
     bool isDisabled = false;
     bool deletesBackup = false;
     bool doesNotWait = false;
+    int limit = 0;  // percent of the time that copying may take; 0: as configured
 };
 
 // Adds "task" and its commands to the program.
 void AddTaskCommands(CLI::App& app, CommonOptions& common, TaskOptions& options, int& exitCode);
+// Adds --limit to a command that runs a task.
+void AddLimit(CLI::App& command, int& limit);
 // Throws CommandError for values of a wrong form.
 TaskChange ChangeOf(ChangeKind kind, TaskOptions const& options);
 

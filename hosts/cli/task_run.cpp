@@ -9,6 +9,7 @@
 #include "common/service_link.h"
 #include "common/task_change.h"
 #include "output.h"
+#include "person.h"
 #include "progress_display.h"
 
 namespace rampart::cli {
@@ -31,18 +32,39 @@ struct Outcome {
     CString warnings;
 };
 
+void TogglePause(CBackupTask& task) {
+    if (task.m_pTaskPrg->IsPaused()) {
+        task.m_pTaskPrg->Resume(task.m_taskName);
+    } else {
+        task.m_pTaskPrg->Pause(task.m_taskName);
+    }
+}
+
 void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
     if (!isStarted && !task.StartBackupByUser(0)) {
         CString const reason = task.GetManualStartErrorMsg();
         throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));
     }
+    Keys keys;
+    bool isEndWanted = false;
     while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
         // Again while it lasts: a run that has just begun clears a cancel that came before it.
-        if (IsInterrupted() && task.m_pTaskPrg->m_bCancel == 0) {
+        if ((IsInterrupted() || isEndWanted) && task.m_pTaskPrg->m_bCancel == 0) {
             task.m_pTaskPrg->CancelMe();
         }
         display.Show(task);
-        SleepMilliseconds(kPollMs);
+        switch (keys.Next(kPollMs)) {
+            case 'p':
+            case 'P':
+                TogglePause(task);
+                break;
+            case 'q':
+            case 'Q':
+                isEndWanted = true;
+                break;
+            default:
+                break;
+        }
     }
     while (task.GetRunningUploadCount() > 0) {
         SleepMilliseconds(kPollMs);

@@ -19,6 +19,7 @@ enum class RequestKind {
     kRun,     // start the named task
     kStop,    // cancel the run of the named task
     kReload,  // something changed: look at the database and at the marks now
+    kPause,   // pause the run of the named task, or let it go on: "isPaused"
 };
 
 struct ServiceAnswer {

@@ -222,6 +222,50 @@ nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings)
             {"changed", task.m_reportChangedCount.Get()}};
 }
 
+nlohmann::json DescribeProgress(CBackupTask& task) {
+    CTaskPrgClass& progress = *task.m_pTaskPrg;
+    bool const isSearching =
+        progress.m_nState != ProgressStateTransfer && progress.m_nState != ProgressStateUnchanged;
+    __int64 sent = 0;
+    __int64 total = 0;
+    progress.GetProgressBarInfo(sent, total);
+    return {{"isPaused", progress.IsPaused() != 0},
+            {"isSearching", isSearching},
+            {"found", task.m_scanTotalFileCount.Get()},
+            {"toSend", task.m_addedFileCount.Get() + task.m_scanNeedBackupFileCount.Get()},
+            {"sentBytes", progress.GetNowSent()},
+            {"totalBytes", total},
+            {"bytesASecond", progress.GetSpeed()},
+            {"secondsLeft", progress.GetRemSec()},
+            {"file", PrintablePath(progress.GetFilePath())}};
+}
+
+std::string ProgressText(nlohmann::json const& progress) {
+    std::string const pause = progress.value("isPaused", false) ? "paused; " : "";
+    if (progress.value("isSearching", false)) {
+        return pause + "searching: " + FormatCount(progress.value("found", 0LL), "file", "files") + ", " +
+               FormatCount(progress.value("toSend", 0LL), "to send", "to send");
+    }
+    __int64 const sent = progress.value("sentBytes", 0LL);
+    __int64 const total = progress.value("totalBytes", 0LL);
+    std::string line = pause;
+    if (total > 0) {
+        line += std::to_string(std::min<__int64>(100, sent * 100 / total)) + "%  ";
+    }
+    line += FormatBytes(sent) + " of " + FormatBytes(total);
+    if (progress.contains("files")) {
+        line += ", " + FormatCount(progress["files"].get<long long>(), "file", "files");
+    }
+    if (__int64 const speed = progress.value("bytesASecond", 0LL); speed > 0) {
+        line += ", " + FormatBytes(speed) + "/s";
+    }
+    if (__int64 const seconds = progress.value("secondsLeft", 0LL); seconds > 0 && sent < total) {
+        line += ", " + FormatDuration(seconds) + " left";
+    }
+    std::string const file = progress.value("file", "");
+    return file.empty() ? line : line + "  " + file;
+}
+
 nlohmann::json TaskDescriptions::Describe(CBackupManage& manager, bool isServiceRunning) {
     Surroundings surroundings;
     surroundings.machine = manager.m_myID;
@@ -244,6 +288,10 @@ nlohmann::json TaskDescriptions::Describe(CBackupManage& manager, bool isService
             entry["state"] = "running";
             entry["nextText"] = "runs at this moment";
             entry["next"] = nullptr;
+            // A run of another program has no progress here.
+            if (task->m_pTaskPrg != nullptr && task->m_pBackupThread != nullptr) {
+                entry["progress"] = DescribeProgress(*task);
+            }
         }
         list.push_back(entry);
     }

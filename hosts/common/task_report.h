@@ -35,6 +35,11 @@ std::string WhenText(CTime const& stored);
 // Settings, state, last result and next run, in printable texts.
 nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings);
 
+// How far a running task is: bytes, files, speed, what is left.
+nlohmann::json DescribeProgress(CBackupTask& task);
+// The same in a line for people.
+std::string ProgressText(nlohmann::json const& progress);
+
 // Describes all tasks of a manager, in its order. The dates of a running task belong to its run: what was
 // told of it before, or the little that may be told, stands for it until it ends.
 class TaskDescriptions {

@@ -77,6 +77,18 @@ std::string Utf8(CString const& text) {
     return text.ToUtf8();
 }
 
+std::string Shortened(std::string const& text, size_t width) {
+    constexpr std::string_view kEllipsis = "...";
+    if (text.size() <= width || width < kEllipsis.size()) {
+        return text.substr(0, width);
+    }
+    size_t end = width - kEllipsis.size();
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    return text.substr(0, end).append(kEllipsis);
+}
+
 std::string FormatBytes(__int64 bytes) {
     return Utf8(FormatSizeToString(bytes, 0));
 }

@@ -20,6 +20,9 @@ std::string PrintablePath(CString const& enginePath);
 std::string PrintableServerPath(CString const& serverPath);
 std::string Utf8(CString const& text);
 
+// At most `width` bytes, with an ellipsis where something was cut; no character is cut in two.
+std::string Shortened(std::string const& text, size_t width);
+
 std::string FormatBytes(__int64 bytes);
 std::string FormatCount(__int64 count, char const* one, char const* many);
 // Local time "YYYY-MM-DD HH:MM:SS" of nanoseconds since 1970 UTC; "-" if unknown.

@@ -53,6 +53,8 @@ ServiceAnswer Service::Do(RequestKind kind, nlohmann::json const& body) {
             return StartTask(body.at("task"));
         case RequestKind::kStop:
             return StopTask(body.at("task"));
+        case RequestKind::kPause:
+            return PauseTask(body.at("task"), body.at("isPaused"));
         case RequestKind::kReload:
             m_isLookWanted = true;
             return {};
@@ -90,6 +92,20 @@ ServiceAnswer Service::StartTask(std::string const& name) {
             host::kExitDone, "The task waits for its turn: " + host::Utf8(task.GetManualStartErrorMsg()), {}};
     }
     throw CommandError(host::kExitFailed, host::Utf8(task.GetManualStartErrorMsg()));
+}
+
+ServiceAnswer Service::PauseTask(std::string const& name, bool isPaused) {
+    CBackupTask& task = host::RequireTask(m_manager, name, true);
+    if (!IsRunningHere(&task, m_foreign)) {
+        throw CommandError(host::kExitFailed, "the task does not run in this service");
+    }
+    if (isPaused) {
+        task.m_pTaskPrg->Pause(task.m_taskName);
+    } else {
+        task.m_pTaskPrg->Resume(task.m_taskName);
+    }
+    Log("task '" + host::Printable(name) + (isPaused ? "' paused as asked" : "' goes on as asked"));
+    return {};
 }
 
 ServiceAnswer Service::StopTask(std::string const& name) {

@@ -44,6 +44,7 @@ private:
     host::ServiceAnswer Hello(nlohmann::json const& body);
     host::ServiceAnswer StartTask(std::string const& name);
     host::ServiceAnswer StopTask(std::string const& name);
+    host::ServiceAnswer PauseTask(std::string const& name, bool isPaused);
 
     host::EngineSession m_session;
     ServiceManager& m_manager;

@@ -50,6 +50,18 @@ void UseUtf8Output() {
     platform::UseUtf8Output();
 }
 
+TerminalKeys::TerminalKeys() : m_reader(std::make_unique<platform::KeyReader>()) {}
+
+TerminalKeys::~TerminalKeys() = default;
+
+char TerminalKeys::Next(unsigned int timeoutMs) {
+    return m_reader->Next(timeoutMs);
+}
+
+bool IsInputTerminal() {
+    return platform::IsTerminal(platform::StandardStream::kInput);
+}
+
 bool IsErrorTerminal() {
     return platform::IsTerminal(platform::StandardStream::kError);
 }

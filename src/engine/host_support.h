@@ -1,10 +1,15 @@
 // What a console host needs from the system: native paths, the terminal, the user's interrupt.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "framework/framework.h"
+
+namespace rampart::platform {
+class KeyReader;
+}
 
 namespace rampart {
 
@@ -22,6 +27,7 @@ VAULTLIB_API CString ToEnginePattern(std::string const& pattern);
 VAULTLIB_API std::vector<std::string> ProgramArguments(int count, char** values);
 VAULTLIB_API void UseUtf8Output();
 
+VAULTLIB_API bool IsInputTerminal();
 VAULTLIB_API bool IsErrorTerminal();  // standard error is a terminal
 VAULTLIB_API bool IsOutputTerminal();
 VAULTLIB_API int TerminalWidth();
@@ -29,6 +35,20 @@ VAULTLIB_API int TerminalWidth();
 // Notes an interrupt instead of ending the process; a second one ends it at once with exit code 6.
 VAULTLIB_API void CatchInterrupts();
 VAULTLIB_API bool IsInterrupted();
+
+// The keys of the terminal, one by one and unseen, while it lives. One at a time.
+class VAULTLIB_API TerminalKeys {
+public:
+    TerminalKeys();
+    ~TerminalKeys();
+    TerminalKeys(TerminalKeys const&) = delete;
+    TerminalKeys& operator=(TerminalKeys const&) = delete;
+    // Waits that long for a key; 0 when none came or there is no terminal to read.
+    char Next(unsigned int timeoutMs);
+
+private:
+    std::unique_ptr<platform::KeyReader> m_reader;
+};
 
 VAULTLIB_API void SleepMilliseconds(unsigned int milliseconds);
 

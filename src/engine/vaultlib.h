@@ -22,4 +22,5 @@
 #include "progress/progress_bar.h"
 #include "progress/simple_prg.h"
 #include "progress/task_prg.h"
+#include "run/copy_progress.h"
 #include "task/backup_task.h"

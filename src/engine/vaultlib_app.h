@@ -6,6 +6,7 @@
 #include "engine/loop_item.h"
 #include "engine/main_wnd.h"
 #include "framework/framework.h"
+#include "interfaces/message_box.h"
 #include "interfaces/transferlib.h"
 
 class CBackupManage;

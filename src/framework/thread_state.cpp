@@ -36,13 +36,15 @@ std::shared_ptr<ThreadState> ThreadState::Start(CWinThread* object, int priority
     state->m_handle = HandleTable::Instance().Add(state, HandleTable::Kind::kThread);
     ThreadList::Instance().Started();
     try {
-        std::thread([state, body = std::move(body)] { Main(state, body); }).detach();
+        std::thread thread([state, body = std::move(body)] { Main(state, body); });
+        // With mingw's library a thread that is detached before it began may never begin.
+        state->m_started.Wait(kWaitForever);
+        thread.detach();
     } catch (const std::exception&) {
         ThreadList::Instance().NotStarted();
         HandleTable::Instance().Remove(state->m_handle);
         return nullptr;
     }
-    state->m_started.Wait(kWaitForever);
     return state;
 }
 

@@ -22,10 +22,6 @@ constexpr uint32_t kOpenPageMs = 1000;
 constexpr UINT kSaveTimer = 150;
 constexpr UINT kSaveTimerMs = 300000;
 
-// Styles and answers of the host's message box.
-enum BoxStyle : unsigned int { kYesNo = 4, kRetryCancel = 5 };
-enum BoxAnswer : int { kRetry = 4, kYes = 6 };
-
 int Ask(TCHAR const* key, unsigned int style) {
     return GlobalFunction::QuilMessageBox(DictionaryText(key), style, 0, 0);
 }
@@ -46,7 +42,7 @@ CString SubscriptionAddress(CString const& webAddress) {
 
 // An unpaid account is at its limit: shows the way to a plan, and whether one was taken.
 bool HasSubscribed() {
-    if (Ask(_T("IDS_STRACCOUNTLIMIT"), kYesNo) != kYes) {
+    if (Ask(_T("IDS_STRACCOUNTLIMIT"), rampart::kBoxYesNo) != rampart::kAnswerYes) {
         return false;
     }
     CString const webAddress = ApiUtil::GetRealWebAppURL();
@@ -56,7 +52,7 @@ bool HasSubscribed() {
     }
     rampart::platform::OpenDocument(SubscriptionAddress(webAddress));
     rampart::Sleep(kOpenPageMs);
-    if (Ask(_T("IDS_STRACCOUNTLIMIT"), kRetryCancel) != kRetry) {
+    if (Ask(_T("IDS_STRACCOUNTLIMIT"), rampart::kBoxRetryCancel) != rampart::kAnswerRetry) {
         return false;
     }
     ReLogon(1);

@@ -1,6 +1,7 @@
 // The terminal of a console program, its arguments, its wish to be interrupted, and its working folder.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,19 @@ void UseUtf8Output();
 // second one ends it at once, with the exit code 6.
 void CatchInterrupts();
 bool IsInterrupted();
+
+// The keys of the terminal behind standard input, one by one and unseen, while it lives. One at a time.
+class KeyReader {
+public:
+    KeyReader();
+    ~KeyReader();  // the terminal is as it was
+    KeyReader(const KeyReader&) = delete;
+    KeyReader& operator=(const KeyReader&) = delete;
+
+    // Waits that long for a key. 0 when none came, and where there is no terminal or the program does not stand in
+    // front of it.
+    char Next(uint32_t timeoutMs);
+};
 
 // Absolute native path of the working folder, and a path made absolute against it. Nothing is resolved.
 std::string WorkingFolder();

@@ -1,5 +1,6 @@
 #include "run/copy_progress.h"
 
+#include <atomic>
 #include <cmath>
 #include <mutex>
 
@@ -41,6 +42,8 @@ int SpeedCap() {
     return cap;
 }
 
+std::atomic<int> s_dutyLimit{0};  // 0: the setting holds
+
 // The rest that is due now; notes the work done since the last call.
 uint32_t RestDue(CopyState& state, int percent) {
     std::lock_guard const lock(state.mutex);
@@ -48,7 +51,8 @@ uint32_t RestDue(CopyState& state, int percent) {
         state.lastTick = 0;
     }
     uint32_t const elapsed = platform::TickCount() - state.lastTick;
-    int const duty = CopyDuty(SpeedCap());
+    int const limit = s_dutyLimit;
+    int const duty = limit != 0 ? limit : CopyDuty(SpeedCap());
     if (state.lastTick == 0 || elapsed < 1 || elapsed > kLongestStretchMs || duty < 1 || duty > kNearlyDone) {
         return 0;
     }
@@ -77,6 +81,10 @@ void ShowCopy(CopyState& state, CTaskPrgClass& progress, CBackupTask& task, int 
 }
 
 }  // namespace
+
+void LimitCopyDuty(int percent) {
+    s_dutyLimit = percent;
+}
 
 int CopyDuty(int cap) {
     return static_cast<int>(std::trunc(cap * 0.5 + 10.0));

@@ -14,6 +14,9 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
 // Percent of the time that copying may take, for a setting of "CopySpeedCap".
 int CopyDuty(int cap);
 
+// For this process, instead of the setting: the percent of the time that copying may take, 1 to 100.
+VAULTLIB_API void LimitCopyDuty(int percent);
+
 // How long a copy rests after a stretch of work, so that it keeps to its share of the time. Rests that are
 // too short to take are carried as a debt, and one rest never exceeds two seconds.
 class CopyRest {

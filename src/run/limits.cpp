@@ -18,12 +18,6 @@ rampart::Word<int> m_spaceAlertNoteOnly = 0;
 namespace {
 
 constexpr int kAccountPasses = 10;
-constexpr int kNoRoomStyle = 105;
-constexpr int kShortOfRoomStyle = 108;
-constexpr int kYesNoStyle = 4;
-constexpr int kRetryCancelStyle = 5;
-constexpr int kAnswerRetry = 4;
-constexpr int kAnswerYes = 6;
 constexpr unsigned long kNoteSeconds = 60;
 
 __int64 FreeSpace(AccountBalance const& balance) {
@@ -49,14 +43,14 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
     if (free > 0) {
         text = DictionaryFormat(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName,
                                 (need + 0xFFFFF) / rampart::kMegabyte, free / rampart::kMegabyte);
-        if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
+        if (GlobalFunction::SpaceLimitAlert(text, rampart::kBoxShortOfRoom) == 0) {
             code = rampart::kOk;  // the user goes on with what there is
             return Room::kEnded;
         }
         wantsRetry = GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     } else {
         text = DictionaryFormat(_T("NeedMoreBuySpace"), free / rampart::kMegabyte);
-        wantsRetry = GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
+        wantsRetry = GlobalFunction::SpaceLimitAlert(text, rampart::kBoxNoRoom) != 0 &&
                      GlobalFunction::SpaceLimitRetry(_T("")) != 0;
     }
     if (wantsRetry) {
@@ -158,7 +152,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
             }
             CString const text = NeedMoreSpaceText(*task, size, free);
             DebugLine(text);
-            if (GlobalFunction::SpaceLimitAlert(text, kShortOfRoomStyle) == 0) {
+            if (GlobalFunction::SpaceLimitAlert(text, rampart::kBoxShortOfRoom) == 0) {
                 return 1;
             }
             if (GlobalFunction::SpaceLimitRetry(DictionaryText(_T("IDS_REBACKAGAIN"))) == 0) {
@@ -182,7 +176,7 @@ int CBackupTask::UpdateServiceForUploadLimit(CString path) {
         ApiUtil::IsPaidUser(_T("")) ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit");
     CString const text = DictionaryFormat(key, path, ApiUtil::GetLimitUploadNumber(), path);
     if (ApiUtil::IsAllowSubscribe()) {
-        return GlobalFunction::SpaceLimitAlert(text, kNoRoomStyle) != 0 &&
+        return GlobalFunction::SpaceLimitAlert(text, rampart::kBoxNoRoom) != 0 &&
                        GlobalFunction::SpaceLimitRetry(text) != 0
                    ? 1
                    : 0;
@@ -198,7 +192,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     if (text.IsEmpty()) {
         text = ReachedLimitText();
     }
-    unsigned int buttons = kYesNoStyle;
+    unsigned int buttons = rampart::kBoxYesNo;
     if (MiscUtil::IsBrandingForOrvelle() || MiscUtil::IsGeneric() || MiscUtil::IsBrandingForTalmor()) {
         buttons = static_cast<unsigned int>(style);
         if (!ApiUtil::IsAllowSubscribe()) {
@@ -209,7 +203,7 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
         QuilMessageBox(text, 0, kNoteSeconds, 1);
         return 0;
     }
-    if (QuilMessageBox(text, buttons, 0, 1) != kAnswerYes) {
+    if (QuilMessageBox(text, buttons, 0, 1) != rampart::kAnswerYes) {
         return 0;
     }
     CString const address = ApiUtil::GetRealWebAppURL();
@@ -226,7 +220,7 @@ int GlobalFunction::SpaceLimitRetry(CString text) {
     if (text.IsEmpty()) {
         text = ReachedLimitText();
     }
-    if (QuilMessageBox(text, kRetryCancelStyle, 0, 0) != kAnswerRetry) {
+    if (QuilMessageBox(text, rampart::kBoxRetryCancel, 0, 0) != rampart::kAnswerRetry) {
         return 0;
     }
     ReLogon(1);

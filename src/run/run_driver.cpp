@@ -20,9 +20,7 @@ using rampart::DictionaryText;
 namespace {
 
 constexpr int kNetworkRetrySeconds = 20;
-constexpr int kErrorBoxStyle = 4;
 constexpr unsigned long kErrorBoxSeconds = 60;
-constexpr int kAnswerYes = 6;
 constexpr int kNoFilesMoved = 2;
 
 int Refuse(CBackupTask& task, CString const& text) {
@@ -156,11 +154,11 @@ void AskAboutFailure(CBackupTask& task) {
     int answer = 0;
     rampart::Guarded(_T("Error: FinishBackupThread"), 0, [&] {
         answer = GlobalFunction::QuilMessageBox(DictionaryFormat(_T("IDS_STRERRBACKUP"), task.m_taskName),
-                                                kErrorBoxStyle, kErrorBoxSeconds, 0);
+                                                rampart::kBoxYesNo, kErrorBoxSeconds, 0);
         return 1;
     });
     rampart::g_isErrorBoxOpen = 0;
-    if (answer == kAnswerYes && theVaultLibApp.m_pBackupManage != nullptr) {
+    if (answer == rampart::kAnswerYes && theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->ViewErrLog();
     }
 }

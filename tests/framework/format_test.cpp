@@ -73,15 +73,18 @@ TEST(Format, RealNumbersLookLikePrintf) {
 TEST(Format, IntegersLookLikePrintf) {
     std::mt19937 random(3);
     for (int round = 0; round < 20'000; ++round) {
+        const char conversion = "diuoxX"[random() % 6];
+        const bool isSigned = conversion == 'd' || conversion == 'i';
         std::string format = "%";
-        for (const char flag : {'-', '+', ' ', '#', '0'}) {
-            format += random() % 4 == 0 ? std::string(1, flag) : "";
+        // What a flag does that means nothing for the conversion differs between the systems.
+        for (const char flag : {'-', '0', isSigned ? '+' : '#', isSigned ? ' ' : '-'}) {
+            format += random() % 4 == 0 && (flag != '#' || conversion != 'u') ? std::string(1, flag) : "";
         }
         format += random() % 2 ? std::to_string(random() % 12 + 1) : "";
         format += random() % 3 == 0 ? "." + std::to_string(random() % 12) : "";
         const bool longer = random() % 2 != 0;
         format += longer ? "ll" : "";
-        format += "diuoxX"[random() % 6];
+        format += conversion;
         const uint64_t value = (uint64_t{random()} << 32 | random()) >> random() % 64;
         char expected[64];
         if (longer) {

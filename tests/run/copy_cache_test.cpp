@@ -1,5 +1,9 @@
 // Copies of sources in the local cache: how far ahead they are made, what happens to one that fails, and what
 // is deleted.
+#ifdef _WIN32
+#include <share.h>
+#endif
+
 #include "eventlog/error_log.h"
 #include "link/manage_multiple_running_task.h"
 #include "progress/task_prg.h"
@@ -39,7 +43,12 @@ protected:
     }
     // A file that is there and cannot be read.
     void MakeUnreadable(std::string const& name) {
+#ifdef _WIN32
+        m_inUse.reset(_wfsopen(m_tree.Path("d/" + name).c_str(), L"wb", _SH_DENYRW));
+        ASSERT_NE(nullptr, m_inUse);
+#else
         ASSERT_EQ(0, std::system(("mkfifo '" + m_tree.Native("d/" + name) + "'").c_str()));
+#endif
     }
     static std::vector<std::pair<int, CString>> Events() {
         std::vector<std::pair<int, CString>> events;
@@ -55,6 +64,7 @@ protected:
     }
 
     TempFolder m_tree;
+    std::unique_ptr<FILE, int (*)(FILE*)> m_inUse{nullptr, &std::fclose};
     CBackupTask* m_task = nullptr;
 };
 

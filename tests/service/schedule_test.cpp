@@ -11,7 +11,9 @@ namespace rampart::host {
 
 namespace {
 
-// Daylight saving time begins on 2026-03-29 at 02:00 and ends on 2026-10-25 at 03:00.
+// Daylight saving time begins on 2026-03-29 at 02:00 and ends on 2026-10-25 at 03:00. Windows programs take the
+// zone with which they are started.
+#ifndef _WIN32
 class Zone : public testing::Environment {
     void SetUp() override {
         setenv("TZ", "Europe/Berlin", 1);
@@ -19,6 +21,7 @@ class Zone : public testing::Environment {
     }
 };
 testing::Environment* const s_zone = testing::AddGlobalTestEnvironment(new Zone);
+#endif
 
 CTime At(std::string const& text) {
     return CTime(Schedule::Once(text).moment);

@@ -32,6 +32,13 @@ inline std::string PathText(const std::filesystem::path& path) {
 }
 
 // A new empty folder named after the running test. It goes with the object, unless the test has failed.
+// Whether file systems of this system keep names apart that differ only in case, and names of any bytes.
+#ifdef _WIN32
+inline constexpr bool kKeepsEveryName = false;
+#else
+inline constexpr bool kKeepsEveryName = true;
+#endif
+
 class TempFolder {
 public:
     TempFolder() {

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <map>
 #include <thread>
 
 #include "framework/cwin_thread.h"
@@ -25,24 +26,24 @@ protected:
 };
 
 TEST_F(TransferTest, EveryKindOfNameAndContentComesBack) {
-    const std::vector<std::pair<std::string, std::string>> contents{{"with blanks .txt", "a"},
-                                                                    {"empty", ""},
-                                                                    {"Gr\xC3\xBC\xC3\x9F"
-                                                                     "e \xE2\x82\xAC",
-                                                                     "b"},
-                                                                    {"\xF0\x9F\x98\x80 smile", "c"},
-                                                                    {"not utf8 \xFF\xC3", "d"},
-                                                                    {"a:colon*and|bar\\back", "e"},
-                                                                    {"Case", "upper"},
-                                                                    {"case", "lower"},
-                                                                    {"big", Noise(9'500'000, 3)},
-                                                                    {"dot at end.", "f"},
-                                                                    {"text", std::string(3'000'000, 'x')}};
+    std::map<std::string, std::string> contents{{"with blanks .txt", "a"},
+                                                {"empty", ""},
+                                                {"Gr\xC3\xBC\xC3\x9F"
+                                                 "e \xE2\x82\xAC",
+                                                 "b"},
+                                                {"\xF0\x9F\x98\x80 smile", "c"},
+                                                {"Case", "upper"},
+                                                {"big", Noise(9'500'000, 3)},
+                                                {"text", std::string(3'000'000, 'x')}};
+    if (kKeepsEveryName) {
+        contents.insert({{"not utf8 \xFF\xC3", "d"},
+                         {"a:colon*and|bar\\back", "e"},
+                         {"case", "lower"},
+                         {"dot at end.", "f"}});
+    }
     for (const auto& [name, content] : contents) {
-        std::filesystem::create_directories(files.Path("from"));
-        const std::filesystem::path path = files.Path("from") / std::filesystem::path(name);
-        std::ofstream(path, std::ios::binary) << content;
-        const CString local(TextView(platform::ToEnginePath(path.string())));
+        files.Write("from/" + name, content);
+        const CString local = Local("from/" + name);
         ASSERT_FALSE(local.IsEmpty());
         EXPECT_EQ(ApiUtil::UploadFile(local, _T("\\docs"), _T(""), _T(""), message, nullptr, 0, 1, 1, 0, 0),
                   0)
@@ -58,9 +59,7 @@ TEST_F(TransferTest, EveryKindOfNameAndContentComesBack) {
         EXPECT_EQ(ApiUtil::DownloadFile(info->m_path, target, nullptr, 0), 0) << info->m_path.ToUtf8();
     }
     for (const auto& [name, content] : contents) {
-        std::ifstream file(files.Path("to") / std::filesystem::path(name), std::ios::binary);
-        const std::string found{std::istreambuf_iterator<char>(file), {}};
-        EXPECT_TRUE(found == content) << name;
+        EXPECT_TRUE(files.Read("to/" + name) == content) << name;
     }
 }
 

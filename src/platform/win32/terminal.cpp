@@ -1,9 +1,11 @@
 #include "platform/terminal.h"
 
+#include "platform/clock.h"
 #include "platform/win32/drive_table.h"
 #include "platform/win32/native.h"
 
 // native.h comes first, so that shellapi.h finds windows.h
+#include <conio.h>
 #include <shellapi.h>
 
 namespace rampart::platform {
@@ -71,6 +73,22 @@ std::vector<std::string> ProgramArguments(int, char**) {
 
 void UseUtf8Output() {
     SetConsoleOutputCP(CP_UTF8);
+}
+
+KeyReader::KeyReader() = default;
+
+KeyReader::~KeyReader() = default;
+
+char KeyReader::Next(uint32_t timeoutMs) {
+    constexpr uint32_t kStepMs = 20;
+    const bool hasKeys = IsTerminal(StandardStream::kInput);
+    for (uint32_t waited = 0; !(hasKeys && _kbhit() != 0); waited += kStepMs) {
+        if (waited >= timeoutMs) {
+            return 0;
+        }
+        SleepMilliseconds(std::min(kStepMs, timeoutMs - waited));
+    }
+    return static_cast<char>(_getch());
 }
 
 std::string WorkingFolder() {

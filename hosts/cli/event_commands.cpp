@@ -1,0 +1,128 @@
+// rampart events
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <iostream>
+
+#include "commands.h"
+#include "common/exit_code.h"
+#include "output.h"
+#include "session.h"
+
+namespace rampart::cli {
+
+namespace {
+
+constexpr unsigned int kFollowMs = 500;
+constexpr __int64 kFollowed = 1000;  // so many events at most come between two looks
+
+struct Event {
+    std::string time;
+    std::string task;
+    std::string message;
+    int type = EVENT_INFO;
+    bool operator==(Event const&) const = default;
+};
+
+std::string LocalTime(CString const& stored) {
+    CTime time = TimeUtil::StrToTime(stored);
+    TimeUtil::UtcTimeToLocalTime(time);
+    return Utf8(time.Format(_T("%Y-%m-%d %H:%M:%S")));
+}
+
+// The last events of one task, or of all, the newest last.
+std::vector<Event> LastEvents(__int64 count, CString const& task) {
+    CErrorLog log;
+    CPtrList list;
+    log.GetEventList(count, list);
+    std::vector<Event> events;
+    for (void* const entry : list) {
+        auto const& info = *static_cast<ErrorInfo const*>(entry);
+        if (task.IsEmpty() || info.m_strTaskName.CompareNoCase(task) == 0) {
+            events.push_back({LocalTime(info.m_strTime), Printable(Utf8(info.m_strTaskName)),
+                              Printable(Utf8(info.m_strMessage)), info.m_nType});
+        }
+    }
+    log.ClearErrorList(list);
+    std::reverse(events.begin(), events.end());
+    return events;
+}
+
+char const* WordOf(int type) {
+    return type == EVENT_ERROR ? "error" : type == EVENT_WARNING ? "warning" : "info";
+}
+
+nlohmann::json JsonOf(Event const& event) {
+    return {
+        {"time", event.time}, {"type", WordOf(event.type)}, {"task", event.task}, {"message", event.message}};
+}
+
+void Print(CommonOptions const& common, Event const& event) {
+    if (common.json) {
+        // An object a line, for a reader that follows.
+        std::cout << JsonOf(event).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
+                  << std::endl;
+        return;
+    }
+    char start[64];
+    std::snprintf(start, sizeof start, "%s  %-7s  ", event.time.c_str(), WordOf(event.type));
+    std::cout << start << (event.task.empty() ? "" : event.task + ": ") << event.message << std::endl;
+}
+
+// How many of `now` stand behind what was there `before`: a log that is full has lost its oldest.
+size_t NewEvents(std::vector<Event> const& before, std::vector<Event> const& now) {
+    for (size_t lost = 0; lost < before.size(); ++lost) {
+        size_t const kept = before.size() - lost;
+        if (kept <= now.size() &&
+            std::equal(before.begin() + static_cast<ptrdiff_t>(lost), before.end(), now.begin())) {
+            return now.size() - kept;
+        }
+    }
+    return now.size();
+}
+
+void Follow(CommonOptions const& common, CString const& task) {
+    std::vector<Event> before = LastEvents(kFollowed, task);
+    while (!IsInterrupted()) {
+        SleepMilliseconds(kFollowMs);
+        std::vector<Event> now = LastEvents(kFollowed, task);
+        for (size_t index = now.size() - NewEvents(before, now); index < now.size(); ++index) {
+            Print(common, now[index]);
+        }
+        before.swap(now);
+    }
+}
+
+}  // namespace
+
+int RunEvents(CommonOptions const& common, EventOptions const& options) {
+    EngineSession session(common, false);
+    CString task;
+    if (!options.task.empty()) {
+        task = RequireTask(session.Manager(), options.task, false).m_taskName;
+    }
+    std::vector<Event> events = LastEvents(task.IsEmpty() ? options.last : INT64_MAX, task);
+    if (events.size() > static_cast<size_t>(options.last)) {
+        events.erase(events.begin(), events.end() - options.last);
+    }
+    if (common.json && !options.follow) {
+        nlohmann::json list = nlohmann::json::array();
+        for (Event const& event : events) {
+            list.push_back(JsonOf(event));
+        }
+        PrintJson(list);
+        return kExitDone;
+    }
+    for (Event const& event : events) {
+        Print(common, event);
+    }
+    if (events.empty() && !options.follow) {
+        PrintLine(common, "There are no events yet.");
+    }
+    if (options.follow) {
+        Follow(common, task);
+    }
+    return kExitDone;
+}
+
+}  // namespace rampart::cli

@@ -1,0 +1,95 @@
+#include "person.h"
+
+#include <atomic>
+#include <chrono>
+#include <iostream>
+#include <mutex>
+#include <optional>
+
+#include "common/text.h"
+#include "options.h"
+
+namespace rampart::cli {
+
+namespace {
+
+constexpr unsigned int kPollMs = 100;
+
+std::atomic<Answers> s_answers{Answers::kAsked};
+std::atomic<bool> s_isQuestionOpen{false};
+std::mutex s_lock;  // one question at a time; guards the keys
+std::optional<TerminalKeys> s_keys;
+
+// The answer of the person: no if the time passes, or an interrupt comes first.
+bool WaitForAnswer(unsigned long timeoutSeconds) {
+    std::optional<TerminalKeys> ownKeys;
+    TerminalKeys& keys = s_keys ? *s_keys : ownKeys.emplace();
+    auto const begin = std::chrono::steady_clock::now();
+    while (!IsInterrupted() && (timeoutSeconds == 0 || std::chrono::steady_clock::now() - begin <
+                                                           std::chrono::seconds(timeoutSeconds))) {
+        char const key = keys.Next(kPollMs);
+        if (key == 'y' || key == 'Y') {
+            return true;
+        }
+        if (key == 'n' || key == 'N') {
+            return false;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+void SetAnswers(Answers answers) {
+    s_answers = answers;
+}
+
+bool IsQuestionOpen() {
+    return s_isQuestionOpen;
+}
+
+int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutSeconds, int) {
+    std::lock_guard const lock(s_lock);
+    std::cerr << (IsErrorTerminal() ? "\r\x1b[K" : "") << "rampart: " << Utf8(text);
+    if (style == kBoxNote) {
+        std::cerr << std::endl;
+        return kAnswerNone;
+    }
+    bool isYes = s_answers == Answers::kYes;
+    if (s_answers == Answers::kAsked && IsInputTerminal() && IsErrorTerminal()) {
+        s_isQuestionOpen = true;
+        std::cerr << " [y/n] " << std::flush;
+        isYes = WaitForAnswer(timeoutSeconds);
+        s_isQuestionOpen = false;
+    }
+    std::cerr << (isYes ? " yes" : " no") << std::endl;
+    if (style == kBoxRetryCancel) {
+        return isYes ? kAnswerRetry : kAnswerCancel;
+    }
+    return isYes ? kAnswerYes : kAnswerNo;
+}
+
+Keys::Keys() {
+    std::lock_guard const lock(s_lock);
+    if (IsErrorTerminal()) {
+        s_keys.emplace();
+    }
+}
+
+Keys::~Keys() {
+    std::lock_guard const lock(s_lock);
+    s_keys.reset();
+}
+
+char Keys::Next(unsigned int timeoutMs) {
+    {
+        std::unique_lock const lock(s_lock, std::try_to_lock);
+        if (lock.owns_lock() && s_keys) {
+            return s_keys->Next(timeoutMs);
+        }
+    }
+    SleepMilliseconds(timeoutMs);
+    return 0;
+}
+
+}  // namespace rampart::cli

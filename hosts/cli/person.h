@@ -1,0 +1,28 @@
+// The person at the terminal: answers to the engine's questions, and keys while a task runs.
+#pragma once
+
+#include "engine/vaultlib.h"
+
+namespace rampart::cli {
+
+enum class Answers { kAsked, kYes, kNo };
+
+// How questions are answered from now on. Asked questions get a no where there is no terminal.
+void SetAnswers(Answers answers);
+// The engine's message box (MsgBoxProc). Any thread.
+int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutSeconds, int);
+// Whether a question waits for its answer, so that nothing else is written to the terminal.
+bool IsQuestionOpen();
+
+// Reads keys while it lives, if there is a terminal to show what they do. One at a time.
+class Keys {
+public:
+    Keys();
+    ~Keys();
+    Keys(Keys const&) = delete;
+    Keys& operator=(Keys const&) = delete;
+    // Waits that long for a key; 0 if none came, or while a question waits for its answer.
+    char Next(unsigned int timeoutMs);
+};
+
+}  // namespace rampart::cli

@@ -1,0 +1,15 @@
+// Tasks as a running service sees them.
+#pragma once
+
+#include "common/service_link.h"
+
+namespace rampart::cli {
+
+using namespace host;
+
+// The answer of the service, whose refusal ends the command.
+ServiceAnswer Ask(RequestKind kind, nlohmann::json const& body);
+// The tasks as the service sees them, or as they are stored.
+nlohmann::json TasksOf(CBackupManage& manager, bool hasService);
+
+}  // namespace rampart::cli
