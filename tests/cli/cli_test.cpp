@@ -99,6 +99,45 @@ TEST_F(Cli, WrongUseIsToldWithCodeTwo) {
     EXPECT_EQ(2, Backup({work.Native(), "--name", "mine"}).exitCode);
 }
 
+TEST_F(Cli, EventsAreListedByTaskAndFollowedAsTheyCome) {
+    MakeVault();
+    TempTree const tree({{"d/a", "one"}, {"e/b", "two"}});
+    ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "first"}).exitCode);
+    ASSERT_EQ(0, Backup({tree.Native("e"), "--name", "second"}).exitCode);
+    Outcome const all = Rampart({"events", "--json", "--last", "1000", "--vault", Vault()});
+    Outcome const ofFirst = Rampart({"events", "first", "--json", "--vault", Vault()});
+    ASSERT_EQ(0, all.exitCode) << all.err;
+    EXPECT_LT(ofFirst.Json().size(), all.Json().size());
+    for (nlohmann::json const& event : ofFirst.Json()) {
+        EXPECT_EQ("first", event["task"]);
+    }
+    // The newest last, and no more than asked for.
+    EXPECT_EQ("second", all.Json().back()["task"]);
+    EXPECT_EQ(1u, Rampart({"events", "--json", "--last", "1", "--vault", Vault()}).Json().size());
+    EXPECT_EQ(2, Rampart({"events", "nobody", "--vault", Vault()}).exitCode);
+
+    TempFolder const output;
+    auto const follower =
+        ChildProcess::Start({RAMPART_PROGRAM, {"events", "--follow", "--last", "1", "--vault", Vault()},
+                             output.Native("out"), output.Native("err"), 0});
+    auto const lines = [&] {
+        std::string const text = output.Exists("out") ? output.Read("out") : "";
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    while (lines() < 1) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    tree.Write("d/c", "three");
+    ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "first"}).exitCode);
+    while (lines() < 3) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_THAT(output.Read("out"), HasSubstr("first: The backup has started."));
+    if (follower->Interrupt()) {
+        EXPECT_EQ(0, follower->Wait());
+    }
+}
+
 TEST_F(Cli, AVaultThatIsNoneIsToldAndLeftAlone) {
     TempTree const tree({{"d/a", "a"}});
     Outcome const missing = Backup({tree.Native("d")});
