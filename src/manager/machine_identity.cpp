@@ -2,11 +2,13 @@
 // share.
 #include <array>
 #include <cstdlib>
+#include <memory>
 
 #include "interfaces/transferlib.h"
 #include "manager/backup_manage.h"
 #include "paths/path_manage.h"
 #include "platform/clock.h"
+#include "platform/process.h"
 #include "task/engine_text.h"
 #include "task/machine_name.h"
 
@@ -87,6 +89,20 @@ uint32_t ReadOrCreateId(CString const& path, bool& isNew) {
     return id;
 }
 
+// Programs of a user that start together must not make an id each: the tasks of one would be a stranger's to
+// the other. Null after some seconds, which is better than no id.
+std::unique_ptr<rampart::platform::NamedMutex> LockId() {
+    constexpr int kTries = 250;
+    constexpr uint32_t kStepMs = 20;
+    for (int tries = 0; tries < kTries; ++tries) {
+        if (auto mutex = rampart::platform::NamedMutex::Create(_T("KorvaneRampartId"))) {
+            return mutex;
+        }
+        rampart::platform::SleepMilliseconds(kStepMs);
+    }
+    return nullptr;
+}
+
 CString OwnIdPath() {
     CString path;
     CPathManage::GetOrCreateInAppDataPath(kIdFile, path);
@@ -97,6 +113,7 @@ CString OwnIdPath() {
 
 void CBackupManage::InitMyID() {
     rampart::Guarded(_T("Error: InitMyID"), [&] {
+        std::unique_ptr<rampart::platform::NamedMutex> const lock = LockId();
         CString const ownPath = OwnIdPath();
         DebugLine(_T("ManageTask: InitMyID start"));
         DebugLine(_T("ManageTask: InitMyID get GUI Path: ") + m_guiWindowsUserAppDataPath);

@@ -143,6 +143,24 @@ TEST_F(TaskCommands, WrongUseChangesNothing) {
     EXPECT_EQ(before, Task({"list", "--json"}).Json());
 }
 
+TEST_F(TaskCommands, ProgramsThatStartTogetherOnANewMachineAreOfOneMachine) {
+    std::vector<pid_t> programs;
+    for (int i = 0; i < 6; ++i) {
+        std::string const name = "t" + std::to_string(i);
+        tree.Write(name + "/a", "a");
+        programs.push_back(
+            Start(RAMPART_PROGRAM, {"backup", tree.Native(name), "--name", name}, name, O_TRUNC));
+    }
+    for (pid_t const program : programs) {
+        EXPECT_EQ(0, Wait(program));
+    }
+    nlohmann::json const tasks = Task({"list", "--json"}).Json();
+    EXPECT_EQ(programs.size(), tasks.size());
+    for (nlohmann::json const& task : tasks) {
+        EXPECT_TRUE(task["isOfThisMachine"]) << task["task"];
+    }
+}
+
 TEST_F(TaskCommands, ProgramThatIsKilledFreesTheTask) {
     for (int i = 0; i < 3000; ++i) {
         tree.Write("docs/d/" + std::to_string(i), std::to_string(i) + std::string(2000, 'x'));
