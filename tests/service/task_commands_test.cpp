@@ -151,8 +151,8 @@ TEST_F(TaskCommands, ProgramsThatStartTogetherOnANewMachineAreOfOneMachine) {
         programs.push_back(
             Start(RAMPART_PROGRAM, {"backup", tree.Native(name), "--name", name}, name, O_TRUNC));
     }
-    for (pid_t const program : programs) {
-        EXPECT_EQ(0, Wait(program));
+    for (size_t i = 0; i < programs.size(); ++i) {
+        EXPECT_EQ(0, Wait(programs[i])) << work.Read("t" + std::to_string(i) + ".err");
     }
     nlohmann::json const tasks = Task({"list", "--json"}).Json();
     EXPECT_EQ(programs.size(), tasks.size());
