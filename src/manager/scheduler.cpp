@@ -158,12 +158,12 @@ bool CBackupManage::IsNetworkThere() {
 
 // False when the application is going down. m_taskLock is held.
 bool CBackupManage::StartQueuedTasks() {
-    for (POSITION position = m_waitList.GetHeadPosition(); position != nullptr;) {
+    for (void* const entry : std::vector<void*>(m_waitList.begin(), m_waitList.end())) {
         if (rampart::IsAppEnding()) {
             return false;
         }
-        auto* const task = static_cast<CBackupTask*>(m_waitList.GetNext(position));
-        if (!Registry().IsAllowToAddWorkingTask(task)) {
+        auto* const task = static_cast<CBackupTask*>(entry);
+        if (m_waitList.Find(task) == nullptr || !Registry().IsAllowToAddWorkingTask(task)) {
             continue;
         }
         if (!IsNetworkThere()) {

@@ -70,6 +70,20 @@ TEST_F(TaskList, DeletingByNameSaysWhetherThereWasAList) {
     EXPECT_TRUE(Manager().m_taskList.empty());
 }
 
+TEST_F(TaskList, DeletedTaskLeavesTheWaitList) {
+    CBackupTask& first = Task(_T("first"));
+    CBackupTask& second = Task(_T("second"));
+    Manager().AddTaskToWaitlist(&first, 0);
+    Manager().AddTaskToWaitlist(&second, 0);
+    Manager().m_waitList.AddTail(&first);  // a second entry of it
+    ASSERT_EQ(Manager().DeleteTaskListByName(_T("first")), 1);
+    EXPECT_EQ(Manager().m_waitList.GetCount(), 1);
+    EXPECT_TRUE(IsWaiting(second));
+    ASSERT_EQ(Manager().CheckNotExistedTasks(), 1) << "it has no row";
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    Manager().DoScheduleTask();
+}
+
 TEST_F(TaskList, StatesAreToldByNameTheFirstOfANameCounts) {
     Task(_T("a")).m_state = TaskStateFailed;
     Task(_T("a")).m_state = TaskStateRunning;
