@@ -37,9 +37,8 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
         throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));
     }
     while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
-        // Again while it lasts: a run that has just begun clears a cancel that came before it.
-        if (IsInterrupted() && task.m_pTaskPrg->m_bCancel == 0) {
-            task.m_pTaskPrg->CancelMe();
+        if (IsInterrupted()) {
+            CancelRun(task);
         }
         display.Show(task);
         SleepMilliseconds(kPollMs);
@@ -93,10 +92,8 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
         return;
     }
     ledger.Print(common);
-    CString errors = outcome.errors;
-    errors.Trim();
-    if (!errors.IsEmpty()) {
-        std::cerr << Utf8(errors) << std::endl;
+    if (!outcome.errors.IsEmpty()) {
+        std::cerr << Utf8(outcome.errors) << std::endl;
     }
     PrintLine(common, "Task '" + Utf8(outcome.taskName) + "' " + WordFor(exitCode) + ".");
     PrintLine(common, "  looked at     " + FormatCount(outcome.looked, "file", "files") + ": " +
@@ -151,8 +148,8 @@ int RunTaskHere(CommonOptions const& common, CBackupManage& manager, CBackupTask
     outcome.looked = task.m_reportTotalCount;
     outcome.added = task.m_reportAddedCount;
     outcome.changed = task.m_reportChangedCount;
-    outcome.errors = task.GetErrorEmailLog();
-    outcome.warnings = task.GetWarningLog();
+    outcome.errors = task.GetErrorsOfRun();
+    outcome.warnings = task.GetWarningsOfRun();
     VaultAdmin::Transferred(outcome.transferred);
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     int const exitCode = ExitCodeOf(outcome, ledger);

@@ -215,8 +215,8 @@ nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings)
             {"versions", static_cast<long long>(task.m_maxVersion)},
             {"folder", PrintableServerPath(task.m_serverFilePath)},
             {"hadError", task.m_errorOccured != 0},
-            {"errors", Utf8(task.GetErrorEmailLog())},
-            {"warnings", Utf8(task.GetWarningLog())},
+            {"errors", Utf8(task.GetErrorsOfRun())},
+            {"warnings", Utf8(task.GetWarningsOfRun())},
             {"files", task.m_reportTotalCount.Get()},
             {"new", task.m_reportAddedCount.Get()},
             {"changed", task.m_reportChangedCount.Get()}};

@@ -35,8 +35,7 @@ int ServiceManager::SetWorkingTask(CBackupTask* task) {
 // Called by the run's thread after the run has left the registry.
 int ServiceManager::SetDoneTask(CString const& name) {
     if (CBackupTask* const task = GetTaskByName(name)) {
-        CString errors = task->GetErrorEmailLog();
-        errors.Trim();
+        CString errors = task->GetErrorsOfRun();
         errors.Replace(_T("\r\n"), _T("; "));
         errors.Replace(_T("\n"), _T("; "));
         Log("task '" + host::Printable(host::Utf8(name)) + "' " + ResultOf(*task) + ": " +
@@ -53,6 +52,16 @@ int ServiceManager::SetDoneTask(CString const& name) {
     }
     WakeServiceWait();
     return CBackupManage::SetDoneTask(name);
+}
+
+void ServiceManager::ForgetFailuresOfWaiting() {
+    CKorvaneAutoLock const lock(&m_taskLock, _T("ForgetFailuresOfWaiting"), 1);
+    for (void* const entry : m_waitList) {
+        auto* const task = static_cast<CBackupTask*>(entry);
+        if (!ManageMultipleRunningTask::GetInstance()->FindWorkingTask(task)) {
+            task->m_errorOccured = 0;
+        }
+    }
 }
 
 std::vector<CString> ServiceManager::TakeEndedRuns() {

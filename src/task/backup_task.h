@@ -166,8 +166,11 @@ public:
     // ---- Report of a run; any thread of the run may call ----
     void InitEventLog();
     void AddRunError(CString const& text);  // a line more, while the text is short enough
-    void ClearRunError();
+    void ClearRunError();                   // a run begins: nothing was told of it yet
     CString GetRunErrorText();
+    // What the last run told, a line each; reading takes nothing away.
+    CString GetErrorsOfRun();
+    CString GetWarningsOfRun();
     void AddEmailErrorLog(CString const& name, CString const& text);
     void AddEmailWarningLog(CString const& name, CString const& text);
     void AddSuccessEmailLog();
@@ -273,7 +276,9 @@ protected:
     void BackupDrive(CString& path, CString const& serverFolder);
 
 private:
-    CCriticalSection m_reportLock;  // guards m_runErrorText and the three mail lists
+    CCriticalSection m_reportLock;  // guards m_runErrorText, the three mail lists, and the two of the run
+    CStringList m_errorsOfRun{10};
+    CStringList m_warningsOfRun{10};
 
     // The progress counters before a try of a file, which a retry puts back.
     struct RetryCounters {

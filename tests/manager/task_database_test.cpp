@@ -210,6 +210,18 @@ TEST_F(TaskDatabase, NewTaskGoesFromCreationToListAndDatabase) {
     EXPECT_EQ(Manager().m_pNewTask, first) << "the creation that was set aside comes back";
 }
 
+TEST_F(TaskDatabase, DisabledContinuousTaskIsAddedAndLeftAlone) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    task.m_type = TaskTypeRealTime;
+    task.m_scheduleEnabled = 0;
+    task.m_state = TaskStateDisabled;
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    EXPECT_EQ(ManageMultipleRunningTask::GetInstance()->WorkingTaskCount(), 0);
+    EXPECT_EQ(task.m_state, TaskStateDisabled);
+}
+
 TEST_F(TaskDatabase, SecondTaskOfANameIsRefusedBeforeTheServer) {
     std::unique_ptr<CBackupTask> first = NewTask(_T("t"));
     ASSERT_EQ(Manager().AddTask(first.release()), 1);
