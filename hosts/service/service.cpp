@@ -20,6 +20,7 @@ constexpr auto kClockJump = 120s;    // more than this beside the steady clock: 
 constexpr auto kStopPatience = 30s;  // for runs that were cancelled; after that it says that it waits on
 constexpr unsigned int kStopPollMs = 20;
 constexpr int kMinute = 60;
+constexpr int kNoSuchTask = 11;  // it was deleted elsewhere
 
 std::string NameOf(CBackupTask const& task) {
     return "task '" + host::Printable(host::Utf8(task.m_taskName)) + "'";
@@ -134,6 +135,9 @@ void Service::WriteEndedRuns() {
         if (int const code = m_manager.AddOrEditTaskToDatabase(task, _T("Edit"), _T("0"), name, _T("1"))) {
             Log(NameOf(*task) +
                 ": its dates could not be written: " + host::Utf8(ApiUtil::GetQuilString(code)));
+            if (code != kNoSuchTask) {
+                m_manager.NoteEndedRun(name);  // written with the next pass
+            }
         }
     }
 }
@@ -210,11 +214,20 @@ void Service::Reload() {
     }
     m_seenRows = rows;
     m_foreign.Look();
-    m_isReloadWanted = code != 0 || m_foreign.Count() < foreignRuns;  // one ended meanwhile
+    m_isReloadWanted =
+        code != 0 || IsTaskMissing() || m_foreign.Count() < foreignRuns;  // one ended meanwhile
     if (m_manager.GetNeedReloadTaskListValue()) {
         Log("read changed tasks: " +
             host::FormatCount(static_cast<__int64>(m_manager.m_taskList.size()), "task", "tasks") + " now");
     }
+}
+
+// A task whose sources could not be read is left out.
+bool Service::IsTaskMissing() {
+    std::vector<CString> names;
+    m_manager.GetTaskNamesFromWebDatabase(names);
+    return std::any_of(names.begin(), names.end(),
+                       [this](CString const& name) { return m_manager.GetTaskByName(name) == nullptr; });
 }
 
 // Whatever a notification missed, a look at the sources finds.

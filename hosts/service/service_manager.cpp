@@ -46,10 +46,7 @@ int ServiceManager::SetDoneTask(CString const& name) {
     } else {
         Log("task '" + host::Printable(host::Utf8(name)) + "' ended");
     }
-    {
-        std::lock_guard const lock(m_endedLock);
-        m_ended.push_back(name);
-    }
+    NoteEndedRun(name);
     WakeServiceWait();
     return CBackupManage::SetDoneTask(name);
 }
@@ -62,6 +59,11 @@ void ServiceManager::ForgetFailuresOfWaiting() {
             task->m_errorOccured = 0;
         }
     }
+}
+
+void ServiceManager::NoteEndedRun(CString const& name) {
+    std::lock_guard const lock(m_endedLock);
+    m_ended.push_back(name);
 }
 
 std::vector<CString> ServiceManager::TakeEndedRuns() {

@@ -16,6 +16,7 @@ public:
     int SetDoneTask(CString const& name) override;
     // Names of the tasks whose runs have ended since the last call.
     std::vector<CString> TakeEndedRuns();
+    void NoteEndedRun(CString const& name);
     // A task that waits runs again, however its last run ended: the engine would drop a failed one unseen.
     void ForgetFailuresOfWaiting();
 

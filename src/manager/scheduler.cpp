@@ -295,13 +295,12 @@ void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
     if (task == nullptr || m_skipMissedTask == 0) {
         return;
     }
-    if (!IsMine(*task, m_myID) || !IsDated(*task)) {
-        return;
-    }
     rampart::Guarded(_T("Error: DoScheduleNextTimeWithTask"), [&] {
         CTime const now = rampart::RawNow();
         CTime const minute = now - CTimeSpan(now.GetSecond()) - CTimeSpan(rampart::kSecondsOfMinute);
-        SkipMissedRuns(*task, minute);
+        if (IsMine(*task, m_myID) && IsDated(*task)) {
+            SkipMissedRuns(*task, minute);
+        }
     });
     DebugLine(_T("finish - DoScheduleNextTimeWithTask"));
 }

@@ -26,13 +26,14 @@ std::vector<CBackupTask*>::iterator FindName(std::vector<CBackupTask*>& tasks, C
 CBackupTask* CBackupManage::GetTaskByName(CString name, POSITION*) {
     return rampart::Guarded(_T("Error:GetTaskByName"), nullptr, [&]() -> CBackupTask* {
         CReadSync const read(m_taskListSync);
-        for (CBackupTask* const task : m_taskList) {
-            if (task->m_taskName.CompareNoCase(name) == 0 ||
-                (m_pcName + _T(".") + task->m_taskName).CompareNoCase(name) == 0) {
-                return task;
-            }
+        auto place = FindName(m_taskList, name);
+        if (place == m_taskList.end()) {
+            CString const machine = m_pcName + _T(".");
+            place = std::find_if(m_taskList.begin(), m_taskList.end(), [&](CBackupTask const* task) {
+                return (machine + task->m_taskName).CompareNoCase(name) == 0;
+            });
         }
-        return nullptr;
+        return place != m_taskList.end() ? *place : nullptr;
     });
 }
 

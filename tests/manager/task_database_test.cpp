@@ -1,10 +1,15 @@
 // Tasks and their rows in the database of a real vault.
 #include <gtest/gtest.h>
 
+#include "engine/vaultlib_app.h"
 #include "paths/global_function.h"
+#include "storage/embedded_service.h"
+#include "storage/service_code.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
+#include "support/scripted_service.h"
 #include "task/stored_time.h"
+#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -40,6 +45,16 @@ protected:
         EXPECT_EQ(reader.LoadTaskListFromWebDatabase(), 1);
         EXPECT_EQ(reader.m_taskList.size(), 1u);
         return *reader.m_taskList.front();
+    }
+
+    // The vault behind a service that answers as the test says.
+    template <typename Service = ScriptedService>
+    std::shared_ptr<Service> Script() {
+        std::unique_ptr<EmbeddedService> opened;
+        EXPECT_TRUE(EmbeddedService::Open(m_home.Native("vault"), {}, opened).Ok());
+        auto service = std::make_shared<Service>(std::shared_ptr<StorageService>(std::move(opened)));
+        SetStorageService(service);
+        return service;
     }
 
     ScriptedClock m_clock{Utc(2024, 5, 15, 10, 0, 5), 7200};
@@ -220,6 +235,108 @@ TEST_F(TaskDatabase, DisabledContinuousTaskIsAddedAndLeftAlone) {
     EXPECT_TRUE(Manager().m_waitList.IsEmpty());
     EXPECT_EQ(ManageMultipleRunningTask::GetInstance()->WorkingTaskCount(), 0);
     EXPECT_EQ(task.m_state, TaskStateDisabled);
+}
+
+constexpr int kAlways = 1000000;
+
+// Without its sources a task would protect nothing.
+TEST_F(TaskDatabase, RowWhoseSourcesCannotBeReadWaitsForTheNextRefresh) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
+    task->AddSrcPath(_T("C:\\a"));
+    Add(*task);
+    std::shared_ptr<ScriptedService> const service = Script();
+    service->Answer("QueryTasks", kConnectionFailed, kAlways, 1);
+    ASSERT_EQ(Manager().LoadTaskListFromWebDatabase(), 1);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+    service->Answer("QueryTasks", kConnectionFailed, 1, 1);  // a moment only
+    int code = 0;
+    ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().m_taskList.front()->GetFirstSrcPath(), _T("C:\\a"));
+}
+
+TEST_F(TaskDatabase, NameOfAnotherMachinesRowIsRefusedAndARenameOffered) {
+    std::unique_ptr<CBackupTask> const theirs = NewTask(_T("t"));
+    theirs->m_pcID = 3000000000u;
+    Add(*theirs);
+    std::unique_ptr<CBackupTask> const mine = NewTask(_T("T"));
+    EXPECT_EQ(Manager().AddTask(mine.get()), 0);
+    EXPECT_EQ(Manager().GetAddNewTaskRet(), kNameTaken);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+
+    CString name;
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 3000000000u, name), 0)
+        << "its own";
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("free"), _T("PC"), 7, name), 0);
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T(""), _T("PC"), 7, name), 0);
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T(""), 7, name), 0);
+    EXPECT_EQ(name, _T(""));
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 7, name), 1);
+    EXPECT_EQ(name, _T("PC_t"));
+    Add(*NewTask(_T("PC_t")));
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 7, name), 0) << "taken, too";
+}
+
+TEST_F(TaskDatabase, TaskWhoseDataCannotBeDeletedIsKept) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(task.m_serverFilePath, _T(""), _T(""), nullptr));
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    std::shared_ptr<ScriptedService> const service = Script();
+    CStringList names;
+    names.AddTail(_T("t"));
+    int code = 0;
+    service->Answer("Delete", kFailed);
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 0);
+    EXPECT_EQ(code, kFailed);
+    EXPECT_EQ(task.m_isDeleting, 0);
+    // Cancelled while the service deletes.
+    CProgressBar progress;
+    theVaultLibApp.m_pManagePrg = &progress;
+    service->Before("Delete", [&] { progress.m_bCancel = 1; });
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 0);
+    theVaultLibApp.m_pManagePrg = nullptr;
+    EXPECT_EQ(code, kCancelled);
+    EXPECT_EQ(progress.m_bCancel, 0);
+    EXPECT_EQ(task.m_isDeleting, 0);
+    EXPECT_EQ(Manager().GetTaskByName(_T("t")), &task);
+    EXPECT_EQ(Names(), std::vector<CString>{_T("t")});
+}
+
+class NamesOnly : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    ServiceResult TaskNames(std::vector<std::string>& all) override {
+        ServiceResult const result = ScriptedService::TaskNames(all);
+        all = names;
+        return result;
+    }
+    std::vector<std::string> names;
+};
+
+TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
+    std::shared_ptr<NamesOnly> const service = Script<NamesOnly>();
+    struct Case {
+        char const* text;
+        std::vector<CString> names;
+    };
+    Case const cases[] = {
+        {"a|b", {_T("a"), _T("b")}}, {"a|b|", {_T("a"), _T("b")}}, {"a||b | ", {_T("a"), _T("b ")}},
+        {"|a|b", {_T("a|b")}},       {"| a |", {_T("a")}},         {"|", {}}};
+    for (Case const& each : cases) {
+        service->names = {each.text};
+        EXPECT_EQ(Names(), each.names) << each.text;
+    }
+    service->names = {"|first|Second | last"};
+    int code = 0;
+    for (TCHAR const* const taken : {_T("FIRST"), _T("second"), _T("Last")}) {
+        EXPECT_EQ(Manager().IsValidateTaskName(taken, code), 0);
+        EXPECT_EQ(code, 0);
+    }
+    EXPECT_EQ(Manager().IsValidateTaskName(_T("fir"), code), 1);
+    service->Answer("TaskNames", kVaultDamaged);
+    EXPECT_EQ(Manager().IsValidateTaskName(_T("fir"), code), 0);
+    EXPECT_EQ(code, kVaultDamaged);
 }
 
 TEST_F(TaskDatabase, SecondTaskOfANameIsRefusedBeforeTheServer) {

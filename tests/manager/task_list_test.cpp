@@ -38,6 +38,8 @@ TEST_F(TaskList, TaskIsFoundByNameAndByMachineAndName) {
     EXPECT_EQ(Manager().GetTaskByName(_T("desk.photos")), &task);
     EXPECT_EQ(Manager().GetTaskByName(_T("other.photos")), nullptr);
     EXPECT_EQ(Manager().GetTaskByID(task.m_taskID), &task);
+    CBackupTask& plain = Task(_T("Desk.Photos"));
+    EXPECT_EQ(Manager().GetTaskByName(_T("desk.photos")), &plain) << "the name itself goes first";
 }
 
 TEST_F(TaskList, WaitingTaskIsQueuedOnceAndGoesBackToReady) {
