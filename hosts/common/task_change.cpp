@@ -85,8 +85,8 @@ Schedule ScheduleOf(CBackupTask const& task) {
     CTime const dating = ToRaw(task.m_dating);
     Schedule schedule;
     schedule.mode = static_cast<TaskType>(ScheduleMode(task.m_type));
-    schedule.hour = dating.GetHour();
-    schedule.minute = dating.GetMinute();
+    schedule.hour = task.MeantTime().GetHour();
+    schedule.minute = task.MeantTime().GetMinute();
     schedule.days = task.m_repeatDays;
     schedule.moment = dating.GetTime();
     return schedule;

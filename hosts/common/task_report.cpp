@@ -52,8 +52,8 @@ NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime 
     if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce && !surroundings.isServiceRunning) {
         Schedule schedule;
         schedule.mode = static_cast<TaskType>(ModeOf(task));
-        schedule.hour = dating.GetHour();
-        schedule.minute = dating.GetMinute();
+        schedule.hour = task.MeantTime().GetHour();
+        schedule.minute = task.MeantTime().GetMinute();
         schedule.days = task.m_repeatDays;
         return {schedule.FirstRun(now), since + "; runs that were missed are skipped"};
     }
@@ -114,7 +114,7 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
 
 std::string ScheduleText(CBackupTask const& task) {
     CTime const dating = ToRaw(task.m_dating);
-    std::string const clock = Utf8(dating.Format(_T("%H:%M")));
+    std::string const clock = Utf8(task.MeantTime().Format(_T("%H:%M")));
     switch (ModeOf(task)) {
         case TaskTypeRealTime:
             return "continuously";

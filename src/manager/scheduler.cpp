@@ -308,28 +308,29 @@ void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
 // `minute` is the raw time up to which runs count as missed.
 void CBackupManage::SkipMissedRuns(CBackupTask& task, CTime const& minute) {
     CTime const dating = rampart::ToRaw(task.m_dating);
+    CTime const meant = task.MeantTime();
     DebugLine(task.m_taskName + _T(" currTime: ") + TimeUtil::TimeToStr(minute));
     int const mode = rampart::ScheduleMode(task.m_type);
     if (mode == TaskTypeDaily) {
-        CTime next = rampart::AtTimeOfDay(minute, dating);
+        CTime next = rampart::AtTimeOfDay(minute, meant);
         DebugLine(task.m_taskName + _T(" createLocalTime:") + TimeUtil::TimeToStr(next));
         if (minute > next) {
             next = rampart::DaysAfter(next, 1);
         }
-        task.m_dating = rampart::ToStored(next);
+        task.MoveDating(next, meant);
         DebugLine(task.m_taskName + _T(" m_dating: ") + TimeUtil::TimeToStr(task.m_dating));
         return;
     }
     if (mode != TaskTypeWeekly || minute <= dating) {
         return;
     }
-    bool const isTimePast = minute.GetHour() > dating.GetHour() ||
-                            (minute.GetHour() == dating.GetHour() && minute.GetMinute() > dating.GetMinute());
+    bool const isTimePast = minute.GetHour() > meant.GetHour() ||
+                            (minute.GetHour() == meant.GetHour() && minute.GetMinute() > meant.GetMinute());
     if (!isTimePast) {
-        CTime const today = rampart::AtTimeOfDay(minute, dating);
+        CTime const today = rampart::AtTimeOfDay(minute, meant);
         DebugLine(task.m_taskName + _T(" createLocalTime:") + TimeUtil::TimeToStr(today));
         if (today.GetDayOfWeek() == dating.GetDayOfWeek()) {
-            task.m_dating = rampart::ToStored(today);
+            task.MoveDating(today, meant);
             DebugLine(task.m_taskName + _T(" m_dating:") + TimeUtil::TimeToStr(task.m_dating));
             return;
         }

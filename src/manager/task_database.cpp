@@ -120,6 +120,9 @@ std::unique_ptr<CBackupTask> TaskOfRow(CBackupManage& manager, rampart::TaskRepl
         task->CalculateSize();
     }
     task->m_pcID = static_cast<uint32_t>(rampart::ReadNumber(row.pcID));
+    if (task->m_pcID == manager.m_myID) {
+        task->RestoreMeantTime();
+    }
     if (TakePaths(row.name, task.get()) == PathsRead::kFailed) {
         return nullptr;
     }

@@ -58,6 +58,13 @@ public:
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date) { m_endDate = date; }
     void SetDating(CTime const& date, int adjust);
+    // A raw time of the hour, minute and second at which the task is meant to run; its date says nothing.
+    // m_dating itself may be off it for one night in which the clock changes.
+    CTime MeantTime() const;
+    // Sets m_dating to the raw time `next`, a date at the time of day of `meant`.
+    void MoveDating(CTime const& next, CTime const& meant);
+    // After m_dating was read from the database: what an earlier process meant by that date.
+    void RestoreMeantTime();
 
     // ---- Sources ----
     CString GetFirstSrcPath() const;
@@ -297,6 +304,8 @@ private:
     void WaitForThreads();
 
     rampart::Word<HANDLE> m_runThread = nullptr;
+    bool IsDatingShifted() const;
+
     // When m_dating is a date that could not keep the time of day that was meant: that date, and the time.
     CTime m_shiftedDating;
     CTime m_meantDating;

@@ -8,6 +8,7 @@
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
 #include "support/scripted_service.h"
+#include "task/schedule_calendar.h"
 #include "task/stored_time.h"
 #include "transferlib/service_connection.h"
 
@@ -235,6 +236,63 @@ TEST_F(TaskDatabase, DisabledContinuousTaskIsAddedAndLeftAlone) {
     EXPECT_TRUE(Manager().m_waitList.IsEmpty());
     EXPECT_EQ(ManageMultipleRunningTask::GetInstance()->WorkingTaskCount(), 0);
     EXPECT_EQ(task.m_state, TaskStateDisabled);
+}
+
+struct Turn {
+    char const* zone;
+    int64_t moment;
+    int before;
+    int after;
+};
+
+// Each look of the night is that of a fresh process, which knows the date by its row alone.
+TEST_F(TaskDatabase, TimeOfDayOutlastsRestartsAroundATurnOfTheClock) {
+    Turn const turns[] = {{"Berlin, spring", Utc(2025, 3, 30, 1), 3600, 7200},
+                          {"Berlin, autumn", Utc(2025, 10, 26, 1), 7200, 3600},
+                          {"New York, spring", Utc(2025, 3, 9, 7), -18000, -14400},
+                          {"New York, autumn", Utc(2025, 11, 2, 6), -14400, -18000},
+                          {"London, spring", Utc(2025, 3, 30, 1), 0, 3600},
+                          {"London, autumn", Utc(2025, 10, 26, 1), 3600, 0}};
+    int number = 0;
+    for (Turn const& turn : turns) {
+        int64_t const begin = turn.moment - 2 * 86400;
+        m_clock.AddZoneChange(begin - 86400, turn.before);
+        m_clock.AddZoneChange(turn.moment, turn.after);
+        for (auto const& [hour, skips] : {std::pair(1, 0), {2, 0}, {3, 0}, {1, 1}, {2, 1}, {3, 1}}) {
+            m_clock.SetSeconds(begin);
+            std::unique_ptr<CBackupTask> const first = NewTask(FormatText(_T("t%d"), ++number));
+            CTime const day = DaysAfter(RawNow(), 1);
+            first->m_dating = ToStored(CTime(day.GetYear(), day.GetMonth(), day.GetDay(), hour, 30, 0));
+            first->m_taskID = number;
+            Add(*first);
+            std::map<CString, int> runs;
+            CTime dating;
+            for (int64_t now = begin; now < turn.moment + 2 * 86400; now += 1800) {
+                m_clock.SetSeconds(now);
+                CBackupManage fresh;
+                fresh.m_myID = Manager().m_myID;
+                fresh.m_skipMissedTask = skips;
+                theVaultLibApp.m_pBackupManage = &fresh;
+                ASSERT_EQ(fresh.LoadTaskListFromWebDatabase(), 1);
+                CBackupTask& task = *fresh.m_taskList.front();
+                if (task.NowDating()) {
+                    ++runs[RawNow().Format(_T("%m-%d"))];
+                    m_clock.SetSeconds(now + 2);
+                    task.SetNextDating();
+                    fresh.AddOrEditTaskToDatabase(&task, _T("Edit"), _T("0"), task.m_taskName, _T("1"));
+                }
+                dating = ToRaw(task.m_dating);
+                theVaultLibApp.m_pBackupManage = &Manager();
+            }
+            SCOPED_TRACE(FormatText(_T("%d:30, skips %d"), hour, skips).ToUtf8() + " " + turn.zone);
+            EXPECT_EQ(dating.Format(_T("%H:%M")).ToUtf8(), FormatText(_T("%02d:30"), hour).ToUtf8());
+            EXPECT_GE(runs.size(), 3u);
+            for (auto const& [day, count] : runs) {
+                EXPECT_EQ(count, 1) << day.ToUtf8();
+            }
+            ApiUtilExp::DeleteTaskFromWebDatabase(first->m_taskName + _T("|"));
+        }
+    }
 }
 
 constexpr int kAlways = 1000000;
