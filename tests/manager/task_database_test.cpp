@@ -397,6 +397,87 @@ TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
     EXPECT_EQ(code, kVaultDamaged);
 }
 
+TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
+    EngineHome::SetOption(_T("UploadLocalPathCount"), _T("1"));
+    std::shared_ptr<ScriptedService> const service = Script();
+    auto add = [&](TCHAR const* name, int failing) {
+        std::unique_ptr<CBackupTask> const task = NewTask(name);
+        CStringList paths;
+        paths.AddTail(_T("C:\\a"));
+        paths.AddTail(_T("C:\\b"));
+        task->AddSrcPathList(paths);
+        EXPECT_EQ(task->GetLocalPathCount(), 2);
+        service->Answer("StoreTask", kFailed, 1, failing);
+        service->ForgetCalls();
+        int const code = Manager().AddOrEditTaskToDatabase(task.get(), _T("Add"), _T("0"), _T(""), _T("1"));
+        EXPECT_EQ(service->Calls("StoreTask"), 3);
+        return code;
+    };
+    EXPECT_EQ(add(_T("middle"), 1), 0);
+    EXPECT_EQ(add(_T("last"), 2), kFailed);
+    EXPECT_EQ(add(_T("first"), 0), kNotFound) << "the requests that follow edit what is not there";
+    EXPECT_EQ(Manager().AddOrEditTaskToDatabase(nullptr, _T("Add"), _T("0"), _T(""), _T("1")), 7);
+}
+
+TEST_F(TaskDatabase, EnabledContinuousTaskIsWatchedAnewOnceItsRowIsWritten) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    task.m_type = TaskTypeRealTime;
+    std::shared_ptr<ScriptedService> const service = Script();
+    task.m_hookStop = 1;
+    service->Answer("StoreTask", kFailed);
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 1);
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 0);
+    task.m_hookStop = 1;
+    task.m_state = TaskStateDisabled;
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 1);
+}
+
+class Account : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    SessionInfo Session() override {
+        SessionInfo session = ScriptedService::Session();
+        session.paid = isPaid;
+        return session;
+    }
+    std::atomic<bool> isPaid{false};
+};
+
+TEST_F(TaskDatabase, AccountThatIsNotPaidForTakesTwoTasks) {
+    static std::vector<CString> asked;
+    static int answer = 0;
+    asked.clear();
+    SetMsgBoxProc([](TCHAR const* text, unsigned int, unsigned long, int) {
+        asked.emplace_back(text);
+        return answer;
+    });
+    std::shared_ptr<Account> const service = Script<Account>();
+    m_home.ListedTask(_T("first"));
+    EXPECT_EQ(Manager().BeginNewTask(), 1);
+    Manager().CancelNewTask();
+    m_home.ListedTask(_T("second"));
+    EXPECT_TRUE(asked.empty());
+    CString const limit = DictUtil::GetValue(_T("IDS_STRACCOUNTLIMIT"), _T(""));
+    EXPECT_EQ(Manager().BeginNewTask(), 0) << "the answer was no";
+    EXPECT_EQ(asked, std::vector<CString>{limit});
+    constexpr int kYes = 6;
+    answer = kYes;
+    asked.clear();
+    EXPECT_EQ(Manager().BeginNewTask(), 0) << "there is no page where a plan is to be had";
+    EXPECT_EQ(asked, (std::vector<CString>{limit, DictUtil::GetValue(_T("IDS_NETERROR"), _T(""))}));
+    EXPECT_FALSE(Manager().IsCreateingTask());
+    asked.clear();
+    service->isPaid = true;
+    EXPECT_EQ(Manager().BeginNewTask(), 1);
+    EXPECT_TRUE(asked.empty());
+    SetMsgBoxProc(nullptr);
+}
+
 TEST_F(TaskDatabase, SecondTaskOfANameIsRefusedBeforeTheServer) {
     std::unique_ptr<CBackupTask> first = NewTask(_T("t"));
     ASSERT_EQ(Manager().AddTask(first.release()), 1);
