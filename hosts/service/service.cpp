@@ -212,10 +212,10 @@ void Service::Reload() {
             m_manager.AddTaskToWaitlist(task, 0);
         }
     }
-    m_seenRows = rows;
+    // What is missing is looked for again with the next look at the database.
+    m_seenRows = IsTaskMissing() ? std::nullopt : rows;
     m_foreign.Look();
-    m_isReloadWanted =
-        code != 0 || IsTaskMissing() || m_foreign.Count() < foreignRuns;  // one ended meanwhile
+    m_isReloadWanted = code != 0 || m_foreign.Count() < foreignRuns;  // one ended meanwhile
     if (m_manager.GetNeedReloadTaskListValue()) {
         Log("read changed tasks: " +
             host::FormatCount(static_cast<__int64>(m_manager.m_taskList.size()), "task", "tasks") + " now");

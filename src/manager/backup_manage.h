@@ -227,7 +227,7 @@ public:
     rampart::Word<int32_t> m_taskListChanged = 0;
     CString m_guiWindowsUserAppDataPath;
     CString m_guiGlobalDataPath;
-    int32_t m_scanDivideBatchIndex = 0;
+    rampart::Word<int32_t> m_scanDivideBatchIndex = 0;
     int32_t m_needReloadTaskList = 0;
     int32_t m_addNewTaskRet = 0;
     int32_t m_finishedLoadTaskList = 0;

@@ -80,7 +80,6 @@ TEST_F(HostAndRuns, MeetWithoutHarm) {
     // A display asks at any time.
     std::thread display([&] {
         while (!isOver) {
-            manager->GetTaskStatusMapValue();
             manager->GetWorkingFile();
             manager->GetWorkingTaskName();
             ManageMultipleRunningTask::GetInstance()->GetWorkingTaskName();
@@ -93,6 +92,7 @@ TEST_F(HostAndRuns, MeetWithoutHarm) {
         }
         manager->DoScheduleTask();
         manager->SyncScheduleTask();
+        EXPECT_EQ(static_cast<size_t>(kTasks), manager->GetTaskStatusMapValue().size());
         int const number = round / 4 % kTasks;
         switch (round % 4) {
             case 0:
