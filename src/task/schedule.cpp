@@ -1,5 +1,5 @@
 // The dates of a task: whether it is due, its next run, and how a stored date is brought up to the present.
-#include <cstdio>
+#include <sstream>
 
 #include "engine/vaultlib_app.h"
 #include "link/manage_multiple_running_task.h"
@@ -196,8 +196,8 @@ void CBackupTask::RestoreMeantTime() {
     int minute = 0;
     int second = 0;
     // Of another date it was the time once.
-    if (std::sscanf(kept.ToUtf8().c_str(), "%lld %d %d %d", &date, &hour, &minute, &second) == 4 &&
-        date == m_dating.GetTime()) {
+    std::istringstream text(kept.ToUtf8());
+    if (text >> date >> hour >> minute >> second && date == m_dating.GetTime()) {
         m_shiftedDating = m_dating;
         m_meantDating = CTime(2001, 1, 1, hour, minute, second);
     }
