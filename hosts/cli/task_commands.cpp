@@ -76,7 +76,8 @@ void PrintTask(CommonOptions const& common, nlohmann::json const& task, ServiceP
 int WaitForService(CommonOptions const& common, CBackupManage& manager, std::string const& name) {
     bool isCancelled = false;
     for (;;) {
-        if (IsInterrupted() && !isCancelled) {
+        // Asked again while it lasts, as in CancelRun.
+        if (IsInterrupted()) {
             isCancelled = true;
             Ask(RequestKind::kStop, {{"task", name}});
         }
@@ -98,8 +99,10 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
             PrintJson(result);
             return code;
         }
-        if (!isClean) {
-            std::cerr << task.value("errors", "") << task.value("warnings", "") << std::endl;
+        for (char const* const kind : {"errors", "warnings"}) {
+            if (std::string const lines = task.value(kind, ""); !lines.empty()) {
+                std::cerr << lines << std::endl;
+            }
         }
         PrintLine(common, "Task '" + Printable(name) + "' " + (isCancelled ? "cancelled" : state) + ": " +
                               FormatCount(task.value("files", 0LL), "file", "files") + " looked at, " +

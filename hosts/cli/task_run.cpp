@@ -48,9 +48,8 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
     Keys keys;
     bool isEndWanted = false;
     while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
-        // Again while it lasts: a run that has just begun clears a cancel that came before it.
-        if ((IsInterrupted() || isEndWanted) && task.m_pTaskPrg->m_bCancel == 0) {
-            task.m_pTaskPrg->CancelMe();
+        if (IsInterrupted() || isEndWanted) {
+            CancelRun(task);
         }
         display.Show(task);
         switch (keys.Next(kPollMs)) {
@@ -115,10 +114,8 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
         return;
     }
     ledger.Print(common);
-    CString errors = outcome.errors;
-    errors.Trim();
-    if (!errors.IsEmpty()) {
-        std::cerr << Utf8(errors) << std::endl;
+    if (!outcome.errors.IsEmpty()) {
+        std::cerr << Utf8(outcome.errors) << std::endl;
     }
     PrintLine(common, "Task '" + Utf8(outcome.taskName) + "' " + WordFor(exitCode) + ".");
     PrintLine(common, "  looked at     " + FormatCount(outcome.looked, "file", "files") + ": " +
@@ -173,8 +170,8 @@ int RunTaskHere(CommonOptions const& common, CBackupManage& manager, CBackupTask
     outcome.looked = task.m_reportTotalCount;
     outcome.added = task.m_reportAddedCount;
     outcome.changed = task.m_reportChangedCount;
-    outcome.errors = task.GetErrorEmailLog();
-    outcome.warnings = task.GetWarningLog();
+    outcome.errors = task.GetErrorsOfRun();
+    outcome.warnings = task.GetWarningsOfRun();
     VaultAdmin::Transferred(outcome.transferred);
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     int const exitCode = ExitCodeOf(outcome, ledger);

@@ -85,8 +85,8 @@ Schedule ScheduleOf(CBackupTask const& task) {
     CTime const dating = ToRaw(task.m_dating);
     Schedule schedule;
     schedule.mode = static_cast<TaskType>(ScheduleMode(task.m_type));
-    schedule.hour = dating.GetHour();
-    schedule.minute = dating.GetMinute();
+    schedule.hour = task.MeantTime().GetHour();
+    schedule.minute = task.MeantTime().GetMinute();
     schedule.days = task.m_repeatDays;
     schedule.moment = dating.GetTime();
     return schedule;
@@ -150,18 +150,9 @@ std::string Add(CBackupManage& manager, TaskChange const& change, bool startsDue
     return "Task '" + Printable(change.name) + "' is added.";
 }
 
-// A task that dies ends the run of its name; a copy has none.
-struct ForgetCopy {
-    void operator()(CBackupTask* copy) const {
-        copy->m_taskName.Empty();
-        delete copy;
-    }
-};
-using TaskCopy = std::unique_ptr<CBackupTask, ForgetCopy>;
-
 // A copy of the settings, to be handed to CBackupManage::UpdateTask.
-TaskCopy CopyOf(CBackupTask& task) {
-    TaskCopy copy(std::make_unique<CBackupTask>().release());
+std::unique_ptr<CBackupTask> CopyOf(CBackupTask& task) {
+    auto copy = std::make_unique<CBackupTask>();
     copy->m_taskID = task.m_taskID;
     copy->m_taskName = task.m_taskName;
     copy->m_description = task.m_description;
@@ -226,11 +217,41 @@ void ChangeSources(CBackupTask& task, CBackupTask& copy, TaskChange const& chang
     }
 }
 
-void Rename(CBackupManage& manager, CBackupTask& copy, std::string const& newName) {
+bool LiesWithin(CString const& path, CString const& folder) {
+    return (path + _T("\\")).Left(folder.GetLength() + 1).CompareNoCase(folder + _T("\\")) == 0;
+}
+
+// Another task whose stored files, or older versions of them, lie where those of a task with that folder do:
+// its folder is that one, above it or below it, or is called the same, for older versions are kept by name.
+CBackupTask* FindSharer(CBackupManage& manager, CBackupTask const& self, CString folder) {
+    auto plain = [](CString path) { return path.TrimRight(_T('\\')); };
+    folder = plain(folder);
+    CReadSync const read(manager.m_taskListSync);
+    for (CBackupTask* const task : manager.m_taskList) {
+        CString const other = plain(task->m_serverFilePath);
+        if (task != &self && !task->m_serverFilePath.IsEmpty() &&
+            (LiesWithin(other, folder) || LiesWithin(folder, other) ||
+             PathUtilities::GetFileName(other).CompareNoCase(PathUtilities::GetFileName(folder)) == 0)) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+void RequireOwnFolder(CBackupManage& manager, CBackupTask const& self, CString const& folder) {
+    if (CBackupTask const* const other = FindSharer(manager, self, folder)) {
+        throw CommandError(kExitUsage, PrintableServerPath(folder) +
+                                           " cannot be the folder of this task: the task " + Quoted(*other) +
+                                           " is stored in " + PrintableServerPath(other->m_serverFilePath) +
+                                           ", and what both store would be mixed up");
+    }
+}
+
+void Rename(CBackupManage& manager, CBackupTask const& task, CBackupTask& copy, std::string const& newName) {
     CheckTaskName(newName);
     CString const name = CString::FromUtf8(newName);
     CBackupTask const* const other = manager.GetTaskByName(name);
-    if (other != nullptr && other->m_taskID != copy.m_taskID) {
+    if (other != nullptr && other != &task) {
         throw CommandError(kExitUsage, "there is a task '" + Printable(newName) + "' already");
     }
     CString const folder = PathUtilities::Append(PathUtilities::GetParentFolder(copy.m_serverFilePath), name);
@@ -245,6 +266,7 @@ void Rename(CBackupManage& manager, CBackupTask& copy, std::string const& newNam
     if (code != 0 && code != kNone) {
         throw CommandError(kExitFailed, Utf8(message));
     }
+    RequireOwnFolder(manager, task, folder);
     copy.m_taskName = name;
     copy.m_description = name;
 }
@@ -252,7 +274,7 @@ void Rename(CBackupManage& manager, CBackupTask& copy, std::string const& newNam
 std::string Edit(CBackupManage& manager, TaskChange const& change) {
     CBackupTask& task = RequireTask(manager, change.name, true);
     bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
-    TaskCopy const copy = CopyOf(task);
+    std::unique_ptr<CBackupTask> const copy = CopyOf(task);
     if (change.window) {
         SetWindow(*copy, *change.window);
     }
@@ -271,13 +293,18 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
         copy->m_maxVersion = change.versions;
     }
     if (!change.newName.empty()) {
-        Rename(manager, *copy, change.newName);
+        Rename(manager, task, *copy, change.newName);
     }
     ChangeSources(task, *copy, change);
     bool const isDated = change.schedule || change.window;
     SetEnabled(*copy, task.m_scheduleEnabled != 0);
     if (!manager.UpdateTask(&task, copy.get())) {
         throw CommandError(kExitFailed, "the task " + Quoted(task) + " is gone");
+    }
+    if (task.m_scheduleEnabled == 0) {
+        // A task that becomes a continuous one is queued by the engine.
+        manager.RemoveTaskFromWaitlist(&task);
+        SetEnabled(task, false);
     }
     if (isDated) {
         // Until it has run, what counts as missed is measured from here.
@@ -322,6 +349,12 @@ std::string Delete(CBackupManage& manager, TaskChange const& change) {
     CBackupTask& task = RequireTask(manager, change.name, false);
     std::string const name = Quoted(task);
     std::string const folder = PrintableServerPath(task.m_serverFilePath);
+    if (change.deletesBackup) {
+        if (CBackupTask const* const other = FindSharer(manager, task, task.m_serverFilePath)) {
+            throw CommandError(kExitUsage, "what the task " + name + " stored cannot be deleted: the task " +
+                                               Quoted(*other) + " is stored there, too");
+        }
+    }
     CStringList names(1);
     names.AddTail(task.m_taskName);
     int code = 0;
@@ -440,6 +473,7 @@ CBackupTask& BeginTask(CBackupManage& manager, CString const& name, std::string 
     task.m_logFilePath.Format(_T("backup_%s.dat.4.0"), name);
     task.m_serverFilePath =
         to.empty() ? _T("\\") + task.m_pcName + _T("\\") + name : ServerPathOf(manager, to);
+    RequireOwnFolder(manager, task, task.m_serverFilePath);
     CStringList list(10);
     for (CString const& source : sources) {
         list.AddTail(source);
@@ -460,6 +494,14 @@ void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
         AddPattern(task, pattern, isInclude);
     }
     task.m_filterType = isInclude ? _T("1") : _T("0");
+}
+
+bool CancelRun(CBackupTask& task) {
+    if (task.m_pTaskPrg->m_bCancel != 0) {
+        return false;
+    }
+    task.m_pTaskPrg->CancelMe();
+    return true;
 }
 
 int WriteTask(CBackupManage& manager, CBackupTask& task) {

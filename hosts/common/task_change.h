@@ -53,6 +53,9 @@ CBackupTask& BeginTask(CBackupManage& manager, CString const& name, std::string 
 // Replaces the task's patterns; nothing if both are empty.
 void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
                 std::vector<std::string> const& exclude);
+// Cancels the task's run; true if that was not asked before. To be asked again while the run lasts: one that
+// has just begun clears a cancel that came before it.
+bool CancelRun(CBackupTask& task);
 // Writes the task's row with a new time of change, so that other programs and machines see it. A service
 // code.
 int WriteTask(CBackupManage& manager, CBackupTask& task);

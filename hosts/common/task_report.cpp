@@ -52,8 +52,8 @@ NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime 
     if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce && !surroundings.isServiceRunning) {
         Schedule schedule;
         schedule.mode = static_cast<TaskType>(ModeOf(task));
-        schedule.hour = dating.GetHour();
-        schedule.minute = dating.GetMinute();
+        schedule.hour = task.MeantTime().GetHour();
+        schedule.minute = task.MeantTime().GetMinute();
         schedule.days = task.m_repeatDays;
         return {schedule.FirstRun(now), since + "; runs that were missed are skipped"};
     }
@@ -114,7 +114,7 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
 
 std::string ScheduleText(CBackupTask const& task) {
     CTime const dating = ToRaw(task.m_dating);
-    std::string const clock = Utf8(dating.Format(_T("%H:%M")));
+    std::string const clock = Utf8(task.MeantTime().Format(_T("%H:%M")));
     switch (ModeOf(task)) {
         case TaskTypeRealTime:
             return "continuously";
@@ -215,8 +215,8 @@ nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings)
             {"versions", static_cast<long long>(task.m_maxVersion)},
             {"folder", PrintableServerPath(task.m_serverFilePath)},
             {"hadError", task.m_errorOccured != 0},
-            {"errors", Utf8(task.GetErrorEmailLog())},
-            {"warnings", Utf8(task.GetWarningLog())},
+            {"errors", Utf8(task.GetErrorsOfRun())},
+            {"warnings", Utf8(task.GetWarningsOfRun())},
             {"files", task.m_reportTotalCount.Get()},
             {"new", task.m_reportAddedCount.Get()},
             {"changed", task.m_reportChangedCount.Get()}};

@@ -111,8 +111,7 @@ ServiceAnswer Service::PauseTask(std::string const& name, bool isPaused) {
 ServiceAnswer Service::StopTask(std::string const& name) {
     CBackupTask& task = host::RequireTask(m_manager, name, true);
     m_manager.RemoveTaskFromWaitlist(&task);
-    if (IsRunningHere(&task, m_foreign)) {
-        task.m_pTaskPrg->CancelMe();
+    if (IsRunningHere(&task, m_foreign) && host::CancelRun(task)) {
         Log("cancelling task '" + host::Printable(name) + "' as asked");
     }
     return {};

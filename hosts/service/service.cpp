@@ -17,9 +17,10 @@ namespace {
 constexpr auto kBusyPeriod = 2s;     // something waits for a place, a network or another program
 constexpr auto kIdlePeriod = 60s;    // nothing is due; also how old another machine's change may be
 constexpr auto kClockJump = 120s;    // more than this beside the steady clock: the machine slept
-constexpr auto kStopPatience = 30s;  // for runs that were cancelled; the engine waits on after that
+constexpr auto kStopPatience = 30s;  // for runs that were cancelled; after that it says that it waits on
 constexpr unsigned int kStopPollMs = 20;
 constexpr int kMinute = 60;
+constexpr int kNoSuchTask = 11;  // it was deleted elsewhere
 
 std::string NameOf(CBackupTask const& task) {
     return "task '" + host::Printable(host::Utf8(task.m_taskName)) + "'";
@@ -107,6 +108,7 @@ std::chrono::milliseconds Service::Pass() {
         Reload();
     }
     LookAtRealTimeTasks();
+    m_manager.ForgetFailuresOfWaiting();
     m_manager.DoScheduleTask();
     if (m_manager.HaveActionToProcess()) {
         m_manager.ProcessAlltheAction();
@@ -133,6 +135,9 @@ void Service::WriteEndedRuns() {
         if (int const code = m_manager.AddOrEditTaskToDatabase(task, _T("Edit"), _T("0"), name, _T("1"))) {
             Log(NameOf(*task) +
                 ": its dates could not be written: " + host::Utf8(ApiUtil::GetQuilString(code)));
+            if (code != kNoSuchTask) {
+                m_manager.NoteEndedRun(name);  // written with the next pass
+            }
         }
     }
 }
@@ -202,15 +207,27 @@ void Service::Reload() {
         Log("the tasks could not be read: " + host::Utf8(ApiUtil::GetQuilString(code)));
     }
     for (CString const& name : waiting) {
-        m_manager.AddTaskToWaitlist(m_manager.GetTaskByName(name), 0);
+        CBackupTask* const task = m_manager.GetTaskByName(name);
+        if (task != nullptr && task->m_scheduleEnabled != 0) {
+            m_manager.AddTaskToWaitlist(task, 0);
+        }
     }
-    m_seenRows = rows;
+    // What is missing is looked for again with the next look at the database.
+    m_seenRows = IsTaskMissing() ? std::nullopt : rows;
     m_foreign.Look();
     m_isReloadWanted = code != 0 || m_foreign.Count() < foreignRuns;  // one ended meanwhile
     if (m_manager.GetNeedReloadTaskListValue()) {
         Log("read changed tasks: " +
             host::FormatCount(static_cast<__int64>(m_manager.m_taskList.size()), "task", "tasks") + " now");
     }
+}
+
+// A task whose sources could not be read is left out.
+bool Service::IsTaskMissing() {
+    std::vector<CString> names;
+    m_manager.GetTaskNamesFromWebDatabase(names);
+    return std::any_of(names.begin(), names.end(),
+                       [this](CString const& name) { return m_manager.GetTaskByName(name) == nullptr; });
 }
 
 // Whatever a notification missed, a look at the sources finds.
@@ -283,15 +300,17 @@ void Service::Stop() {
         }
     }
     Log(running.empty() ? "stopping" : "stopping: cancelling what runs, and waiting for it");
-    for (CBackupTask* const task : running) {
-        task->m_pTaskPrg->CancelMe();
-    }
     auto const begin = Steady::now();
-    while (m_foreign.OwnCount() > 0 && Steady::now() - begin < kStopPatience) {
-        SleepMilliseconds(kStopPollMs);
-    }
-    if (m_foreign.OwnCount() > 0) {
-        Log("a run takes long to end; waiting on");
+    for (bool isTold = false; m_foreign.OwnCount() > 0; SleepMilliseconds(kStopPollMs)) {
+        for (CBackupTask* const task : running) {
+            if (Registry().IsWorking(task)) {
+                host::CancelRun(*task);
+            }
+        }
+        if (!isTold && Steady::now() - begin >= kStopPatience) {
+            isTold = true;
+            Log("a run takes long to end; waiting on");
+        }
     }
     WriteEndedRuns();
     KeepForNextStart(running);
@@ -300,18 +319,22 @@ void Service::Stop() {
     Log("stopped");
 }
 
-// What the stop cut short goes on when the service starts the next time.
+// What the stop cut short goes on when the service starts the next time. The dates of a run that came to its
+// end are written, too: the engine may have left that out, and has perhaps not yet told of the end.
 void Service::KeepForNextStart(std::vector<CBackupTask*> const& tasks) {
     for (CBackupTask* const task : tasks) {
-        if (Registry().FindWorkingTask(task) || task->m_state != TaskStateCanceled) {
-            continue;
+        bool const wasCut = task->m_state == TaskStateCanceled;
+        if (wasCut) {
+            task->m_isResume = 1;
+            task->m_resumeDate = host::ToStored(NowRaw());
         }
-        task->m_isResume = 1;
-        task->m_resumeDate = host::ToStored(NowRaw());
         int const code = host::WriteTask(m_manager, *task);
-        Log(NameOf(*task) + (code == 0 ? " was cut short; it goes on at the next start"
-                                       : " was cut short; that could not be written: " +
-                                             host::Utf8(ApiUtil::GetQuilString(code))));
+        if (code != 0) {
+            Log(NameOf(*task) + (wasCut ? " was cut short; that" : ": its dates") +
+                " could not be written: " + host::Utf8(ApiUtil::GetQuilString(code)));
+        } else if (wasCut) {
+            Log(NameOf(*task) + " was cut short; it goes on at the next start");
+        }
     }
 }
 

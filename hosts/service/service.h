@@ -32,6 +32,7 @@ private:
     void LookAtClock();
     void LookAtDatabase();
     void Reload();
+    bool IsTaskMissing();
     void LookAtRealTimeTasks();
     std::chrono::milliseconds UntilNextDue();
     void TellNext();

@@ -35,8 +35,7 @@ int ServiceManager::SetWorkingTask(CBackupTask* task) {
 // Called by the run's thread after the run has left the registry.
 int ServiceManager::SetDoneTask(CString const& name) {
     if (CBackupTask* const task = GetTaskByName(name)) {
-        CString errors = task->GetErrorEmailLog();
-        errors.Trim();
+        CString errors = task->GetErrorsOfRun();
         errors.Replace(_T("\r\n"), _T("; "));
         errors.Replace(_T("\n"), _T("; "));
         Log("task '" + host::Printable(host::Utf8(name)) + "' " + ResultOf(*task) + ": " +
@@ -47,12 +46,24 @@ int ServiceManager::SetDoneTask(CString const& name) {
     } else {
         Log("task '" + host::Printable(host::Utf8(name)) + "' ended");
     }
-    {
-        std::lock_guard const lock(m_endedLock);
-        m_ended.push_back(name);
-    }
+    NoteEndedRun(name);
     WakeServiceWait();
     return CBackupManage::SetDoneTask(name);
+}
+
+void ServiceManager::ForgetFailuresOfWaiting() {
+    CKorvaneAutoLock const lock(&m_taskLock, _T("ForgetFailuresOfWaiting"), 1);
+    for (void* const entry : m_waitList) {
+        auto* const task = static_cast<CBackupTask*>(entry);
+        if (!ManageMultipleRunningTask::GetInstance()->FindWorkingTask(task)) {
+            task->m_errorOccured = 0;
+        }
+    }
+}
+
+void ServiceManager::NoteEndedRun(CString const& name) {
+    std::lock_guard const lock(m_endedLock);
+    m_ended.push_back(name);
 }
 
 std::vector<CString> ServiceManager::TakeEndedRuns() {

@@ -11,10 +11,14 @@ namespace rampart::service {
 
 class ServiceManager : public CBackupManage {
 public:
+    ~ServiceManager() override { ClearTaskList(); }  // the runs end while this object is whole
     int SetWorkingTask(CBackupTask* task) override;
     int SetDoneTask(CString const& name) override;
     // Names of the tasks whose runs have ended since the last call.
     std::vector<CString> TakeEndedRuns();
+    void NoteEndedRun(CString const& name);
+    // A task that waits runs again, however its last run ended: the engine would drop a failed one unseen.
+    void ForgetFailuresOfWaiting();
 
 private:
     std::mutex m_endedLock;

@@ -49,8 +49,8 @@ int LocalField(__int64 seconds, int BrokenDownTime::*field, int missing) {
 
 __int64 FromWall(int year, int month, int day, int hour, int minute, int second) {
     const auto within = [](int value, int least, int most) { return value >= least && value <= most; };
-    if (year < 1970 || !within(month, 1, 12) || !within(day, 1, 31) || !within(hour, 0, 23) ||
-        !within(minute, 0, 59) || !within(second, 0, 59)) {
+    if (year < 1970 || !within(month, 1, 12) || !within(day, 1, 31) || hour > 23 || minute > 59 ||
+        second > 59) {  // negative ones are carried
         AtlThrow(rampart::kErrorFail);
     }
     constexpr int kYearBehindAll = 3002;  // years far off would overflow on their way

@@ -91,6 +91,10 @@ int ManageMultipleRunningTask::FindWorkingTask(CBackupTask* task) {
     return GetWorkingTask(task) ? 1 : 0;
 }
 
+bool ManageMultipleRunningTask::IsWorking(CBackupTask* task) {
+    return task && GetWorkingTask(task) == task;
+}
+
 CBackupTask* ManageMultipleRunningTask::GetWorkingTask(CBackupTask* task) {
     return task ? GetWorkingTaskByName(task->m_taskName) : nullptr;
 }
@@ -158,6 +162,18 @@ void ManageMultipleRunningTask::SetSuspendForWokingTask(int suspend, CString con
     if (found != m_workingTasks.end() && (*found)->m_pTaskPrg) {
         (*found)->m_pTaskPrg->SetPause(suspend);
     }
+}
+
+void ManageMultipleRunningTask::AskToStop(CBackupTask* task) {
+    {
+        rampart::CriticalLock lock(m_lock);
+        if (!IsWorking(task) || !task->m_pTaskPrg) {
+            return;
+        }
+        // Under the lock: the end of the run, which clears the mark, comes after the task has left the list.
+        task->m_pTaskPrg->SetStopping(1);
+    }
+    task->m_pTaskPrg->CancelMe();
 }
 
 void ManageMultipleRunningTask::StopTasks() {

@@ -30,6 +30,7 @@ public:
     void ClearAllWoringTask();
 
     int FindWorkingTask(CBackupTask* task);  // nonzero if a task of that name runs
+    bool IsWorking(CBackupTask* task);       // whether this very object runs
     // Null if no task of that name runs.
     CBackupTask* GetWorkingTask(CBackupTask* task);
     CBackupTask* GetWorkingTaskByName(CString const& name);
@@ -45,6 +46,8 @@ public:
     // A new display begins: each running task's list is told to observers anew.
     void InitBackupProgressList();
     void SetSuspendForWokingTask(int suspend, CString const& name);
+    // Asks a run to stop and does not wait for it; nothing if the task does not run.
+    void AskToStop(CBackupTask* task);
     // Stops all that run, one after the other, and waits for each.
     static void StopTasks();
 

@@ -42,6 +42,7 @@ public:
     CString GetRestoreWorkingFile() const { return m_restoreWorkingFile; }
     CString GetRestoreServerWorkingFile() const { return m_restoreServerWorkingFile; }
     CString GetWorkingTaskName();
+    void SetWorkingTaskName(CString const& name);
 
     // ---- Set-up ----
     int Initialize();
@@ -136,6 +137,9 @@ public:
     int RefreshTaskListFromDatabase(int& code);
     int CheckNotExistedTasks();
     int UpdateTaskLocalPathForServerDatabase(CBackupTask* task);
+    // 1 with `newName` set when a task of that machine meets a row of its name that another machine has.
+    int NeedRenameTaskNameToWebDatabase(CString const& name, CString const& pcName, unsigned long pcID,
+                                        CString& newName);
     static CString GetFileNameFromPath(CString const& path);
     static void StrListToStr(CStringList const& list, CString& text);
 
@@ -223,7 +227,7 @@ public:
     rampart::Word<int32_t> m_taskListChanged = 0;
     CString m_guiWindowsUserAppDataPath;
     CString m_guiGlobalDataPath;
-    int32_t m_scanDivideBatchIndex = 0;
+    rampart::Word<int32_t> m_scanDivideBatchIndex = 0;
     int32_t m_needReloadTaskList = 0;
     int32_t m_addNewTaskRet = 0;
     int32_t m_finishedLoadTaskList = 0;
@@ -245,7 +249,7 @@ protected:
 private:
     void ShareCaches(CString const& ownPath);
     int ParseRows(CString const& reply, int refresh, std::vector<CBackupTask*>& removed);
-    void TakeNotExistedTasks(std::vector<CBackupTask*>& removed);
+    bool TakeNotExistedTasks(std::vector<CBackupTask*>& removed);
     void QueueTask(CBackupTask* task);
     bool QueueDueTasks();
     bool IsNetworkThere();

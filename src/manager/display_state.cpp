@@ -74,10 +74,7 @@ int CBackupManage::SetCopyingFile(CString file) {
 }
 
 int CBackupManage::SetWorkingTask(CBackupTask* task) {
-    {
-        rampart::CriticalLock const lock(m_workingFileLock);
-        m_workingTaskName = task != nullptr ? task->m_taskName : CString();
-    }
+    SetWorkingTaskName(task != nullptr ? task->m_taskName : CString());
     ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(task);
     return 1;
 }
@@ -110,6 +107,11 @@ CString CBackupManage::GetCopyingFile() {
 CString CBackupManage::GetWorkingTaskName() {
     rampart::CriticalLock const lock(m_workingFileLock);
     return m_workingTaskName;
+}
+
+void CBackupManage::SetWorkingTaskName(CString const& name) {
+    rampart::CriticalLock const lock(m_workingFileLock);
+    m_workingTaskName = name;
 }
 
 void CBackupManage::SetNeedReloadTaskListValue(int value) {

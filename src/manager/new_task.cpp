@@ -64,7 +64,7 @@ bool HasSubscribed() {
 }
 
 bool IsWatchingNow(CBackupTask const& task) {
-    return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime &&
+    return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime && task.m_scheduleEnabled != 0 &&
            rampart::LiesWithin(rampart::StoredNow(), task.m_beginDate, task.m_endDate);
 }
 

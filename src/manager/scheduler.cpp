@@ -158,12 +158,12 @@ bool CBackupManage::IsNetworkThere() {
 
 // False when the application is going down. m_taskLock is held.
 bool CBackupManage::StartQueuedTasks() {
-    for (POSITION position = m_waitList.GetHeadPosition(); position != nullptr;) {
+    for (void* const entry : std::vector<void*>(m_waitList.begin(), m_waitList.end())) {
         if (rampart::IsAppEnding()) {
             return false;
         }
-        auto* const task = static_cast<CBackupTask*>(m_waitList.GetNext(position));
-        if (!Registry().IsAllowToAddWorkingTask(task)) {
+        auto* const task = static_cast<CBackupTask*>(entry);
+        if (m_waitList.Find(task) == nullptr || !Registry().IsAllowToAddWorkingTask(task)) {
             continue;
         }
         if (!IsNetworkThere()) {
@@ -295,13 +295,12 @@ void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
     if (task == nullptr || m_skipMissedTask == 0) {
         return;
     }
-    if (!IsMine(*task, m_myID) || !IsDated(*task)) {
-        return;
-    }
     rampart::Guarded(_T("Error: DoScheduleNextTimeWithTask"), [&] {
         CTime const now = rampart::RawNow();
         CTime const minute = now - CTimeSpan(now.GetSecond()) - CTimeSpan(rampart::kSecondsOfMinute);
-        SkipMissedRuns(*task, minute);
+        if (IsMine(*task, m_myID) && IsDated(*task)) {
+            SkipMissedRuns(*task, minute);
+        }
     });
     DebugLine(_T("finish - DoScheduleNextTimeWithTask"));
 }
@@ -309,28 +308,29 @@ void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
 // `minute` is the raw time up to which runs count as missed.
 void CBackupManage::SkipMissedRuns(CBackupTask& task, CTime const& minute) {
     CTime const dating = rampart::ToRaw(task.m_dating);
+    CTime const meant = task.MeantTime();
     DebugLine(task.m_taskName + _T(" currTime: ") + TimeUtil::TimeToStr(minute));
     int const mode = rampart::ScheduleMode(task.m_type);
     if (mode == TaskTypeDaily) {
-        CTime next = rampart::AtTimeOfDay(minute, dating);
+        CTime next = rampart::AtTimeOfDay(minute, meant);
         DebugLine(task.m_taskName + _T(" createLocalTime:") + TimeUtil::TimeToStr(next));
         if (minute > next) {
             next = rampart::DaysAfter(next, 1);
         }
-        task.m_dating = rampart::ToStored(next);
+        task.MoveDating(next, meant);
         DebugLine(task.m_taskName + _T(" m_dating: ") + TimeUtil::TimeToStr(task.m_dating));
         return;
     }
     if (mode != TaskTypeWeekly || minute <= dating) {
         return;
     }
-    bool const isTimePast = minute.GetHour() > dating.GetHour() ||
-                            (minute.GetHour() == dating.GetHour() && minute.GetMinute() > dating.GetMinute());
+    bool const isTimePast = minute.GetHour() > meant.GetHour() ||
+                            (minute.GetHour() == meant.GetHour() && minute.GetMinute() > meant.GetMinute());
     if (!isTimePast) {
-        CTime const today = rampart::AtTimeOfDay(minute, dating);
+        CTime const today = rampart::AtTimeOfDay(minute, meant);
         DebugLine(task.m_taskName + _T(" createLocalTime:") + TimeUtil::TimeToStr(today));
         if (today.GetDayOfWeek() == dating.GetDayOfWeek()) {
-            task.m_dating = rampart::ToStored(today);
+            task.MoveDating(today, meant);
             DebugLine(task.m_taskName + _T(" m_dating:") + TimeUtil::TimeToStr(task.m_dating));
             return;
         }

@@ -4,6 +4,8 @@
 #include "manager/task_reply.h"
 #include "manager/task_request.h"
 #include "paths/global_function.h"
+#include "platform/clock.h"
+#include "storage/service_code.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
@@ -17,6 +19,8 @@ namespace {
 constexpr int kNoTask = 7;
 constexpr int kDefaultPathsOfRequest = 100;
 constexpr size_t kRowsWorthATell = 3;
+constexpr int kMorePathReads = 3;
+constexpr uint32_t kPathReadPauseMs = 200;
 constexpr TCHAR const* kRowsFlag = _T("false");
 constexpr TCHAR const* kPathsFlag = _T("true");
 
@@ -67,6 +71,36 @@ void TakeDates(CBackupTask& task, rampart::TaskReplyRow const& row) {
     }
 }
 
+int ReadPaths(CString const& taskName, CString& reply) {
+    int code = ApiUtilExp::GetTaskListFromWebDatabase(taskName, kPathsFlag, reply);
+    for (int again = 0; code == rampart::kConnectionFailed && again < kMorePathReads; ++again) {
+        rampart::platform::SleepMilliseconds(kPathReadPauseMs);
+        code = ApiUtilExp::GetTaskListFromWebDatabase(taskName, kPathsFlag, reply);
+    }
+    return code;
+}
+
+enum class PathsRead { kFailed, kNone, kTaken };
+
+PathsRead TakePaths(CString const& taskName, CBackupTask* task) {
+    return rampart::Guarded(_T("Error:LoadTaskLocalPathFromDatabase"), PathsRead::kFailed, [&] {
+        CString reply;
+        if (int const code = ReadPaths(taskName, reply); code != 0) {
+            LogCode(code);
+            return PathsRead::kFailed;
+        }
+        if (reply.IsEmpty() || task == nullptr) {
+            return PathsRead::kNone;
+        }
+        for (SourceInfo const& source : rampart::SourcesOfReply(reply)) {
+            task->m_localDirList.push_back(std::make_unique<SourceInfo>(source).release());
+        }
+        return PathsRead::kTaken;
+    });
+}
+
+// Null when its sources cannot be read: a task without them would protect nothing, and the next refresh finds
+// it missing.
 std::unique_ptr<CBackupTask> TaskOfRow(CBackupManage& manager, rampart::TaskReplyRow const& row) {
     auto task = std::make_unique<CBackupTask>();
     task->m_taskID = rampart::ReadNumber(row.taskID);
@@ -86,7 +120,12 @@ std::unique_ptr<CBackupTask> TaskOfRow(CBackupManage& manager, rampart::TaskRepl
         task->CalculateSize();
     }
     task->m_pcID = static_cast<uint32_t>(rampart::ReadNumber(row.pcID));
-    manager.GetLocalPathFromWebDatabase(row.name, task.get());
+    if (task->m_pcID == manager.m_myID) {
+        task->RestoreMeantTime();
+    }
+    if (TakePaths(row.name, task.get()) == PathsRead::kFailed) {
+        return nullptr;
+    }
     if (task->m_pcID == manager.m_myID && !task->m_localDirList.empty() && task->UpdateSrcDriveLetter()) {
         task->m_taskChanged = 1;
     }
@@ -212,6 +251,9 @@ int CBackupManage::ParseRows(CString const& reply, int refresh, std::vector<CBac
                 continue;
             }
             std::unique_ptr<CBackupTask> task = TaskOfRow(*this, row);
+            if (task == nullptr) {
+                continue;
+            }
             CWriteSync const write(m_taskListSync);
             m_taskList.push_back(task.get());
             task.release();  // the list owns raw pointers
@@ -241,18 +283,27 @@ bool CBackupManage::MakeRoomFor(rampart::TaskReplyRow const& row, std::vector<CB
 }
 
 int CBackupManage::GetLocalPathFromWebDatabase(CString const& taskName, CBackupTask* task) {
-    return rampart::Guarded(_T("Error:LoadTaskLocalPathFromDatabase"), 0, [&] {
+    return TakePaths(taskName, task) == PathsRead::kTaken ? 1 : 0;
+}
+
+int CBackupManage::NeedRenameTaskNameToWebDatabase(CString const& name, CString const& pcName,
+                                                   unsigned long pcID, CString& newName) {
+    if (name.IsEmpty() || pcName.IsEmpty()) {
+        return 0;
+    }
+    return rampart::Guarded(_T("Error:NeedRenameTaskNameToWebDatabase"), 0, [&] {
         CString reply;
-        if (int const code = ApiUtilExp::GetTaskListFromWebDatabase(taskName, kPathsFlag, reply); code != 0) {
-            LogCode(code);
+        auto machineOf = [&reply] { return ApiUtil::GetVarValue(reply, _T("RETURN_PcID"), 0); };
+        if (ApiUtilExp::GetTaskListFromWebDatabase(name, kRowsFlag, reply) != 0 || reply.IsEmpty() ||
+            static_cast<uint32_t>(rampart::ReadNumber(machineOf())) == static_cast<uint32_t>(pcID)) {
             return 0;
         }
-        if (reply.IsEmpty() || task == nullptr) {
+        CString const candidate = pcName + _T("_") + name;
+        if (ApiUtilExp::GetTaskListFromWebDatabase(candidate, kRowsFlag, reply) != 0 ||
+            (!reply.IsEmpty() && !machineOf().IsEmpty())) {
             return 0;
         }
-        for (SourceInfo const& source : rampart::SourcesOfReply(reply)) {
-            task->m_localDirList.push_back(std::make_unique<SourceInfo>(source).release());
-        }
+        newName = candidate;
         return 1;
     });
 }
@@ -268,7 +319,7 @@ void CBackupManage::GetTaskNamesFromWebDatabase(std::vector<CString>& names) {
             names.push_back(text.Left(bar));
             text = text.Mid(bar + 1).Trim(_T('|'));
         }
-        text.Trim().Trim(_T('|'));
+        text.Trim(_T(" |"));
         if (!text.IsEmpty()) {
             names.push_back(text);
         }
@@ -299,13 +350,14 @@ int CBackupManage::RefreshTaskListFromDatabase(int& code) {
 
 int CBackupManage::CheckNotExistedTasks() {
     std::vector<CBackupTask*> removed;
-    TakeNotExistedTasks(removed);
-    return DeleteAllTaskList(removed);
+    bool const isDone = TakeNotExistedTasks(removed);
+    int const isAnyGone = DeleteAllTaskList(removed);
+    return isDone ? isAnyGone : 0;
 }
 
-// Takes the tasks whose rows are gone off the list, with their log files.
-void CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
-    rampart::Guarded(_T("Error:CheckNotExistedTasks"), [&] {
+// Takes the tasks whose rows are gone off the list, with their log files. False if that failed half way.
+bool CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
+    return rampart::Guarded(_T("Error:CheckNotExistedTasks"), [&] {
         std::vector<CString> names;
         GetTaskNamesFromWebDatabase(names);
         size_t const before = removed.size();

@@ -56,6 +56,20 @@ void CollectServerPaths(CBackupTask const& task, CStringList& paths) {
     }
 }
 
+// An email task keeps temporary files of its own on this machine.
+void DeleteEmailFiles(CBackupTask const& task) {
+    if (!task.IsEmailBackup()) {
+        return;
+    }
+    DebugLine(_T("Task-delete: delete email task local temp files"));
+    CString folder;
+    GlobalFunction::LoadStringFromRegstry(_T("TempFolder"), folder);
+    if (!folder.IsEmpty()) {
+        folder += FormatText(_T("\\%s_%s"), task.m_taskName, ApiUtil::GetCustomerID());
+        KXFolder::DeleteDirectory(folder, 0);
+    }
+}
+
 // A delete that ended early left the mirror behind the server.
 void RefreshAfterCancel(std::vector<CBackupTask*> const& tasks) {
     CServerPathList& mirror = ApiUtil::GetServerPathlist();
@@ -185,11 +199,17 @@ int CBackupManage::EnableTask(CBackupTask* task) {
 
 int CBackupManage::BatchDeleteTask(CStringList& names, int deleteServerData, int& errorCode, int,
                                    int deleteOption) {
-    return rampart::Guarded(_T("Error: BatchDeleteTask"), 0, [&] {
+    std::vector<CBackupTask*> tasks;
+    auto keep = [&tasks] {
+        for (CBackupTask* const task : tasks) {
+            task->m_isDeleting = 0;
+        }
+        return 0;
+    };
+    auto work = [&] {
         DebugLine(_T("Task-delete: delete task"));
         ClearCancel();
         CStringList paths;
-        std::vector<CBackupTask*> tasks;
         for (CString const& name : names) {
             if (rampart::IsAppEnding()) {
                 return 0;
@@ -201,24 +221,26 @@ int CBackupManage::BatchDeleteTask(CStringList& names, int deleteServerData, int
             DebugLine(_T("Task-delete: delete task name: ") + name);
             DebugLine(_T("Task-delete: stop running task"));
             task->EndTask();
+            tasks.push_back(task);
             task->m_isDeleting = 1;
             if (deleteServerData != 0) {
                 CollectServerPaths(*task, paths);
             }
-            tasks.push_back(task);
+            DeleteEmailFiles(*task);
         }
         int const success = DeleteServerPaths(paths, tasks, deleteOption, errorCode);
         if (success != 0) {
-            RemoveDeletedTasks(tasks);
+            RemoveDeletedTasks(std::exchange(tasks, {}));
         } else {
-            for (CBackupTask* const task : tasks) {
-                task->m_isDeleting = 0;
-            }
+            keep();
         }
         RefreshTaskInfo(nullptr, 1);
         ClearCancel();
         return success;
-    });
+    };
+    constexpr int kThrown = -1;
+    int const result = rampart::Guarded(_T("Error: BatchDeleteTask"), kThrown, work);
+    return result == kThrown ? keep() : result;
 }
 
 // The tasks are gone here even when their rows survive.

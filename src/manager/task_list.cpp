@@ -26,13 +26,14 @@ std::vector<CBackupTask*>::iterator FindName(std::vector<CBackupTask*>& tasks, C
 CBackupTask* CBackupManage::GetTaskByName(CString name, POSITION*) {
     return rampart::Guarded(_T("Error:GetTaskByName"), nullptr, [&]() -> CBackupTask* {
         CReadSync const read(m_taskListSync);
-        for (CBackupTask* const task : m_taskList) {
-            if (task->m_taskName.CompareNoCase(name) == 0 ||
-                (m_pcName + _T(".") + task->m_taskName).CompareNoCase(name) == 0) {
-                return task;
-            }
+        auto place = FindName(m_taskList, name);
+        if (place == m_taskList.end()) {
+            CString const machine = m_pcName + _T(".");
+            place = std::find_if(m_taskList.begin(), m_taskList.end(), [&](CBackupTask const* task) {
+                return (machine + task->m_taskName).CompareNoCase(name) == 0;
+            });
         }
-        return nullptr;
+        return place != m_taskList.end() ? *place : nullptr;
     });
 }
 
@@ -88,6 +89,7 @@ int CBackupManage::DeleteTaskListByName(CString const& name) {
             if (place != m_taskList.end()) {
                 removed = *place;
                 m_taskList.erase(place);
+                RemoveTaskFromWaitlistNoLock(removed);
             }
         }
         delete removed;  // the list owned it; outside the locks, which the end of its run may need
@@ -133,7 +135,7 @@ int CBackupManage::RemoveTaskFromWaitlist(CBackupTask* task) {
 
 int CBackupManage::RemoveTaskFromWaitlistNoLock(CBackupTask* task) {
     return rampart::Guarded(_T("Error:RemoveTaskFromWaitlist"), 0, [&] {
-        if (POSITION const position = m_waitList.Find(task)) {
+        while (POSITION const position = m_waitList.Find(task)) {
             m_waitList.RemoveAt(position);
             task->m_state = TaskStateReady;
         }
@@ -197,7 +199,6 @@ int CBackupManage::CompareTaskNameEx(CString const& name, std::vector<CString> c
 
 // Asks every task to stop and waits for none; m_taskLock is held.
 void CBackupManage::StopAllTask(std::vector<CBackupTask*>& tasks) {
-    constexpr unsigned long kStopSeconds = 10;
     if (tasks.empty()) {
         return;
     }
@@ -208,8 +209,8 @@ void CBackupManage::StopAllTask(std::vector<CBackupTask*>& tasks) {
                 if (task->m_state == TaskStateWaiting) {
                     task->m_state = TaskStateReady;
                 }
-            } else if (task->m_pTaskPrg != nullptr) {
-                task->m_pTaskPrg->Stop(_T(""), kStopSeconds);
+            } else {
+                ManageMultipleRunningTask::GetInstance()->AskToStop(task);
             }
         });
     }

@@ -61,6 +61,34 @@ AFX_THREADPROC ThreadOf(CBackupTask& task) {
     return task.m_onlyUpdateBackupDate != 0 ? &OnlyUpdateRealTaskBackupDateThread : &BackupThread;
 }
 
+void LeaveRegistry(CBackupTask& task) {
+    task.m_pBackupThread = nullptr;
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    if (registry->IsWorking(&task)) {
+        registry->RemoveWorkingTaskFromVector(&task);
+    }
+}
+
+// A start that comes to no thread leaves no run behind: the place is free again and the task has failed.
+class Launch {
+public:
+    explicit Launch(CBackupTask& task) : m_task(task) {}
+    ~Launch() {
+        if (!m_hasThread) {
+            m_task.m_errorOccured = 1;
+            m_task.m_state = TaskStateFailed;
+            LeaveRegistry(m_task);
+        }
+    }
+    Launch(Launch const&) = delete;
+    Launch& operator=(Launch const&) = delete;
+    void HasThread() { m_hasThread = true; }
+
+private:
+    CBackupTask& m_task;
+    bool m_hasThread = false;
+};
+
 CTime MidnightOf(CTime const& stored) {
     return CTime(stored.GetYear(), stored.GetMonth(), stored.GetDay(), 0, 0, 0);
 }
@@ -72,6 +100,7 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         if (!MayStart(*this)) {
             return 0;
         }
+        Launch launch(*this);
         if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
             manager->SetWorkingTask(this);
             if (lockWaitlist != 0) {
@@ -89,6 +118,7 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_pTaskPrg->ShowPrg();
         m_pTaskPrg->EmptyData();
         m_pTaskPrg->m_bCancel = 0;
+        rampart::ResetEvent(m_pTaskPrg->m_hCancelEvent);  // of a cancel that nobody waited for
         __int64 const now = rampart::StoredNow().GetTime();
         m_lastRunDate = CTime(now - now % rampart::kSecondsOfMinute);
         SetErrorBackupCount(0);
@@ -99,6 +129,7 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
         m_runThread = thread != nullptr ? thread->m_hThread : nullptr;
         m_pTaskPrg->SetWorker(thread);
         if (thread != nullptr) {
+            launch.HasThread();
             thread->ResumeThread();
         }
         return 1;
@@ -163,11 +194,16 @@ void AskAboutFailure(CBackupTask& task) {
     }
 }
 
-void LeaveRegistry(CBackupTask& task) {
-    task.m_pBackupThread = nullptr;
-    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
-    if (registry->FindWorkingTask(&task)) {
-        registry->RemoveWorkingTaskFromVector(&task);
+// The task has left the registry: the thread may be that of its next run already, with its own flags.
+void LeaveProgress(CBackupTask& task) {
+    if (task.m_pTaskPrg == nullptr) {
+        return;
+    }
+    DWORD const worker = task.m_pTaskPrg->m_pWorker.ThreadId();
+    if (worker == 0 || worker == rampart::CurrentThreadId()) {
+        task.m_pTaskPrg->SetWorker(nullptr);
+        task.m_pTaskPrg->SetPause(0);
+        task.m_pTaskPrg->SetStopping(0);
     }
 }
 
@@ -220,8 +256,13 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
             m_pTaskPrg->EndCurrent();
         }
     });
-    // What is told of this run is settled before the next one may begin.
+    // What is told of this run, and when it is tried again, is settled before the next one may begin.
     bool const isGood = m_errorOccured == 0 && result != rampart::kCancelled;
+    FinishStep([&] {
+        if (m_networkRetryCount > 0) {
+            m_networkRetryDate = rampart::StoredNow() + CTimeSpan(kNetworkRetrySeconds);
+        }
+    });
     FinishStep([&] {
         LeaveRegistry(*this);
         LeaveDisplays(*this);
@@ -238,20 +279,7 @@ int CBackupTask::FinishBackupThread(__int64& result, BackupThreadType type) {
             rampart::RecordEvent(this, DictionaryText(_T("EventLogFinish")), EVENT_INFO);
         }
     });
-    FinishStep([&] {
-        // The task has left the registry: the thread may be that of its next run already, with its own flags.
-        DWORD const worker = m_pTaskPrg != nullptr ? m_pTaskPrg->m_pWorker.ThreadId() : 0;
-        if (m_pTaskPrg != nullptr && (worker == 0 || worker == rampart::CurrentThreadId())) {
-            m_pTaskPrg->SetWorker(nullptr);
-            m_pTaskPrg->SetPause(0);
-            m_pTaskPrg->SetStopping(0);
-        }
-    });
-    FinishStep([&] {
-        if (m_networkRetryCount > 0) {
-            m_networkRetryDate = rampart::StoredNow() + CTimeSpan(kNetworkRetrySeconds);
-        }
-    });
+    FinishStep([&] { LeaveProgress(*this); });
     DebugLine(_T("FinishBackupThread - end"));
     return finalResult;
 }
@@ -278,7 +306,7 @@ unsigned int OnlyUpdateRealTaskBackupDateThread(void* data) {
     if (window != nullptr) {
         window->StopTrayAnimation();
     }
-    task.m_pTaskPrg->SetWorker(nullptr);
     LeaveRegistry(task);
+    LeaveProgress(task);
     return 0;
 }

@@ -13,16 +13,28 @@ int64_t FindTask(SqliteConnection& connection, std::string_view name) {
     return query.Step() ? query.Int(0) : 0;
 }
 
+bool IsRowOf(SqliteConnection& connection, int64_t id, const TaskRequest& request) {
+    SqliteStatement query = connection.Prepare("SELECT columns FROM task WHERE id=?");
+    query.Bind(1, id);
+    return query.Step() && IsSameTask(query.Bytes(0), request);
+}
+
 // The row that the request writes to; 0 for a new one. A request that is sent twice finds what it made
 // before.
 int64_t TargetRow(SqliteConnection& connection, const TaskRequest& request) {
     const int64_t named = FindTask(connection, request.name);
-    if (request.isAdd || request.oldName.empty()) {
+    if (request.isAdd) {
+        if (named != 0 && !IsRowOf(connection, named, request)) {
+            throw StorageError(kNameTaken, "there is another task " + request.name);
+        }
         return named;
     }
-    const int64_t old = FindTask(connection, request.oldName);
+    const int64_t old = request.oldName.empty() ? named : FindTask(connection, request.oldName);
     if (old != 0 && named != 0 && named != old) {
         throw StorageError(kNameTaken, "there is another task " + request.name);
+    }
+    if (old == 0 && named == 0) {
+        throw StorageError(kNotFound, "there is no task " + request.name);
     }
     return old != 0 ? old : named;
 }

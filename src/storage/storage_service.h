@@ -212,7 +212,8 @@ public:
     virtual ServiceResult ReadChunks(std::span<const Digest> digests,
                                      const std::function<bool(const Chunk&)>& visit) = 0;
 
-    // Task database. A request is "KEY=value&" pairs with encoded values; a reply is lines "KEY=value".
+    // Task database. A request is "KEY=value&" pairs with encoded values; a reply is lines "KEY=value". To
+    // edit a task that is not there is kNotFound; to add one under the name of another task is kNameTaken.
     virtual ServiceResult StoreTask(const std::string& request) = 0;
     // All rows for an empty name; with `paths` the source paths of the named task. No such row: an empty
     // reply.

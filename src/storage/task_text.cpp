@@ -116,6 +116,16 @@ bool TakePathPair(std::string_view key, const std::string& value, std::map<int, 
     return false;
 }
 
+using ColumnMap = std::map<std::string, std::string, std::less<>>;
+
+ColumnMap UnpackTaskColumns(std::string_view packed) {
+    ColumnMap columns;
+    ForEachPair(packed, [&](std::string_view key, std::string value) {
+        columns[PercentDecode(key)] = std::move(value);
+    });
+    return columns;
+}
+
 void AppendLine(const char* key, std::string_view value, std::string& reply) {
     reply.append(key).append("=").append(PercentEncode(value)).append("\n");
 }
@@ -199,11 +209,14 @@ std::string PackTaskColumns(const TaskRequest& request) {
     return packed;
 }
 
+bool IsSameTask(std::string_view packedColumns, const TaskRequest& request) {
+    ColumnMap stored = UnpackTaskColumns(packedColumns);
+    ColumnMap asked(request.columns.begin(), request.columns.end());
+    return stored["TaskID"] == asked["TaskID"] && stored["ComputerID"] == asked["ComputerID"];
+}
+
 void AppendTaskReply(std::string_view packedColumns, long long taskId, std::string& reply) {
-    std::map<std::string, std::string, std::less<>> columns;
-    ForEachPair(packedColumns, [&](std::string_view key, std::string value) {
-        columns[PercentDecode(key)] = std::move(value);
-    });
+    ColumnMap columns = UnpackTaskColumns(packedColumns);
     for (const ReplyColumn& column : kReplyColumns) {
         std::string value = columns[column.requestKey];
         if (column.form == Form::kDate) {

@@ -34,6 +34,8 @@ bool ParseTaskRequest(std::string_view text, TaskRequest& request);
 
 // The columns as one text and back, for storing a row.
 std::string PackTaskColumns(const TaskRequest& request);
+// Whether both name the same task of the same machine.
+bool IsSameTask(std::string_view packedColumns, const TaskRequest& request);
 
 // Appends the lines of one row. `taskId` stands in for a request that gave none.
 void AppendTaskReply(std::string_view packedColumns, long long taskId, std::string& reply);

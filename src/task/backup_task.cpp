@@ -27,6 +27,12 @@ void FreeSources(std::vector<SourceInfo*>& sources) {
     sources.clear();
 }
 
+void LeaveWaitList(CBackupTask& task, CBackupManage* manager) {
+    if (manager != nullptr) {
+        manager->RemoveTaskFromWaitlist(&task);
+    }
+}
+
 int32_t NewTaskID() {
     uint32_t const tick = rampart::platform::TickCount();
     srand(tick);
@@ -61,21 +67,22 @@ CBackupTask::CBackupTask() {
 }
 
 CBackupTask::~CBackupTask() {
+    CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
+    // No pass may start it any more; the end of its run may still put it on the wait list.
+    m_isDeleting = 1;
+    LeaveWaitList(*this, manager);
     EndTask();
     WaitForThreads();
+    LeaveWaitList(*this, manager);
     delete m_pTaskPrg;
     m_pTaskPrg = nullptr;
-    if (CBackupManage* manager = theVaultLibApp.m_pBackupManage) {
+    if (manager != nullptr) {
         for (CBackupTask** pointer :
              {&manager->m_pNewTask, &manager->m_pPrevNewTask, &CBackupManage::s_pRestoreWorkingTask}) {
             if (*pointer == this) {
                 *pointer = nullptr;
             }
         }
-    }
-    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
-    if (registry->GetWorkingTask(this) == this) {
-        registry->RemoveWorkingTaskFromVector(this);
     }
     delete m_pBatchMode;
     ClearCopyTempList();
@@ -210,19 +217,20 @@ CString CBackupTask::GetStateString() {
 void CBackupTask::EndTask() {
     StopHook();
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
-    if (registry->FindWorkingTask(this)) {
+    if (registry->IsWorking(this)) {
         EndWorkingTask();
-        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->FindWorkingTask(this);
-             waited += kEndPollMs) {
+        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->IsWorking(this); waited += kEndPollMs) {
             rampart::platform::SleepMilliseconds(kEndPollMs);
         }
-        registry->RemoveWorkingTaskFromVector(this);
+        if (registry->IsWorking(this)) {
+            registry->RemoveWorkingTaskFromVector(this);
+        }
     }
     m_pBackupThread = nullptr;
 }
 
 void CBackupTask::EndWorkingTask() {
-    if (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(this) && m_pTaskPrg != nullptr) {
+    if (ManageMultipleRunningTask::GetInstance()->IsWorking(this) && m_pTaskPrg != nullptr) {
         m_pTaskPrg->Stop(m_taskName,
                          static_cast<unsigned long>(CalcuteSecondsForUploadTaskToServerDatabase()));
     }

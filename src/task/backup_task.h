@@ -58,6 +58,13 @@ public:
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date) { m_endDate = date; }
     void SetDating(CTime const& date, int adjust);
+    // A raw time of the hour, minute and second at which the task is meant to run; its date says nothing.
+    // m_dating itself may be off it for one night in which the clock changes.
+    CTime MeantTime() const;
+    // Sets m_dating to the raw time `next`, a date at the time of day of `meant`.
+    void MoveDating(CTime const& next, CTime const& meant);
+    // After m_dating was read from the database: what an earlier process meant by that date.
+    void RestoreMeantTime();
 
     // ---- Sources ----
     CString GetFirstSrcPath() const;
@@ -166,8 +173,11 @@ public:
     // ---- Report of a run; any thread of the run may call ----
     void InitEventLog();
     void AddRunError(CString const& text);  // a line more, while the text is short enough
-    void ClearRunError();
+    void ClearRunError();                   // a run begins: nothing was told of it yet
     CString GetRunErrorText();
+    // What the last run told, a line each; reading takes nothing away.
+    CString GetErrorsOfRun();
+    CString GetWarningsOfRun();
     void AddEmailErrorLog(CString const& name, CString const& text);
     void AddEmailWarningLog(CString const& name, CString const& text);
     void AddSuccessEmailLog();
@@ -273,7 +283,9 @@ protected:
     void BackupDrive(CString& path, CString const& serverFolder);
 
 private:
-    CCriticalSection m_reportLock;  // guards m_runErrorText and the three mail lists
+    CCriticalSection m_reportLock;  // guards m_runErrorText, the three mail lists, and the two of the run
+    CStringList m_errorsOfRun{10};
+    CStringList m_warningsOfRun{10};
 
     // The progress counters before a try of a file, which a retry puts back.
     struct RetryCounters {
@@ -292,6 +304,8 @@ private:
     void WaitForThreads();
 
     rampart::Word<HANDLE> m_runThread = nullptr;
+    bool IsDatingShifted() const;
+
     // When m_dating is a date that could not keep the time of day that was meant: that date, and the time.
     CTime m_shiftedDating;
     CTime m_meantDating;

@@ -34,6 +34,14 @@ CString DrainLines(CStringList& list, TCHAR const* start, TCHAR const* separator
     return text;
 }
 
+CString JoinLines(CStringList const& list) {
+    CString text;
+    for (CString const& line : list) {
+        text += (text.IsEmpty() ? _T("") : _T("\n")) + line;
+    }
+    return text;
+}
+
 }  // namespace
 
 void CBackupTask::InitEventLog() {
@@ -58,6 +66,8 @@ void CBackupTask::AddRunError(CString const& text) {
 void CBackupTask::ClearRunError() {
     rampart::CriticalLock const lock(m_reportLock);
     m_runErrorText.Empty();
+    m_errorsOfRun.RemoveAll();
+    m_warningsOfRun.RemoveAll();
 }
 
 CString CBackupTask::GetRunErrorText() {
@@ -65,14 +75,28 @@ CString CBackupTask::GetRunErrorText() {
     return m_runErrorText;
 }
 
-void CBackupTask::AddEmailErrorLog(CString const& name, CString const& text) {
+CString CBackupTask::GetErrorsOfRun() {
     rampart::CriticalLock const lock(m_reportLock);
-    AddLine(m_errorEmailLog, name + _T(": ") + text);
+    return JoinLines(m_errorsOfRun);
+}
+
+CString CBackupTask::GetWarningsOfRun() {
+    rampart::CriticalLock const lock(m_reportLock);
+    return JoinLines(m_warningsOfRun);
+}
+
+void CBackupTask::AddEmailErrorLog(CString const& name, CString const& text) {
+    CString const line = name + _T(": ") + text;
+    rampart::CriticalLock const lock(m_reportLock);
+    AddLine(m_errorEmailLog, line);
+    AddLine(m_errorsOfRun, line);
 }
 
 void CBackupTask::AddEmailWarningLog(CString const& name, CString const& text) {
+    CString const line = name + _T(": ") + text;
     rampart::CriticalLock const lock(m_reportLock);
-    AddLine(m_warningEmailLog, name + _T(": ") + text);
+    AddLine(m_warningEmailLog, line);
+    AddLine(m_warningsOfRun, line);
 }
 
 void CBackupTask::AddSuccessEmailLog() {

@@ -1,7 +1,10 @@
 // The dates of a task: whether it is due, its next run, and how a stored date is brought up to the present.
+#include <sstream>
+
 #include "engine/vaultlib_app.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
+#include "paths/global_function.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/schedule_calendar.h"
@@ -69,6 +72,18 @@ bool IsSameTimeOfDay(CTime const& a, CTime const& b) {
     return a.GetHour() == b.GetHour() && a.GetMinute() == b.GetMinute() && a.GetSecond() == b.GetSecond();
 }
 
+constexpr TCHAR const* kMeantFormat = _T("%I64d %d %d %d");
+
+CString MeantTimeName(CBackupTask const& task) {
+    return rampart::FormatText(_T("MeantTime%d"), task.m_taskID);
+}
+
+// A date travels as its calendar fields, which do not say whether they are those of summer time.
+CTime AsDatabaseReads(CTime const& stored) {
+    return CTime(stored.GetYear(), stored.GetMonth(), stored.GetDay(), stored.GetHour(), stored.GetMinute(),
+                 stored.GetSecond());
+}
+
 bool IsDatedRunDue(CBackupTask& task) {
     if (rampart::IsOnceDone(DatesOf(task))) {
         return false;
@@ -132,24 +147,60 @@ void CBackupTask::SetNextDating() {
     rampart::DebugLine(_T("start set next dating"));
     CTime const now = rampart::RawNow();
     trace(_T("currentLocalTime: "), now);
-    bool const wasShifted = m_shiftedDating != CTime() && m_dating == m_shiftedDating;
-    CTime const dating = wasShifted ? m_meantDating : rampart::ToRaw(m_dating);
+    CTime const dating = MeantTime();
     trace(_T("datingLocalTime: "), dating);
     CTime const today = now - CTimeSpan(now.GetSecond());
     // A run that came early has made that of the later time, too.
     CTime const made =
-        wasShifted ? rampart::AtTimeOfDay(rampart::ToRaw(m_dating), dating) + CTimeSpan(1) : CTime();
+        IsDatingShifted() ? rampart::AtTimeOfDay(rampart::ToRaw(m_dating), dating) + CTimeSpan(1) : CTime();
     auto clock = [&made] { return std::max(rampart::RawNow(), made); };
     CTime const next =
         rampart::NextRunAfter(rampart::ScheduleMode(m_type), m_repeatDays, today, dating, clock, trace);
-    m_dating = rampart::ToStored(next);
-    // In the night in which summer time begins an hour does not exist, and the stored form cannot tell the
-    // one before from the one after. The run comes somewhat early then; the runs after it come at their time
-    // again.
-    bool const isShifted = !IsSameTimeOfDay(rampart::ToRaw(m_dating), dating);
-    m_shiftedDating = isShifted ? m_dating : CTime();
-    m_meantDating = isShifted ? dating : CTime();
+    MoveDating(next, dating);
     rampart::DebugLine(_T("finish set next dating"));
+}
+
+bool CBackupTask::IsDatingShifted() const {
+    return m_shiftedDating != CTime() && m_dating == m_shiftedDating;
+}
+
+CTime CBackupTask::MeantTime() const {
+    return IsDatingShifted() ? m_meantDating : rampart::ToRaw(m_dating);
+}
+
+// In a night in which the clock changes an hour does not exist or exists twice, and neither the stored form
+// nor the database can tell one of the two from the other. The run comes somewhat early or late then; the
+// runs after it come at their time again, also when another process has to see to that.
+void CBackupTask::MoveDating(CTime const& next, CTime const& meant) {
+    m_dating = rampart::ToStored(next);
+    bool const isShifted = !IsSameTimeOfDay(rampart::ToRaw(m_dating), meant);
+    m_shiftedDating = isShifted ? m_dating : CTime();
+    m_meantDating = isShifted ? meant : CTime();
+    CTime const read = AsDatabaseReads(m_dating);
+    CString kept;
+    if (isShifted || !IsSameTimeOfDay(rampart::ToRaw(read), meant)) {
+        kept.Format(kMeantFormat, read.GetTime(), meant.GetHour(), meant.GetMinute(), meant.GetSecond());
+    }
+    CString before;
+    GlobalFunction::LoadStringFromRegstry(MeantTimeName(*this), before);
+    if (kept != before) {
+        GlobalFunction::SaveStringToRegstry(MeantTimeName(*this), kept);
+    }
+}
+
+void CBackupTask::RestoreMeantTime() {
+    CString kept;
+    GlobalFunction::LoadStringFromRegstry(MeantTimeName(*this), kept);
+    __int64 date = 0;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    // Of another date it was the time once.
+    std::istringstream text(kept.ToUtf8());
+    if (text >> date >> hour >> minute >> second && date == m_dating.GetTime()) {
+        m_shiftedDating = m_dating;
+        m_meantDating = CTime(2001, 1, 1, hour, minute, second);
+    }
 }
 
 void CBackupTask::AdjustDating(int keepOnceDone) {

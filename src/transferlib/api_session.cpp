@@ -181,12 +181,14 @@ int ApiUtil::GetAccountBalance(AccountBalance& balance, int refresh) {
             return kOk;
         }
     }
-    const int code = WithService(_T("Error: GetAccountBalance"), nullptr, [&](ServiceConnection& connection) {
-        return AskBalance(connection, balance);
-    });
+    AccountBalance read;
+    const int code = WithService(_T("Error: GetAccountBalance"), nullptr,
+                                 [&](ServiceConnection& connection) { return AskBalance(connection, read); });
     if (code == kOk) {
+        // Runs pass the process's own record, several at a time.
         std::lock_guard lock(texts.mutex);
-        texts.balance = balance;
+        texts.balance = read;
+        balance = read;
     }
     return code;
 }

@@ -54,7 +54,8 @@ TEST(Time, FieldsOutOfRangeFailAndMomentsOutOfRangeFailOtherwise) {
     EXPECT_EQ(FailureOf(2024, 1, 1, 24, 0, 0), rampart::kErrorFail);
     EXPECT_EQ(FailureOf(2024, 1, 1, 0, 60, 0), rampart::kErrorFail);
     EXPECT_EQ(FailureOf(2024, 1, 1, 0, 0, 60), rampart::kErrorFail);
-    EXPECT_EQ(FailureOf(2024, 1, 1, -1, 0, 0), rampart::kErrorFail);
+    EXPECT_EQ(CTime(2024, 3, 1, -1, 0, 0), CTime(2024, 2, 29, 23, 0, 0));
+    EXPECT_EQ(CTime(2024, 1, 1, 0, -1, -61), CTime(2023, 12, 31, 23, 57, 59));
     EXPECT_EQ(FailureOf(1970, 1, 1, 0, 59, 59), rampart::kErrorInvalidArgument);  // before 1970 in UTC
     EXPECT_EQ(FailureOf(1970, 1, 1, 1, 0, 0), 0);
     EXPECT_EQ(FailureOf(3001, 1, 1, 1, 0, 0), rampart::kErrorInvalidArgument);

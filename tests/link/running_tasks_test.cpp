@@ -105,6 +105,22 @@ TEST_F(RunningTasks, PauseFlagOfANamedTask) {
     EXPECT_NE(m_progress.IsPaused(), 0);
 }
 
+// The mark of a stop goes with the end of a run; without a run it would stay for ever.
+TEST_F(RunningTasks, OnlyTheRunningObjectIsAskedToStop) {
+    m_tasks.AddWoringTaskToVector(&m_a);
+    EXPECT_TRUE(m_tasks.IsWorking(&m_a));
+    EXPECT_FALSE(m_tasks.IsWorking(nullptr));
+    for (CBackupTask* const other : {&m_b, &m_otherA}) {
+        EXPECT_FALSE(m_tasks.IsWorking(other));
+        m_tasks.AskToStop(other);
+    }
+    EXPECT_EQ(m_progress.IsStopping(), 0);
+    EXPECT_EQ(m_progress.m_bCancel, 0);
+    m_tasks.AskToStop(&m_a);
+    EXPECT_EQ(m_progress.IsStopping(), 1);
+    EXPECT_EQ(m_progress.m_bCancel, 1);
+}
+
 TEST_F(RunningTasks, NamesForTheDisplay) {
     const auto stored = [&](std::vector<CString>& names) {
         CMemFile memory;

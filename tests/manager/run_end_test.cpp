@@ -81,6 +81,11 @@ TEST_F(RunEnd, StateRetryAndNextDateFollowFromTheResult) {
          false, true},
         {"failed files, late, retry known", TaskTypeDaily, false, true, true, true, 0, TaskStateFinished,
          true, true},
+        {"good weekly that ran early", TaskTypeWeekly, false, false, false, false, 0, TaskStateFinished,
+         false, true},
+        {"failed weekly, early", TaskTypeWeekly, true, false, false, false, 0, TaskStateFailed, true, true},
+        {"cancelled weekly, early", TaskTypeWeekly, false, false, false, false, kCancelled, TaskStateCanceled,
+         false, true},
         {"failed files of a once task", TaskTypeOnce, false, true, false, false, 0, TaskStateFinished, false,
          false},
     };
@@ -102,8 +107,8 @@ TEST_F(RunEnd, StateRetryAndNextDateFollowFromTheResult) {
         EXPECT_EQ(m_task.m_state, end.state);
         EXPECT_EQ(IsRetryPlanned(), end.isRetryPlanned);
         EXPECT_EQ(m_task.m_isResume, end.isRetryPlanned ? 1 : 0);
-        EXPECT_EQ(m_task.m_dating != dating, end.isDateMoved && end.isLate)
-            << "an early date is kept by the rule itself";
+        // The rule itself keeps an early date, but for that of a weekly task.
+        EXPECT_EQ(m_task.m_dating != dating, end.isDateMoved && (end.isLate || end.mode == TaskTypeWeekly));
         EXPECT_EQ(m_task.m_backupDate, StoredNow());
     }
 }

@@ -1,10 +1,16 @@
 // Tasks and their rows in the database of a real vault.
 #include <gtest/gtest.h>
 
+#include "engine/vaultlib_app.h"
 #include "paths/global_function.h"
+#include "storage/embedded_service.h"
+#include "storage/service_code.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
+#include "support/scripted_service.h"
+#include "task/schedule_calendar.h"
 #include "task/stored_time.h"
+#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -40,6 +46,16 @@ protected:
         EXPECT_EQ(reader.LoadTaskListFromWebDatabase(), 1);
         EXPECT_EQ(reader.m_taskList.size(), 1u);
         return *reader.m_taskList.front();
+    }
+
+    // The vault behind a service that answers as the test says.
+    template <typename Service = ScriptedService>
+    std::shared_ptr<Service> Script() {
+        std::unique_ptr<EmbeddedService> opened;
+        EXPECT_TRUE(EmbeddedService::Open(m_home.Native("vault"), {}, opened).Ok());
+        auto service = std::make_shared<Service>(std::shared_ptr<StorageService>(std::move(opened)));
+        SetStorageService(service);
+        return service;
     }
 
     ScriptedClock m_clock{Utc(2024, 5, 15, 10, 0, 5), 7200};
@@ -208,6 +224,258 @@ TEST_F(TaskDatabase, NewTaskGoesFromCreationToListAndDatabase) {
     EXPECT_NE(Manager().m_pNewTask, first);
     Manager().CancelNewTask();
     EXPECT_EQ(Manager().m_pNewTask, first) << "the creation that was set aside comes back";
+}
+
+TEST_F(TaskDatabase, DisabledContinuousTaskIsAddedAndLeftAlone) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    task.m_type = TaskTypeRealTime;
+    task.m_scheduleEnabled = 0;
+    task.m_state = TaskStateDisabled;
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    EXPECT_EQ(ManageMultipleRunningTask::GetInstance()->WorkingTaskCount(), 0);
+    EXPECT_EQ(task.m_state, TaskStateDisabled);
+}
+
+struct Turn {
+    char const* zone;
+    int64_t moment;
+    int before;
+    int after;
+};
+
+// Each look of the night is that of a fresh process, which knows the date by its row alone.
+TEST_F(TaskDatabase, TimeOfDayOutlastsRestartsAroundATurnOfTheClock) {
+    Turn const turns[] = {{"Berlin, spring", Utc(2025, 3, 30, 1), 3600, 7200},
+                          {"Berlin, autumn", Utc(2025, 10, 26, 1), 7200, 3600},
+                          {"New York, spring", Utc(2025, 3, 9, 7), -18000, -14400},
+                          {"New York, autumn", Utc(2025, 11, 2, 6), -14400, -18000},
+                          {"London, spring", Utc(2025, 3, 30, 1), 0, 3600},
+                          {"London, autumn", Utc(2025, 10, 26, 1), 3600, 0}};
+    int number = 0;
+    for (Turn const& turn : turns) {
+        int64_t const begin = turn.moment - 2 * 86400;
+        m_clock.AddZoneChange(begin - 86400, turn.before);
+        m_clock.AddZoneChange(turn.moment, turn.after);
+        for (auto const& [hour, skips] : {std::pair(1, 0), {2, 0}, {3, 0}, {1, 1}, {2, 1}, {3, 1}}) {
+            m_clock.SetSeconds(begin);
+            std::unique_ptr<CBackupTask> const first = NewTask(FormatText(_T("t%d"), ++number));
+            CTime const day = DaysAfter(RawNow(), 1);
+            first->m_dating = ToStored(CTime(day.GetYear(), day.GetMonth(), day.GetDay(), hour, 30, 0));
+            first->m_taskID = number;
+            Add(*first);
+            std::map<CString, int> runs;
+            CTime dating;
+            for (int64_t now = begin; now < turn.moment + 2 * 86400; now += 1800) {
+                m_clock.SetSeconds(now);
+                CBackupManage fresh;
+                fresh.m_myID = Manager().m_myID;
+                fresh.m_skipMissedTask = skips;
+                theVaultLibApp.m_pBackupManage = &fresh;
+                ASSERT_EQ(fresh.LoadTaskListFromWebDatabase(), 1);
+                CBackupTask& task = *fresh.m_taskList.front();
+                if (task.NowDating()) {
+                    ++runs[RawNow().Format(_T("%m-%d"))];
+                    m_clock.SetSeconds(now + 2);
+                    task.SetNextDating();
+                    fresh.AddOrEditTaskToDatabase(&task, _T("Edit"), _T("0"), task.m_taskName, _T("1"));
+                }
+                dating = ToRaw(task.m_dating);
+                theVaultLibApp.m_pBackupManage = &Manager();
+            }
+            SCOPED_TRACE(FormatText(_T("%d:30, skips %d"), hour, skips).ToUtf8() + " " + turn.zone);
+            EXPECT_EQ(dating.Format(_T("%H:%M")).ToUtf8(), FormatText(_T("%02d:30"), hour).ToUtf8());
+            EXPECT_GE(runs.size(), 3u);
+            for (auto const& [day, count] : runs) {
+                EXPECT_EQ(count, 1) << day.ToUtf8();
+            }
+            ApiUtilExp::DeleteTaskFromWebDatabase(first->m_taskName + _T("|"));
+        }
+    }
+}
+
+constexpr int kAlways = 1000000;
+
+// Without its sources a task would protect nothing.
+TEST_F(TaskDatabase, RowWhoseSourcesCannotBeReadWaitsForTheNextRefresh) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
+    task->AddSrcPath(_T("C:\\a"));
+    Add(*task);
+    std::shared_ptr<ScriptedService> const service = Script();
+    service->Answer("QueryTasks", kConnectionFailed, kAlways, 1);
+    ASSERT_EQ(Manager().LoadTaskListFromWebDatabase(), 1);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+    service->Answer("QueryTasks", kConnectionFailed, 1, 1);  // a moment only
+    int code = 0;
+    ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().m_taskList.front()->GetFirstSrcPath(), _T("C:\\a"));
+}
+
+TEST_F(TaskDatabase, NameOfAnotherMachinesRowIsRefusedAndARenameOffered) {
+    std::unique_ptr<CBackupTask> const theirs = NewTask(_T("t"));
+    theirs->m_pcID = 3000000000u;
+    Add(*theirs);
+    std::unique_ptr<CBackupTask> const mine = NewTask(_T("T"));
+    EXPECT_EQ(Manager().AddTask(mine.get()), 0);
+    EXPECT_EQ(Manager().GetAddNewTaskRet(), kNameTaken);
+    EXPECT_TRUE(Manager().m_taskList.empty());
+
+    CString name;
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 3000000000u, name), 0)
+        << "its own";
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("free"), _T("PC"), 7, name), 0);
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T(""), _T("PC"), 7, name), 0);
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T(""), 7, name), 0);
+    EXPECT_EQ(name, _T(""));
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 7, name), 1);
+    EXPECT_EQ(name, _T("PC_t"));
+    Add(*NewTask(_T("PC_t")));
+    EXPECT_EQ(Manager().NeedRenameTaskNameToWebDatabase(_T("t"), _T("PC"), 7, name), 0) << "taken, too";
+}
+
+TEST_F(TaskDatabase, TaskWhoseDataCannotBeDeletedIsKept) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(task.m_serverFilePath, _T(""), _T(""), nullptr));
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    std::shared_ptr<ScriptedService> const service = Script();
+    CStringList names;
+    names.AddTail(_T("t"));
+    int code = 0;
+    service->Answer("Delete", kFailed);
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 0);
+    EXPECT_EQ(code, kFailed);
+    EXPECT_EQ(task.m_isDeleting, 0);
+    // Cancelled while the service deletes.
+    CProgressBar progress;
+    theVaultLibApp.m_pManagePrg = &progress;
+    service->Before("Delete", [&] { progress.m_bCancel = 1; });
+    EXPECT_EQ(Manager().BatchDeleteTask(names, 1, code, 0, 0), 0);
+    theVaultLibApp.m_pManagePrg = nullptr;
+    EXPECT_EQ(code, kCancelled);
+    EXPECT_EQ(progress.m_bCancel, 0);
+    EXPECT_EQ(task.m_isDeleting, 0);
+    EXPECT_EQ(Manager().GetTaskByName(_T("t")), &task);
+    EXPECT_EQ(Names(), std::vector<CString>{_T("t")});
+}
+
+class NamesOnly : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    ServiceResult TaskNames(std::vector<std::string>& all) override {
+        ServiceResult const result = ScriptedService::TaskNames(all);
+        all = names;
+        return result;
+    }
+    std::vector<std::string> names;
+};
+
+TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
+    std::shared_ptr<NamesOnly> const service = Script<NamesOnly>();
+    struct Case {
+        char const* text;
+        std::vector<CString> names;
+    };
+    Case const cases[] = {
+        {"a|b", {_T("a"), _T("b")}}, {"a|b|", {_T("a"), _T("b")}}, {"a||b | ", {_T("a"), _T("b ")}},
+        {"|a|b", {_T("a|b")}},       {"| a |", {_T("a")}},         {"|", {}}};
+    for (Case const& each : cases) {
+        service->names = {each.text};
+        EXPECT_EQ(Names(), each.names) << each.text;
+    }
+    service->names = {"|first|Second | last"};
+    int code = 0;
+    for (TCHAR const* const taken : {_T("FIRST"), _T("second"), _T("Last")}) {
+        EXPECT_EQ(Manager().IsValidateTaskName(taken, code), 0);
+        EXPECT_EQ(code, 0);
+    }
+    EXPECT_EQ(Manager().IsValidateTaskName(_T("fir"), code), 1);
+    service->Answer("TaskNames", kVaultDamaged);
+    EXPECT_EQ(Manager().IsValidateTaskName(_T("fir"), code), 0);
+    EXPECT_EQ(code, kVaultDamaged);
+}
+
+TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
+    EngineHome::SetOption(_T("UploadLocalPathCount"), _T("1"));
+    std::shared_ptr<ScriptedService> const service = Script();
+    auto add = [&](TCHAR const* name, int failing) {
+        std::unique_ptr<CBackupTask> const task = NewTask(name);
+        CStringList paths;
+        paths.AddTail(_T("C:\\a"));
+        paths.AddTail(_T("C:\\b"));
+        task->AddSrcPathList(paths);
+        EXPECT_EQ(task->GetLocalPathCount(), 2);
+        service->Answer("StoreTask", kFailed, 1, failing);
+        service->ForgetCalls();
+        int const code = Manager().AddOrEditTaskToDatabase(task.get(), _T("Add"), _T("0"), _T(""), _T("1"));
+        EXPECT_EQ(service->Calls("StoreTask"), 3);
+        return code;
+    };
+    EXPECT_EQ(add(_T("middle"), 1), 0);
+    EXPECT_EQ(add(_T("last"), 2), kFailed);
+    EXPECT_EQ(add(_T("first"), 0), kNotFound) << "the requests that follow edit what is not there";
+    EXPECT_EQ(Manager().AddOrEditTaskToDatabase(nullptr, _T("Add"), _T("0"), _T(""), _T("1")), 7);
+}
+
+TEST_F(TaskDatabase, EnabledContinuousTaskIsWatchedAnewOnceItsRowIsWritten) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    CBackupTask& task = *added;
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    task.m_type = TaskTypeRealTime;
+    std::shared_ptr<ScriptedService> const service = Script();
+    task.m_hookStop = 1;
+    service->Answer("StoreTask", kFailed);
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 1);
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 0);
+    task.m_hookStop = 1;
+    task.m_state = TaskStateDisabled;
+    EXPECT_EQ(Manager().EnableTask(&task), 1);
+    EXPECT_EQ(task.m_hookStop, 1);
+}
+
+class Account : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    SessionInfo Session() override {
+        SessionInfo session = ScriptedService::Session();
+        session.paid = isPaid;
+        return session;
+    }
+    std::atomic<bool> isPaid{false};
+};
+
+TEST_F(TaskDatabase, AccountThatIsNotPaidForTakesTwoTasks) {
+    static std::vector<CString> asked;
+    static int answer = 0;
+    asked.clear();
+    SetMsgBoxProc([](TCHAR const* text, unsigned int, unsigned long, int) {
+        asked.emplace_back(text);
+        return answer;
+    });
+    std::shared_ptr<Account> const service = Script<Account>();
+    m_home.ListedTask(_T("first"));
+    EXPECT_EQ(Manager().BeginNewTask(), 1);
+    Manager().CancelNewTask();
+    m_home.ListedTask(_T("second"));
+    EXPECT_TRUE(asked.empty());
+    CString const limit = DictUtil::GetValue(_T("IDS_STRACCOUNTLIMIT"), _T(""));
+    EXPECT_EQ(Manager().BeginNewTask(), 0) << "the answer was no";
+    EXPECT_EQ(asked, std::vector<CString>{limit});
+    constexpr int kYes = 6;
+    answer = kYes;
+    asked.clear();
+    EXPECT_EQ(Manager().BeginNewTask(), 0) << "there is no page where a plan is to be had";
+    EXPECT_EQ(asked, (std::vector<CString>{limit, DictUtil::GetValue(_T("IDS_NETERROR"), _T(""))}));
+    EXPECT_FALSE(Manager().IsCreateingTask());
+    asked.clear();
+    service->isPaid = true;
+    EXPECT_EQ(Manager().BeginNewTask(), 1);
+    EXPECT_TRUE(asked.empty());
+    SetMsgBoxProc(nullptr);
 }
 
 TEST_F(TaskDatabase, SecondTaskOfANameIsRefusedBeforeTheServer) {

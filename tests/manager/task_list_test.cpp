@@ -38,6 +38,8 @@ TEST_F(TaskList, TaskIsFoundByNameAndByMachineAndName) {
     EXPECT_EQ(Manager().GetTaskByName(_T("desk.photos")), &task);
     EXPECT_EQ(Manager().GetTaskByName(_T("other.photos")), nullptr);
     EXPECT_EQ(Manager().GetTaskByID(task.m_taskID), &task);
+    CBackupTask& plain = Task(_T("Desk.Photos"));
+    EXPECT_EQ(Manager().GetTaskByName(_T("desk.photos")), &plain) << "the name itself goes first";
 }
 
 TEST_F(TaskList, WaitingTaskIsQueuedOnceAndGoesBackToReady) {
@@ -68,6 +70,20 @@ TEST_F(TaskList, DeletingByNameSaysWhetherThereWasAList) {
     EXPECT_EQ(Manager().m_taskList.size(), 1u);
     EXPECT_EQ(Manager().DeleteTaskListByName(_T("A")), 1);
     EXPECT_TRUE(Manager().m_taskList.empty());
+}
+
+TEST_F(TaskList, DeletedTaskLeavesTheWaitList) {
+    CBackupTask& first = Task(_T("first"));
+    CBackupTask& second = Task(_T("second"));
+    Manager().AddTaskToWaitlist(&first, 0);
+    Manager().AddTaskToWaitlist(&second, 0);
+    Manager().m_waitList.AddTail(&first);  // a second entry of it
+    ASSERT_EQ(Manager().DeleteTaskListByName(_T("first")), 1);
+    EXPECT_EQ(Manager().m_waitList.GetCount(), 1);
+    EXPECT_TRUE(IsWaiting(second));
+    ASSERT_EQ(Manager().CheckNotExistedTasks(), 1) << "it has no row";
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    Manager().DoScheduleTask();
 }
 
 TEST_F(TaskList, StatesAreToldByNameTheFirstOfANameCounts) {
@@ -118,6 +134,17 @@ TEST_F(TaskList, FailedAndLatelyCancelledTasksAreDroppedFromTheWaitList) {
     EXPECT_EQ(cancelled.m_state, TaskStateReady);
 }
 
+// A day later the cancel no longer counts.
+TEST_F(TaskList, TaskThatWasCancelledADayAgoKeepsItsPlace) {
+    CBackupTask& task = Task(_T("cancelled"));
+    Manager().AddTaskToWaitlist(&task, 0);
+    task.m_state = TaskStateCanceled;
+    task.m_lastRunDate = RawNow() - CTimeSpan(86400);
+    task.m_isDeleting = 1;  // so that its start is refused
+    Manager().DoScheduleTask();
+    EXPECT_TRUE(IsWaiting(task));
+}
+
 TEST_F(TaskList, MissedDailyRunIsMadeUpAfterTheDelay) {
     Manager().m_skipMissedTask = 0;
     CBackupTask& missed = Task(_T("missed"));
@@ -140,6 +167,88 @@ TEST_F(TaskList, MissedDailyRunIsMadeUpAfterTheDelay) {
     missed.m_resumeDate = now + CTimeSpan(5);
     Manager().SyncScheduleTask();
     EXPECT_EQ(missed.m_resumeDate, now + CTimeSpan(5)) << "the earlier request stays";
+}
+
+TEST_F(TaskList, MissedRunOfAWeeklyOrOnceTaskIsMadeUp) {
+    struct Case {
+        TCHAR const* what;
+        int mode;
+        CTime dating;
+        CTime lastRun;
+        CTime planned;
+        int isMadeUp;
+    };
+    CTime const never(1971, 1, 1, 0, 0, 0);
+    CTime const now = StoredNow();  // a Wednesday
+    CTimeSpan const day(86400);
+    CTime const yesterday = now - day - CTimeSpan(3600);
+    Case const cases[] = {
+        {_T("weekly, missed yesterday"), TaskTypeWeekly, yesterday, yesterday - day, never, 1},
+        {_T("weekly, made yesterday"), TaskTypeWeekly, yesterday, yesterday + CTimeSpan(60), never, 0},
+        {_T("weekly, not run yet"), TaskTypeWeekly, yesterday, never, yesterday - day, 1},
+        {_T("once, missed"), TaskTypeOnce, yesterday, never, yesterday, 1},
+        {_T("once, made"), TaskTypeOnce, yesterday, yesterday, yesterday, 0},
+        {_T("once, still to come"), TaskTypeOnce, now + CTimeSpan(3600), never, now + CTimeSpan(3600), 0}};
+    for (Case const& each : cases) {
+        CBackupTask& task = Task(each.what);
+        task.m_type = static_cast<TaskType>(each.mode);
+        task.m_dating = each.dating;
+        task.m_backupDate = each.lastRun;
+        task.m_serverNextDate = each.planned;
+    }
+    auto missed = [&](TCHAR const* name) -> CBackupTask& {
+        CBackupTask& task = Task(name);
+        task.m_type = TaskTypeDaily;
+        task.m_dating = now - CTimeSpan(3600);
+        task.m_backupDate = now - CTimeSpan(7200);
+        return task;
+    };
+    CBackupTask& foreign = missed(_T("foreign"));
+    foreign.m_pcID = Manager().m_myID + 1;
+    CBackupTask& waiting = missed(_T("waiting"));
+    Manager().AddTaskToWaitlist(&waiting, 0);
+    CBackupTask& busy = missed(_T("busy"));
+    Running const running(busy);
+    Manager().SyncScheduleTask();
+    for (Case const& each : cases) {
+        EXPECT_EQ(Manager().GetTaskByName(each.what)->m_isResume, each.isMadeUp)
+            << CString(each.what).ToUtf8();
+    }
+    for (CBackupTask const* const task : {&foreign, &waiting, &busy}) {
+        EXPECT_EQ(task->m_isResume, 0) << task->m_taskName.ToUtf8();
+    }
+}
+
+TEST_F(TaskList, ContinuousTasksOfThisMachineAreQueuedOnceAndWatched) {
+    CBackupTask& mine = Task(_T("mine"));
+    CBackupTask& busy = Task(_T("busy"));
+    CBackupTask& foreign = Task(_T("foreign"));
+    CBackupTask& disabled = Task(_T("disabled"));
+    CBackupTask& over = Task(_T("over"));
+    CBackupTask& dated = Task(_T("dated"));
+    for (CBackupTask* const task : {&mine, &busy, &foreign, &disabled, &over, &dated}) {
+        task->m_type = TaskTypeRealTime;
+        task->m_hookStop = 1;
+    }
+    foreign.m_pcID = Manager().m_myID + 1;
+    disabled.m_scheduleEnabled = 0;
+    over.m_endDate = StoredNow() - CTimeSpan(1);
+    dated.m_type = TaskTypeDaily;
+    busy.m_state = TaskStateRunning;
+    Running const running(busy);
+    for (int pass = 0; pass < 2; ++pass) {
+        Manager().SyncRealTimeTask();
+        EXPECT_EQ(Manager().m_waitList.GetCount(), 2);
+    }
+    EXPECT_EQ(mine.m_state, TaskStateWaiting);
+    EXPECT_EQ(busy.m_state, TaskStateRunning);
+    for (CBackupTask* const task : {&mine, &busy}) {
+        EXPECT_TRUE(IsWaiting(*task));
+        EXPECT_EQ(task->m_hookStop, 0) << "watched";
+    }
+    for (CBackupTask const* const task : {&foreign, &disabled, &over, &dated}) {
+        EXPECT_EQ(task->m_hookStop, 1) << task->m_taskName.ToUtf8();
+    }
 }
 
 TEST_F(TaskList, SkippedRunsMoveTheDatePastThem) {

@@ -152,4 +152,27 @@ TEST_F(StoppedRun, ACancelEndsAPausedRun) {
     ExpectAllStored(task);
 }
 
+// The refresh asks what runs to stop while it holds locks that the end of a run takes.
+TEST_F(StoppedRun, ARefreshOfTheTaskListGoesOnWhileTheRunWaitsForTheService) {
+    constexpr int kAway = 3;
+    constexpr int kAlways = 1000000;
+    CBackupTask& task = NewTask(kStages[0]);
+    service->Answer("CommitFiles", kAway, kAlways);
+    service->Answer("Ping", kAway, kAlways);
+    ASSERT_EQ(1, task.StartBackupByUser(0));
+    while (service->Calls("Ping") == 0 && task.m_state == TaskStateRunning) {
+        platform::SleepMilliseconds(1);
+    }
+    int code = 0;
+    EXPECT_EQ(1, manager->RefreshTaskListFromDatabase(code)) << code;
+    WaitForEnd(task);
+    EXPECT_EQ(TaskStateCanceled, task.m_state);
+    EXPECT_EQ(0, task.m_pTaskPrg->IsStopping());
+    for (char const* const operation : {"CommitFiles", "Ping"}) {
+        service->Answer(operation, 0, 0);
+    }
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    ExpectAllStored(task);
+}
+
 }  // namespace rampart::test

@@ -1,4 +1,5 @@
 // Which starts are allowed, and what is said when one is not.
+#include "engine/vaultlib_app.h"
 #include "progress/task_prg.h"
 #include "support/engine_home.h"
 
@@ -115,12 +116,52 @@ TEST_F(Start, TheEndOfARunLeavesTheThreadOfTheNextOneAlone) {
     CloseHandle(release);
 }
 
+TEST_F(Start, ThatFailsHalfWayLeavesThePlaceToOthers) {
+    struct Broken : CBackupManage {
+        int SetWorkingFile(CString, CString) override { throw std::runtime_error("scripted"); }
+    };
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    {
+        Broken broken;
+        theVaultLibApp.m_pBackupManage = &broken;
+        EXPECT_EQ(0, task.StartBackup(1, 1));
+        theVaultLibApp.m_pBackupManage = manager;
+    }
+    EXPECT_EQ(0, ManageMultipleRunningTask::GetInstance()->WorkingTaskCount());
+    EXPECT_EQ(TaskStateFailed, task.m_state);
+    EXPECT_EQ(1, task.m_errorOccured);
+    EXPECT_EQ(TaskStateFinished, Run(task));
+}
+
+TEST_F(Start, ForgetsACancelThatNobodyWaitedFor) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    task.m_pTaskPrg->CancelMe();
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(kWaitTimedOut, MyWaitForSingleObject(task.m_pTaskPrg->m_hCancelEvent, 0));
+}
+
+TEST_F(Start, AnotherObjectOfItsNameDoesNotEndARun) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    registry->AddWoringTaskToVector(&task);
+    {
+        CBackupTask copy;
+        copy.m_taskName = task.m_taskName;
+    }
+    EXPECT_TRUE(registry->IsWorking(&task));
+    registry->RemoveWorkingTaskFromVector(&task);
+}
+
 TEST_F(Start, ANetworkSourceThatIsGoneIsTriedAgainAndFailsOnlyAtTheEnd) {
     TempTree const tree({{"d/a", "a"}});
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     task.m_localDirList.front()->path = _T("\\\\no-such-host\\share\\folder");
     EXPECT_NE(TaskStateFailed, Run(task));
     EXPECT_EQ(6, task.m_networkRetryCount);
+    EXPECT_GT(task.m_networkRetryDate, task.m_lastRunDate);
     EXPECT_EQ(0, task.m_networkRetryArmed);
     EXPECT_EQ(0, task.m_errorOccured);
 

@@ -186,6 +186,33 @@ TEST_F(ServiceProgram, EditEndsTheRunAndBeginsItAnew) {
     EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
 }
 
+TEST_F(ServiceProgram, WhatARunLeftOutIsToldEachTime) {
+    AddDaily("more", "more");
+    std::filesystem::remove_all(tree.Path("more"));
+    StartService();
+    for (int round = 0; round < 2; ++round) {
+        Outcome const ran = Task({"run", "more"});
+        EXPECT_EQ(3, ran.exitCode);
+        EXPECT_THAT(ran.err, HasSubstr("is not there"));
+    }
+}
+
+TEST_F(ServiceProgram, FailedTaskThatWaitsForItsTurnRuns) {
+    WriteMany("big");
+    AddDaily("big", "big");
+    AddDaily("docs", "docs");
+    // Where a file takes the place of the packs nothing can be stored.
+    std::filesystem::rename(work.Path("vault/packs"), work.Path("vault/kept"));
+    work.Write("vault/packs", "");
+    StartService();
+    EXPECT_EQ(1, Task({"run", "docs"}).exitCode);
+    std::filesystem::remove(work.Path("vault/packs"));
+    std::filesystem::rename(work.Path("vault/kept"), work.Path("vault/packs"));
+    ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
+    Outcome const ran = Task({"run", "docs"});
+    EXPECT_EQ(0, ran.exitCode) << ran.err;
+}
+
 TEST(HostExample, BacksUpAFolderThroughExportedNamesOnly) {
     TempHome const home;
     TempTree const tree({{"docs/a.txt", "a"}});

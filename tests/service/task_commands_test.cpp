@@ -111,6 +111,30 @@ TEST_F(TaskCommands, DeletedTaskLeavesItsBackupUnlessToldOtherwise) {
     EXPECT_NE(0, Rampart({"ls", "-r", "/kept/docs"}).exitCode);
 }
 
+TEST_F(TaskCommands, EachTaskHasAFolderOfItsOwn) {
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/papers"})).exitCode);
+    std::vector<std::string> const add{"add", tree.Native("more"), "--name", "more", "--daily", "02:30",
+                                       "--to"};
+    for (char const* const folder :
+         {"/kept/papers", "/Kept/PAPERS/", "/kept/papers/deep", "/kept", "/", "docs", "/elsewhere/papers"}) {
+        std::vector<std::string> arguments = add;
+        arguments.emplace_back(folder);
+        Outcome const refused = Task(arguments);
+        EXPECT_EQ(2, refused.exitCode) << folder;
+        EXPECT_THAT(refused.err, HasSubstr("the task 'docs' is stored in /kept/papers")) << folder;
+    }
+    std::vector<std::string> arguments = add;
+    arguments.emplace_back("/kept/papers-2");
+    ASSERT_EQ(0, Task(arguments).exitCode);
+    EXPECT_EQ(2, Task({"edit", "more", "--rename", "papers"}).exitCode);
+    EXPECT_EQ("/kept/papers-2", Show("more")["folder"]);
+    for (char const* const name : {"docs", "more"}) {
+        ASSERT_EQ(0, Task({"run", name}).exitCode);
+    }
+    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup"}).exitCode);
+    EXPECT_THAT(Rampart({"ls", "-r", "more"}).out, HasSubstr("b.txt"));
+}
+
 TEST_F(TaskCommands, WrongUseChangesNothing) {
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30"})).exitCode);
     nlohmann::json const before = Task({"list", "--json"}).Json();

@@ -434,7 +434,8 @@ TEST_P(ServiceConformance, TaskRowComesBackInTheReplyForm) {
 TEST_P(ServiceConformance, TaskIsEditedRenamedAndDeleted) {
     const auto request = [](const std::string& name, const std::string& old, const std::string& action,
                             const std::string& paths) {
-        return "TaskID=5&TaskName=" + name + "&OldTaskName=" + old + "&Action=" + action + "&" + paths;
+        return "TaskID=5&ComputerID=1&TaskName=" + name + "&OldTaskName=" + old + "&Action=" + action + "&" +
+               paths;
     };
     ExpectOk(service->StoreTask(request(
         "one", "one", "Add",
@@ -452,11 +453,16 @@ TEST_P(ServiceConformance, TaskIsEditedRenamedAndDeleted) {
               "RETURN_Path=b\nRETURN_Serial=1\nRETURN_IsFolder=0\nRETURN_Path=c\nRETURN_Serial=2\nRETURN_"
               "IsFolder=1\n");
     EXPECT_EQ(service->StoreTask(request("two", "ONE renamed", "Edit", "")).code, kNameTaken);
-    ExpectOk(service->StoreTask(request("unknown", "unknown", "Edit", "")));
+    EXPECT_EQ(service->StoreTask(request("unknown", "unknown", "Edit", "")).code, kNotFound);
+    // Sent twice it is the same; of another task or machine it would take the name away.
+    ExpectOk(service->StoreTask(request("two", "two", "Add", "")));
+    for (const char* const stranger : {"TaskID=6&ComputerID=1&", "TaskID=5&ComputerID=2&"}) {
+        EXPECT_EQ(service->StoreTask(std::string(stranger) + "TaskName=Two&Action=Add&").code, kNameTaken);
+    }
     ExpectOk(service->DeleteTask("TWO"));
     ExpectOk(service->DeleteTask("two"));
     ExpectOk(service->TaskNames(names));
-    EXPECT_THAT(names, ElementsAre("ONE renamed", "unknown"));
+    EXPECT_THAT(names, ElementsAre("ONE renamed"));
     EXPECT_EQ(service->StoreTask("Descr=no name&Action=Add&").code, kInvalidRequest);
     EXPECT_EQ(service->StoreTask(request("short", "short", "Add", "Path0=a&localPathNum=2&")).code,
               kInvalidRequest);

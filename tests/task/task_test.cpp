@@ -125,6 +125,22 @@ TEST_F(TaskRecord, ReportKeepsAHundredAndOneLinesAndIsDrainedByReading) {
     EXPECT_TRUE(m_task.GetErrorEmailLog().IsEmpty());
 }
 
+// The mail takes its lines away; who shows the outcome still reads them, until the next run begins.
+TEST_F(TaskRecord, LinesOfARunOutlastTheMail) {
+    m_task.AddEmailErrorLog(_T("t"), _T("one"));
+    m_task.AddEmailErrorLog(_T("t"), _T("two"));
+    m_task.AddEmailWarningLog(_T("t"), _T("left out"));
+    m_task.GetErrorEmailLog();
+    m_task.InitEventLog();
+    for (int reading = 0; reading < 2; ++reading) {
+        EXPECT_EQ(m_task.GetErrorsOfRun(), _T("t: one\nt: two"));
+        EXPECT_EQ(m_task.GetWarningsOfRun(), _T("t: left out"));
+    }
+    m_task.ClearRunError();
+    EXPECT_TRUE(m_task.GetErrorsOfRun().IsEmpty());
+    EXPECT_TRUE(m_task.GetWarningsOfRun().IsEmpty());
+}
+
 TEST_F(TaskRecord, SuccessLineCountsNoMoreUploadsThanWereNeeded) {
     m_task.AddSuccessEmailLog();
     EXPECT_TRUE(m_task.m_successEmailLog.IsEmpty()) << "nothing was looked at";

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "framework/waitable.h"
 #include "support/scripted_clock.h"
 #include "transferlib/mail_text.h"
@@ -71,6 +73,24 @@ TEST_F(Interface, ConnectingTriesUntilItWorksOrIsCancelled) {
     EXPECT_EQ(service->Calls("Ping"), 1);
     EXPECT_EQ(WaitForObject(cancelled, 0), kWaitSignaled) << "others hear of it too";
     CloseHandle(cancelled);
+}
+
+// Runs read it into the process's own record.
+TEST_F(Interface, OneRecordOfTheAccountServesManyThreads) {
+    AccountBalance shared;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 20; ++round) {
+                EXPECT_EQ(ApiUtil::GetAccountBalance(shared, 1), 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_GT(shared.m_totalSpace, 0);
+    EXPECT_FALSE(shared.m_accountText.IsEmpty());
 }
 
 TEST_F(Interface, TheAccountTellsItsRoomAndLimits) {
