@@ -204,14 +204,17 @@ int CProgressBar::EndCurrent() {
 
 void CProgressBar::EmptyData() {
     rampart::Guarded(_T("Error:EmptyData"), [&] {
-        const int paused = IsPaused();
         m_bCancel = 0;
         m_nPercent = 0;
-        EndProgress();
-        SetFilePath(CString());
-        if (paused) {
-            SetPause(paused);
+        {
+            rampart::MutexLock lock(m_pauseMutex);
+            const int paused = IsPaused();
+            EndProgress();
+            if (paused) {
+                SetPause(paused);
+            }
         }
+        SetFilePath(CString());
         {
             rampart::MutexLock text(m_textMutex);
             m_strCurrentFile.Empty();
@@ -253,6 +256,13 @@ int CProgressBar::Pause(CString const&) {
         }
         return 1;
     });
+}
+
+void CProgressBar::ClearOldPause() {
+    rampart::MutexLock lock(m_pauseMutex);
+    if (!m_bHeld) {
+        SetPause(0);
+    }
 }
 
 int CProgressBar::Resume(CString const&) {

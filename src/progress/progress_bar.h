@@ -81,6 +81,9 @@ public:
     // A new display begins: observers drop what they show and are given the list anew.
     int InitBackupProgressList();
 
+    // A run begins: a pause that an earlier one left behind is over, one that was asked since its start
+    // holds.
+    void ClearOldPause();
     void SetTaskName(CString const& name);
     CString GetTaskName() const;
     // Returns once no other thread uses the batch that was set before: set null, then delete it.

@@ -110,7 +110,7 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
     if (progress == nullptr) {
         return kCopyGoOn;
     }
-    while (progress->IsPaused() && !IsAppEnding()) {
+    while (progress->IsPaused() && !IsRunEnding(progress)) {
         platform::SleepMilliseconds(kPausePollMs);
     }
     if (IsRunEnding(progress)) {

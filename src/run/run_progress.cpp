@@ -11,7 +11,7 @@ void CBackupTask::InitProgressBar() {
         return;
     }
     m_pTaskPrg->m_bCancel = 0;
-    m_pTaskPrg->SetPause(0);
+    m_pTaskPrg->ClearOldPause();
     m_pTaskPrg->SetState(ProgressStateNone);
     m_pTaskPrg->DoProgress(0, _T(""));
     m_pTaskPrg->SetTaskName(m_taskName);

@@ -68,7 +68,7 @@ bool SourceScan::WaitWhilePaused() const {
     for (;;) {
         CTaskPrgClass const* const progress =
             ManageMultipleRunningTask::GetInstance()->GetTaskPrgClass(m_request.taskName);
-        if (progress == nullptr || !progress->IsPaused()) {
+        if (progress == nullptr || !progress->IsPaused() || IsCancelled(progress)) {
             return true;
         }
         if (IsAppEnding()) {
