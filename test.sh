@@ -1,16 +1,15 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively. With --all also under the sanitizers, with --windows also as Windows programs
-# under Wine. Idempotent.
-# Usage: ./test.sh [--all] [--windows]
+# Builds and runs all tests natively; with --all also under the sanitizers and as Windows programs under Wine.
+# Idempotent.
+# Usage: ./test.sh [--all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
 source "$root/scripts/wine.sh"
-all= windows=
+all=
 for option in "$@"; do
     case "$option" in
         --all) all=1 ;;
-        --windows) windows=1 ;;
         *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
     esac
 done
@@ -47,8 +46,6 @@ run_tests debug "native"
 if [ -n "$all" ]; then
     run_tests asan "address and undefined-behaviour sanitizer"
     run_tests tsan "thread sanitizer"
-fi
-if [ -n "$windows" ]; then
     install_packages "${windows_packages[@]}"
     scripts/windows_libraries.sh
     trap stop_wine EXIT

@@ -13,7 +13,7 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr unsigned int kPollMs = 100;
+constexpr unsigned int kKeyPollMs = 100;
 
 std::atomic<Answers> s_answers{Answers::kAsked};
 std::atomic<bool> s_isQuestionOpen{false};
@@ -27,7 +27,7 @@ bool WaitForAnswer(unsigned long timeoutSeconds) {
     auto const begin = std::chrono::steady_clock::now();
     while (!IsInterrupted() && (timeoutSeconds == 0 || std::chrono::steady_clock::now() - begin <
                                                            std::chrono::seconds(timeoutSeconds))) {
-        char const key = keys.Next(kPollMs);
+        char const key = keys.Next(kKeyPollMs);
         if (key == 'y' || key == 'Y') {
             return true;
         }

@@ -18,7 +18,7 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr unsigned int kPollMs = 100;
+constexpr unsigned int kServicePollMs = 100;
 
 nlohmann::json FindTask(nlohmann::json const& tasks, CBackupManage& manager, std::string const& name) {
     // By machine and name, too; a service may know a task that was not there when this process looked.
@@ -85,7 +85,7 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
         nlohmann::json const task = FindTask(tasks, manager, name);
         std::string const state = task.value("state", "");
         if (state == "running" || state == "waiting") {
-            SleepMilliseconds(kPollMs);
+            SleepMilliseconds(kServicePollMs);
             continue;
         }
         bool const isClean = task.value("errors", "").empty() && task.value("warnings", "").empty();

@@ -16,7 +16,7 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr unsigned int kPollMs = 10;
+constexpr unsigned int kRunPollMs = 10;
 
 struct Outcome {
     CString taskName;
@@ -52,7 +52,7 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
             CancelRun(task);
         }
         display.Show(task);
-        switch (keys.Next(kPollMs)) {
+        switch (keys.Next(kRunPollMs)) {
             case 'p':
             case 'P':
                 TogglePause(task);
@@ -66,7 +66,7 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
         }
     }
     while (task.GetRunningUploadCount() > 0) {
-        SleepMilliseconds(kPollMs);
+        SleepMilliseconds(kRunPollMs);
     }
 }
 

@@ -43,6 +43,7 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
         m_scanTotalFileCount = 0;
         m_scanNeedBackupFileCount = 0;
         m_addedFileCount = 0;
+        __int64 lookedAt = 0;
         for (SourceInfo const* source : std::vector<SourceInfo*>(m_localDirList)) {
             if (source == nullptr) {
                 continue;
@@ -51,10 +52,12 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
                 result = rampart::kCancelled;
                 return 0;
             }
+            m_scanTotalFileCount = 0;  // of this source: the walk of a folder begins from 0 too
             __int64 remote = m_remoteSize;
             need += GetPathNeedBackup(list, source->path, total, remote, _T(""), 1);
             m_remoteSize = remote;
-            m_reportTotalCount = m_scanTotalFileCount;
+            lookedAt += m_scanTotalFileCount;
+            m_reportTotalCount = lookedAt;
             m_reportChangedCount = m_scanNeedBackupFileCount;
             m_reportAddedCount = m_addedFileCount;
             rampart::RecordEvent(this,

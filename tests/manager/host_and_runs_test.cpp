@@ -115,6 +115,10 @@ TEST_F(HostAndRuns, MeetWithoutHarm) {
         CBackupTask* const task = Find(number);
         ASSERT_NE(nullptr, task) << number;
         WaitForEnd(*task);
+    }
+    // All places are free now, and no pass gives them to those that wait.
+    for (int number = 0; number < kTasks; ++number) {
+        CBackupTask* const task = Find(number);
         manager->RemoveTaskFromWaitlist(task);
         EXPECT_EQ(TaskStateFinished, Run(*task)) << number;
         EXPECT_EQ(m_tree.Read(NameOf(number) + "/file"),

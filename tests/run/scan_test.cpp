@@ -73,6 +73,14 @@ TEST_F(Scan, BigFilesComeFirstLastFoundFirstAndANewFolderBeforeItsSmallFiles) {
     EXPECT_EQ(0, task.m_reportChangedCount);
 }
 
+TEST_F(Scan, WhatWasLookedAtIsCountedOverAllSources) {
+    TempTree const tree({{"a/1", "x"}, {"a/2", "x"}, {"b/3", "x"}, {"file", "x"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("a"), tree.Native("file"), tree.Native("b")});
+    ScanTask(task);
+    EXPECT_EQ(4, task.m_reportTotalCount);
+    EXPECT_EQ(4, task.m_reportAddedCount);
+}
+
 TEST_F(Scan, AnEmptySourceStillGivesTheBarABase) {
     TempTree const tree({{"d/", ""}});
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
