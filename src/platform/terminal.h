@@ -33,8 +33,8 @@ public:
     KeyReader(const KeyReader&) = delete;
     KeyReader& operator=(const KeyReader&) = delete;
 
-    // Waits that long for a key. 0 when none came, and where there is no terminal or the program does not stand in
-    // front of it.
+    // Waits that long for a key. 0 when none came, and where there is no terminal or the program does not
+    // stand in front of it.
     char Next(uint32_t timeoutMs);
 };
 

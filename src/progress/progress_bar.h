@@ -112,7 +112,7 @@ public:
     ProgresInfo m_info;
     CPtrList m_attachments{10};  // CPrgAttachment*, not owned
     HANDLE m_hLock = nullptr;    // auto-reset event, signalled while the list is free
-    ProgressState m_nState = ProgressStateNone;
+    rampart::Word<ProgressState> m_nState = ProgressStateNone;
     CString m_strStateText;
     CCriticalSection m_saveLock;
     CCriticalSection m_stateLock;

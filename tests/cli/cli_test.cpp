@@ -117,9 +117,11 @@ TEST_F(Cli, EventsAreListedByTaskAndFollowedAsTheyCome) {
     EXPECT_EQ(2, Rampart({"events", "nobody", "--vault", Vault()}).exitCode);
 
     TempFolder const output;
-    auto const follower =
-        ChildProcess::Start({RAMPART_PROGRAM, {"events", "--follow", "--last", "1", "--vault", Vault()},
-                             output.Native("out"), output.Native("err"), 0});
+    auto const follower = ChildProcess::Start({RAMPART_PROGRAM,
+                                               {"events", "--follow", "--last", "1", "--vault", Vault()},
+                                               output.Native("out"),
+                                               output.Native("err"),
+                                               0});
     auto const lines = [&] {
         std::string const text = output.Exists("out") ? output.Read("out") : "";
         return std::count(text.begin(), text.end(), '\n');

@@ -11,8 +11,8 @@ namespace rampart::host {
 
 namespace {
 
-// Daylight saving time begins on 2026-03-29 at 02:00 and ends on 2026-10-25 at 03:00. Windows programs take the
-// zone with which they are started.
+// Daylight saving time begins on 2026-03-29 at 02:00 and ends on 2026-10-25 at 03:00. Windows programs take
+// the zone with which they are started.
 #ifndef _WIN32
 class Zone : public testing::Environment {
     void SetUp() override {
