@@ -10,7 +10,9 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr size_t kShownOfKind = 5;
+// So many paths of one reason are shown; all of them stand in the file.
+constexpr size_t kShownErrors = 100;
+constexpr size_t kShownOthers = 5;
 
 }  // namespace
 
@@ -63,25 +65,24 @@ void Ledger::Print(CommonOptions const& common, char const* title) const {
     if (common.json || IsEmpty()) {
         return;
     }
-    std::map<std::string, size_t> shown;
+    std::map<std::string, size_t> cut;  // how many are not shown, by their reason
     {
         std::lock_guard const lock(m_mutex);
         std::cerr << title << '\n';
+        std::map<std::string, size_t> shown;
         for (Entry const& entry : m_entries) {
-            if (entry.isError || ++shown[entry.reason] <= kShownOfKind) {
+            if (++shown[entry.reason] > (entry.isError ? kShownErrors : kShownOthers)) {
+                ++cut[entry.reason];
+            } else {
                 std::cerr << "  " << entry.path << "  (" << entry.reason << ")\n";
             }
         }
     }
-    bool cut = false;
-    for (auto const& [reason, count] : shown) {
-        if (count > kShownOfKind) {
-            std::cerr << "  and " << FormatCount(static_cast<__int64>(count - kShownOfKind), "more", "more")
-                      << " (" << reason << ")\n";
-            cut = true;
-        }
+    for (auto const& [reason, count] : cut) {
+        std::cerr << "  and " << FormatCount(static_cast<__int64>(count), "more", "more") << " (" << reason
+                  << ")\n";
     }
-    if (cut) {
+    if (!cut.empty()) {
         std::string const file = WriteFile();
         if (!file.empty()) {
             std::cerr << "  The whole list: " << file << "\n";

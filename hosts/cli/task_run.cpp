@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iostream>
+#include <sstream>
 
 #include "common/exit_code.h"
 #include "common/service_link.h"
@@ -96,6 +97,16 @@ char const* WordFor(int exitCode) {
     }
 }
 
+// A line names all files of a batch that failed; they stand on the ledger too.
+void PrintErrors(std::string const& errors) {
+    constexpr size_t kLongestLine = 500;
+    std::istringstream lines(errors);
+    for (std::string line; std::getline(lines, line);) {
+        std::cerr << Shortened(line, kLongestLine) << '\n';
+    }
+    std::cerr.flush();
+}
+
 void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger const& ledger, int exitCode) {
     if (common.json) {
         PrintJson({{"task", Utf8(outcome.taskName)},
@@ -115,7 +126,7 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
     }
     ledger.Print(common);
     if (!outcome.errors.IsEmpty()) {
-        std::cerr << Utf8(outcome.errors) << std::endl;
+        PrintErrors(Utf8(outcome.errors));
     }
     PrintLine(common, "Task '" + Utf8(outcome.taskName) + "' " + WordFor(exitCode) + ".");
     PrintLine(common, "  looked at     " + FormatCount(outcome.looked, "file", "files") + ": " +

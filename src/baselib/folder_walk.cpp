@@ -116,9 +116,10 @@ bool CopyWholeFolder(TextView from, TextView to) {
             complete = false;
             continue;
         }
-        complete &= ForEachEntry(source, false, [&](const DirectoryEntry& entry) {
-            complete &= CopyEntry(entry, source, target, folders);
-        });
+        complete &=
+            ForEachEntry(source, false, [&, &source = source, &target = target](const DirectoryEntry& entry) {
+                complete &= CopyEntry(entry, source, target, folders);
+            });
     }
     return complete;
 }

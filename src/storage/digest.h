@@ -15,6 +15,7 @@ struct Digest {
     std::array<uint8_t, kSize> bytes{};
 
     friend bool operator==(const Digest&, const Digest&) = default;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the checker's own mistake about a defaulted order
     friend auto operator<=>(const Digest&, const Digest&) = default;
     std::string_view View() const { return {reinterpret_cast<const char*>(bytes.data()), kSize}; }
 };

@@ -5,6 +5,8 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <thread>
+
 #include "platform/posix/command_line.h"
 #include "platform/posix/native.h"
 
