@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively; with --all also under the sanitizers and as Windows programs under Wine.
-# Idempotent.
-# Usage: ./test.sh [--all]
+# Builds and runs all tests natively; with --sanitizers also under the sanitizers, with --all beside that as Windows
+# programs under Wine. Idempotent.
+# Usage: ./test.sh [--sanitizers | --all]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
 source "$root/scripts/wine.sh"
-all=
+sanitizers= windows=
 for option in "$@"; do
     case "$option" in
-        --all) all=1 ;;
+        --sanitizers) sanitizers=1 ;;
+        --all) sanitizers=1 windows=1 ;;
         *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
     esac
 done
@@ -43,9 +44,11 @@ run_tests() {
 }
 
 run_tests debug "native"
-if [ -n "$all" ]; then
+if [ -n "$sanitizers" ]; then
     run_tests asan "address and undefined-behaviour sanitizer"
     run_tests tsan "thread sanitizer"
+fi
+if [ -n "$windows" ]; then
     install_packages "${windows_packages[@]}"
     scripts/windows_libraries.sh
     trap stop_wine EXIT
