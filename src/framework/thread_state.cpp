@@ -1,7 +1,5 @@
 #include "framework/thread_state.h"
 
-#include <exception>
-#include <thread>
 #include <vector>
 
 #include "framework/guarded.h"
@@ -9,6 +7,7 @@
 #include "framework/safe_point.h"
 #include "platform/clock.h"
 #include "platform/process.h"
+#include "platform/thread.h"
 
 namespace rampart {
 namespace {
@@ -35,16 +34,12 @@ std::shared_ptr<ThreadState> ThreadState::Start(CWinThread* object, int priority
     auto state = std::make_shared<ThreadState>(object, priority, suspended);
     state->m_handle = HandleTable::Instance().Add(state, HandleTable::Kind::kThread);
     ThreadList::Instance().Started();
-    try {
-        std::thread thread([state, body = std::move(body)] { Main(state, body); });
-        // With mingw's library a thread that is detached before it began may never begin.
-        state->m_started.Wait(kWaitForever);
-        thread.detach();
-    } catch (const std::exception&) {
+    if (!platform::StartDetachedThread([state, body = std::move(body)] { Main(state, body); })) {
         ThreadList::Instance().NotStarted();
         HandleTable::Instance().Remove(state->m_handle);
         return nullptr;
     }
+    state->m_started.Wait(kWaitForever);
     return state;
 }
 
