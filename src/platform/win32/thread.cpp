@@ -18,8 +18,8 @@ unsigned __stdcall Main(void* data) {
 
 }  // namespace
 
-// Not by std::thread: in mingw's library a detach that meets the end or the begin of its thread frees the thread's
-// data twice, or the thread never begins.
+// Not by std::thread: in mingw's library a detach that meets the end or the begin of its thread frees the
+// thread's data twice, or the thread never begins.
 bool StartDetachedThread(std::function<void()> body) {
     auto data = std::make_unique<std::function<void()>>(std::move(body));
     const uintptr_t thread = _beginthreadex(nullptr, 0, &Main, data.get(), 0, nullptr);
