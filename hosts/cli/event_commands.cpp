@@ -59,9 +59,7 @@ nlohmann::json JsonOf(Event const& event) {
 
 void Print(CommonOptions const& common, Event const& event) {
     if (common.json) {
-        // An object a line, for a reader that follows.
-        std::cout << JsonOf(event).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-                  << std::endl;
+        PrintJsonLine(JsonOf(event));
         return;
     }
     char start[64];

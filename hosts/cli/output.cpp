@@ -17,6 +17,10 @@ void PrintLine(CommonOptions const& common, std::string const& text) {
     }
 }
 
+void PrintJsonLine(nlohmann::json const& value) {
+    std::cout << value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+}
+
 void PrintJson(nlohmann::json const& value) {
     std::cout << value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
 }

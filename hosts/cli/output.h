@@ -15,5 +15,7 @@ void PrintError(CommonOptions const& common, std::string const& text);
 // A line on standard output unless quiet or JSON.
 void PrintLine(CommonOptions const& common, std::string const& text);
 void PrintJson(nlohmann::json const& value);
+// On one line, for a program that follows.
+void PrintJsonLine(nlohmann::json const& value);
 
 }  // namespace rampart::cli

@@ -84,7 +84,7 @@ int Watch(CommonOptions const& common, CBackupManage& manager) {
         ServicePresence const service = LookForService();
         nlohmann::json const tasks = TasksOf(manager, service.isHere);
         if (common.json) {
-            std::cout << tasks.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+            PrintJsonLine(tasks);
         } else {
             std::vector<std::string> lines = LinesOf(tasks, service);
             if (rewrites) {
