@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "common/exit_code.h"
+#include "common/task_report.h"
 #include "output.h"
 #include "session.h"
 
@@ -24,12 +25,6 @@ struct Event {
     bool operator==(Event const&) const = default;
 };
 
-std::string LocalTime(CString const& stored) {
-    CTime time = TimeUtil::StrToTime(stored);
-    TimeUtil::UtcTimeToLocalTime(time);
-    return Utf8(time.Format(_T("%Y-%m-%d %H:%M:%S")));
-}
-
 // The last events of one task, or of all, the newest last.
 std::vector<Event> LastEvents(__int64 count, CString const& task) {
     CErrorLog log;
@@ -39,8 +34,9 @@ std::vector<Event> LastEvents(__int64 count, CString const& task) {
     for (void* const entry : list) {
         auto const& info = *static_cast<ErrorInfo const*>(entry);
         if (task.IsEmpty() || info.m_strTaskName.CompareNoCase(task) == 0) {
-            events.push_back({LocalTime(info.m_strTime), Printable(Utf8(info.m_strTaskName)),
-                              Printable(Utf8(info.m_strMessage)), info.m_nType});
+            events.push_back({WhenText(TimeUtil::StrToTime(info.m_strTime)),
+                              Printable(Utf8(info.m_strTaskName)), Printable(Utf8(info.m_strMessage)),
+                              info.m_nType});
         }
     }
     log.ClearErrorList(list);

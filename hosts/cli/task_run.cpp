@@ -33,14 +33,6 @@ struct Outcome {
     CString warnings;
 };
 
-void TogglePause(CBackupTask& task) {
-    if (task.m_pTaskPrg->IsPaused()) {
-        task.m_pTaskPrg->Resume(task.m_taskName);
-    } else {
-        task.m_pTaskPrg->Pause(task.m_taskName);
-    }
-}
-
 void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
     if (!isStarted && !task.StartBackupByUser(0)) {
         CString const reason = task.GetManualStartErrorMsg();
@@ -56,7 +48,7 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
         switch (keys.Next(kRunPollMs)) {
             case 'p':
             case 'P':
-                TogglePause(task);
+                SetRunPaused(task, !task.m_pTaskPrg->IsPaused());
                 break;
             case 'q':
             case 'Q':

@@ -496,6 +496,14 @@ void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
     task.m_filterType = isInclude ? _T("1") : _T("0");
 }
 
+void SetRunPaused(CBackupTask& task, bool isPaused) {
+    if (isPaused) {
+        task.m_pTaskPrg->Pause(task.m_taskName);
+    } else {
+        task.m_pTaskPrg->Resume(task.m_taskName);
+    }
+}
+
 bool CancelRun(CBackupTask& task) {
     if (task.m_pTaskPrg->m_bCancel != 0) {
         return false;

@@ -56,6 +56,8 @@ void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
 // Cancels the task's run; true if that was not asked before. To be asked again while the run lasts: one that
 // has just begun clears a cancel that came before it.
 bool CancelRun(CBackupTask& task);
+// Holds a run, or lets it go on.
+void SetRunPaused(CBackupTask& task, bool isPaused);
 // Writes the task's row with a new time of change, so that other programs and machines see it. A service
 // code.
 int WriteTask(CBackupManage& manager, CBackupTask& task);

@@ -99,11 +99,7 @@ ServiceAnswer Service::PauseTask(std::string const& name, bool isPaused) {
     if (!IsRunningHere(&task, m_foreign)) {
         throw CommandError(host::kExitFailed, "the task does not run in this service");
     }
-    if (isPaused) {
-        task.m_pTaskPrg->Pause(task.m_taskName);
-    } else {
-        task.m_pTaskPrg->Resume(task.m_taskName);
-    }
+    host::SetRunPaused(task, isPaused);
     Log("task '" + host::Printable(name) + (isPaused ? "' paused as asked" : "' goes on as asked"));
     return {};
 }
