@@ -35,8 +35,11 @@ run_tests() {
     ctest --preset "$preset" -j "$(nproc)" --no-tests=error -E '_NOT_BUILT' \
         >"$log" 2>&1 || code=$?
     if [ $code -ne 0 ]; then
-        grep -nE '\*\*\*(Failed|Exception|Timeout)' "$log" >&2 || true
-        tail -n 150 "$log" >&2
+        # What each failed test said, and the summary.
+        awk '/\*\*\*(Failed|Exception|Timeout)/ { shown = 1; print; next }
+             /^ *Start +[0-9]+:|^ *[0-9]+\/[0-9]+ Test/ { shown = 0 }
+             shown' "$log" | cut -c1-300 | head -n 400 >&2
+        tail -n 30 "$log" >&2
         fail "tests failed ($title); the whole log is $log"
     fi
     tail -n 4 "$log"

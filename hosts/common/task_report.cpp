@@ -20,7 +20,7 @@ bool IsRunning(CBackupTask& task) {
 }
 
 bool IsOnceDone(CBackupTask const& task) {
-    return ModeOf(task) == TaskTypeOnce && task.m_backupDate >= task.m_dating &&
+    return ModeOf(task) == TaskTypeOnce && task.m_backupDate.Get() >= task.m_dating &&
            task.m_beginDate <= task.m_backupDate && task.m_backupDate <= task.m_endDate;
 }
 

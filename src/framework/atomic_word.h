@@ -1,5 +1,5 @@
-// Word: an atomic with the interface of a plain integer, pointer or enumerator, for fields that threads
-// share.
+// Word: an atomic with the interface of a plain integer, pointer, enumerator or date (a small value), for
+// fields that threads share.
 #pragma once
 
 #include <atomic>

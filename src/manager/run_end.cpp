@@ -79,7 +79,7 @@ private:
             m_task.m_lastRetryDate = m_now;
             return;
         }
-        if (m_now >= m_task.m_lastRetryDate + CTimeSpan(RetryPeriodSeconds())) {
+        if (m_now >= m_task.m_lastRetryDate.Get() + CTimeSpan(RetryPeriodSeconds())) {
             m_task.m_retryScheduled = 0;
             m_task.m_lastRetryDate = m_now;
             if (m_task.m_realTimeFailed != 0) {

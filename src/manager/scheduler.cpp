@@ -65,11 +65,11 @@ bool IsOnceDone(CBackupTask const& task) {
 
 // Whether the run that should have followed the last one has not come.
 bool IsRunMissed(CBackupTask const& task, CTime const& now) {
-    CTime const base =
-        task.m_backupDate > rampart::FirstBackupMark() ? task.m_backupDate : task.m_serverNextDate;
+    CTime const backup = task.m_backupDate;
+    CTime const base = backup > rampart::FirstBackupMark() ? backup : task.m_serverNextDate.Get();
     int const mode = rampart::ScheduleMode(task.m_type);
-    CTime next(now.GetYear(), now.GetMonth(), now.GetDay(), task.m_dating.GetHour(),
-               task.m_dating.GetMinute(), 0);
+    CTime const dating = task.m_dating;
+    CTime next(now.GetYear(), now.GetMonth(), now.GetDay(), dating.GetHour(), dating.GetMinute(), 0);
     CTimeSpan period(kDaySeconds);
     switch (mode) {
         case TaskTypeDaily:
@@ -78,7 +78,7 @@ bool IsRunMissed(CBackupTask const& task, CTime const& now) {
         case TaskTypeWeekly: {
             constexpr int kWeekDays = 7;
             period = CTimeSpan(kWeekSeconds);
-            int const span = (task.m_dating.GetDayOfWeek() - next.GetDayOfWeek() + kWeekDays) % kWeekDays;
+            int const span = (dating.GetDayOfWeek() - next.GetDayOfWeek() + kWeekDays) % kWeekDays;
             next += CTimeSpan(span * kDaySeconds);
             break;
         }

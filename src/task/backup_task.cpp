@@ -151,8 +151,9 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
 int CBackupTask::operator==(CBackupTask& other) {
     if (m_taskID != other.m_taskID || m_taskName != other.m_taskName || m_pcID != other.m_pcID ||
         m_description != other.m_description || m_type != other.m_type || m_beginDate != other.m_beginDate ||
-        m_endDate != other.m_endDate || m_dating != other.m_dating || m_modifyTime != other.m_modifyTime ||
-        m_encryMode != other.m_encryMode || !IsSameSrcList(other.m_localDirList)) {
+        m_endDate != other.m_endDate || m_dating.Get() != other.m_dating ||
+        m_modifyTime != other.m_modifyTime || m_encryMode != other.m_encryMode ||
+        !IsSameSrcList(other.m_localDirList)) {
         return 0;
     }
     CString const serverLog =

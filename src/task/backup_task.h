@@ -200,12 +200,12 @@ public:
     rampart::Word<int32_t> m_scheduleEnabled = 1;
     CString m_serverFilePath;
     CString m_logFilePath;
-    CTime m_backupDate;
+    rampart::Word<CTime> m_backupDate;
     uint32_t m_pcID = 0;
     CString m_pcName;
     int32_t m_taskID = 0;
     rampart::Word<int32_t> m_isResume = 0;
-    CTime m_resumeDate;
+    rampart::Word<CTime> m_resumeDate;
     rampart::Word<int32_t> m_taskChanged = 0;
     rampart::Word<CWinThread*> m_pBackupThread = nullptr;  // not owned
     rampart::Word<int32_t> m_errorOccured = 0;
@@ -213,7 +213,7 @@ public:
     int32_t m_encryMode = 0;
     CTime m_beginDate;
     CTime m_endDate;
-    CTime m_dating;
+    rampart::Word<CTime> m_dating;
     rampart::Word<int32_t> m_pendingChange = 0;
     CActionList m_actionList;
     int32_t m_errorRetryFactor = 0;
@@ -222,8 +222,8 @@ public:
     CString m_emailCacheFolder;
     rampart::Word<int32_t> m_isDeleting = 0;
     CString m_runErrorText;
-    CTime m_lastRunDate;
-    CTime m_serverNextDate;
+    rampart::Word<CTime> m_lastRunDate;
+    rampart::Word<CTime> m_serverNextDate;
     CTime m_modifyTime;
     CTime m_nextEmailDate;
     int32_t m_repeatDays = 0;
@@ -247,7 +247,7 @@ public:
     rampart::Word<int32_t> m_hadFileFailure = 0;
     int32_t m_failureRetryTried = 0;
     int32_t m_retryScheduled = 0;
-    CTime m_lastRetryDate;
+    rampart::Word<CTime> m_lastRetryDate;
     int32_t m_realTimeFailed = 0;
     CStringList m_copyQueueList{10};
     CStringList m_uploadCachePathList{10};
@@ -263,7 +263,7 @@ public:
     CTaskPrgClass* m_pTaskPrg = nullptr;  // owned
     CString m_copyingFilePath;
     rampart::Word<int32_t> m_networkRetryCount = 0;
-    CTime m_networkRetryDate;
+    rampart::Word<CTime> m_networkRetryDate;
     rampart::Word<int32_t> m_networkRetryArmed = 1;
     CPtrList m_hookList{10};
     __int64 m_partSizeFromServer = 0;

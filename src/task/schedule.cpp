@@ -61,7 +61,7 @@ bool IsDateUpdateDue(CBackupTask& task) {
     CString const option =
         DictUtil::GetConfigString(_T("Options"), _T("OnlyUpdateBackupDate"), _T(""), _T(""));
     __int64 const minutes = option.IsEmpty() ? kDefaultUpdateMinutes : rampart::ReadNumber(option);
-    if (rampart::StoredMinute() < task.m_backupDate + CTimeSpan(minutes * rampart::kSecondsOfMinute)) {
+    if (rampart::StoredMinute() < task.m_backupDate.Get() + CTimeSpan(minutes * rampart::kSecondsOfMinute)) {
         return false;
     }
     task.m_onlyUpdateBackupDate = 1;
@@ -174,7 +174,7 @@ CTime CBackupTask::MeantTime() const {
 void CBackupTask::MoveDating(CTime const& next, CTime const& meant) {
     m_dating = rampart::ToStored(next);
     bool const isShifted = !IsSameTimeOfDay(rampart::ToRaw(m_dating), meant);
-    m_shiftedDating = isShifted ? m_dating : CTime();
+    m_shiftedDating = isShifted ? m_dating.Get() : CTime();
     m_meantDating = isShifted ? meant : CTime();
     CTime const read = AsDatabaseReads(m_dating);
     CString kept;
@@ -197,7 +197,7 @@ void CBackupTask::RestoreMeantTime() {
     int second = 0;
     // Of another date it was the time once.
     std::istringstream text(kept.ToUtf8());
-    if (text >> date >> hour >> minute >> second && date == m_dating.GetTime()) {
+    if (text >> date >> hour >> minute >> second && date == m_dating.Get().GetTime()) {
         m_shiftedDating = m_dating;
         m_meantDating = CTime(2001, 1, 1, hour, minute, second);
     }

@@ -108,12 +108,12 @@ TEST_F(TaskDatabase, EveryFieldComesBack) {
     EXPECT_EQ(read.m_filtedPathList.GetHead(), _T("C:\\no"));
     EXPECT_EQ(read.m_filterType, _T("1"));
     EXPECT_EQ(read.m_maxVersion, 3);
-    EXPECT_EQ(read.m_backupDate, task->m_backupDate);
-    EXPECT_EQ(read.m_dating, task->m_dating);
-    EXPECT_EQ(read.m_serverNextDate, task->m_dating);
+    EXPECT_EQ(read.m_backupDate.Get(), task->m_backupDate);
+    EXPECT_EQ(read.m_dating.Get(), task->m_dating);
+    EXPECT_EQ(read.m_serverNextDate.Get(), task->m_dating);
     EXPECT_EQ(read.m_beginDate, task->m_beginDate);
     EXPECT_EQ(read.m_endDate, task->m_endDate);
-    EXPECT_EQ(read.m_resumeDate, task->m_resumeDate);
+    EXPECT_EQ(read.m_resumeDate.Get(), task->m_resumeDate);
     EXPECT_EQ(read.m_modifyTime, task->m_modifyTime);
     EXPECT_EQ(read.m_isResume, 1);
     EXPECT_EQ(read.m_remoteSize, task->m_remoteSize);

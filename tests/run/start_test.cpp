@@ -161,7 +161,7 @@ TEST_F(Start, ANetworkSourceThatIsGoneIsTriedAgainAndFailsOnlyAtTheEnd) {
     task.m_localDirList.front()->path = _T("\\\\no-such-host\\share\\folder");
     EXPECT_NE(TaskStateFailed, Run(task));
     EXPECT_EQ(6, task.m_networkRetryCount);
-    EXPECT_GT(task.m_networkRetryDate, task.m_lastRunDate);
+    EXPECT_GT(task.m_networkRetryDate.Get(), task.m_lastRunDate);
     EXPECT_EQ(0, task.m_networkRetryArmed);
     EXPECT_EQ(0, task.m_errorOccured);
 

@@ -73,7 +73,7 @@ protected:
         task->m_taskName = CString::FromUtf8(name);
         task->m_type = TaskTypeOnce;
         // Not due by itself: the tests start it.
-        task->m_dating = task->m_dating + CTimeSpan(3600);
+        task->m_dating = task->m_dating.Get() + CTimeSpan(3600);
         task->m_serverFilePath = _T("\\pc\\") + task->m_taskName;
         CStringList list;
         for (std::string const& path : paths) {
@@ -92,8 +92,10 @@ protected:
         return task.m_state;
     }
 
+    // Until another run may begin: a run that was stopped takes its flag back after it has left the registry.
     static void WaitForEnd(CBackupTask& task) {
-        while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task)) {
+        while (ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) ||
+               (task.m_pTaskPrg != nullptr && task.m_pTaskPrg->IsStopping())) {
             platform::SleepMilliseconds(1);
         }
     }
