@@ -55,7 +55,7 @@ int CBackupManage::RefreshTaskInfo(CBackupTask* task, int) {
         block->taskName = task->m_taskName;
     }
     if (rampart::StartThread(&RefreshTaskInfoThread, block.get()) != nullptr) {
-        block.release();  // the thread's own
+        static_cast<void>(block.release());  // the thread's own
     }
     return 1;
 }

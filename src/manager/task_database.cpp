@@ -256,7 +256,7 @@ int CBackupManage::ParseRows(CString const& reply, int refresh, std::vector<CBac
             }
             CWriteSync const write(m_taskListSync);
             m_taskList.push_back(task.get());
-            task.release();  // the list owns raw pointers
+            static_cast<void>(task.release());  // the list owns raw pointers
         }
         if (refresh != 0) {
             TakeNotExistedTasks(removed);

@@ -1,5 +1,10 @@
 #include "platform/clock.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+
 #include "platform/system_clock.h"
 
 namespace rampart::platform {

@@ -8,7 +8,6 @@
 #include "task/backup_task.h"
 
 using rampart::DebugLine;
-using rampart::MeasureRequest;
 using rampart::MeasureScan;
 using rampart::ScanFilter;
 

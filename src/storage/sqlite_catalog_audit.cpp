@@ -93,9 +93,11 @@ void AuditFiles(SqliteConnection& connection, const AuditVisitor& visitor) {
     while (files.Step()) {
         const std::string fault = FaultOfContent(connection, files, chunks);
         if (!fault.empty()) {
-            const std::string path =
-                JoinServerPath(SqliteTree(connection).FolderPath(files.Int(0)), files.Bytes(1));
-            visitor.problem("file " + path + ": " + fault);
+            std::string problem = "file ";
+            problem += JoinServerPath(SqliteTree(connection).FolderPath(files.Int(0)), files.Bytes(1));
+            problem += ": ";
+            problem += fault;
+            visitor.problem(problem);
         }
         if (!visitor.file()) {
             return;

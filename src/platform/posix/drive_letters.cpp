@@ -1,5 +1,9 @@
 #include "platform/posix/drive_letters.h"
 
+#include <algorithm>
+#include <map>
+#include <tuple>
+
 namespace rampart::platform {
 namespace {
 
@@ -26,8 +30,9 @@ std::vector<Drive> DriveLetters::Assign(const Volume& root, std::vector<Volume> 
         drives[letter] = {letter, volume.mountPoint, volume.serial, volume.removable};
     };
     for (const auto& [letter, mountPoint] : m_pins) {
-        const auto volume = std::find_if(volumes.begin(), volumes.end(),
-                                         [&](const Volume& v) { return v.mountPoint == mountPoint; });
+        const auto volume =
+            std::find_if(volumes.begin(), volumes.end(),
+                         [&point = mountPoint](const Volume& v) { return v.mountPoint == point; });
         if (volume != volumes.end() && letter != kRootLetter) {
             give(letter, *volume);
             volumes.erase(volume);
@@ -49,7 +54,7 @@ std::vector<Drive> DriveLetters::Assign(const Volume& root, std::vector<Volume> 
     }
     std::vector<Drive> result;
     for (auto& [letter, drive] : drives) {
-        std::erase_if(m_remembered, [&](const Remembered& r) {
+        std::erase_if(m_remembered, [letter = letter, &drive = drive](const Remembered& r) {
             return r.letter == letter || (r.serial == drive.serial && r.mountPoint == drive.mountPoint);
         });
         m_remembered.push_back({drive.serial, drive.mountPoint, letter});

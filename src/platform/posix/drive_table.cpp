@@ -1,5 +1,11 @@
 #include "platform/posix/drive_table.h"
 
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+
 #include "platform/immortal.h"
 #include "platform/posix/drive_letters.h"
 
@@ -78,7 +84,7 @@ private:
         }
         for (const auto& [letter, point] : m_pinned) {
             if (std::none_of(volumes.begin(), volumes.end(),
-                             [&](const Volume& v) { return v.mountPoint == point; })) {
+                             [&point = point](const Volume& v) { return v.mountPoint == point; })) {
                 volumes.push_back(Describe(mounts, point));
             }
         }

@@ -1,6 +1,8 @@
 // One reading of the drives: which letter stands for which mount point. Immutable once it is published.
 #pragma once
 
+#include <array>
+
 #include "platform/posix/mount_table.h"
 #include "platform/volumes.h"
 

@@ -5,7 +5,9 @@
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 
 #include "platform/posix/native.h"

@@ -1,5 +1,7 @@
 #include "platform/posix/name_mapping.h"
 
+#include <array>
+
 #include "platform/path_mapping.h"
 #include "platform/utf.h"
 
