@@ -4,7 +4,7 @@
 #include "commands.h"
 #include "common/exit_code.h"
 #include "common/service_link.h"
-#include "ledger.h"
+#include "ledger_print.h"
 #include "output.h"
 #include "session.h"
 #include "task_choice.h"
@@ -37,9 +37,10 @@ int RunBackup(CommonOptions const& common, BackupOptions const& options) {
                            "a task either excludes or includes: use --exclude or --include, not both");
     }
     Ledger ledger;
+    SkippedEntryListener const listener([&](SkippedEntry const& entry) { ledger.Add(entry); });
     std::vector<CString> const sources = ExistingSources(options, ledger);
     if (sources.empty()) {
-        ledger.Print(common);
+        PrintLedger(common, ledger);
         throw CommandError(kExitFailed, "there is nothing to back up: none of the paths exists");
     }
     if (options.limit > 0) {

@@ -4,7 +4,7 @@
 #include "commands.h"
 #include "common/exit_code.h"
 #include "file_versions.h"
-#include "ledger.h"
+#include "ledger_print.h"
 #include "moment.h"
 #include "output.h"
 #include "progress_display.h"
@@ -162,7 +162,7 @@ void PrintOutcome(CommonOptions const& common, Restore const& restore, CString c
                    {"notRestored", restore.ledger.ToJson()}});
         return;
     }
-    restore.ledger.Print(common, "Not restored:");
+    PrintLedger(common, restore.ledger, "Not restored:");
     PrintLine(common, std::string("Restored ") + FormatCount(restore.restored, "file", "files") + ", " +
                           FormatBytes(restore.bytes) + ", into " + PrintablePath(target) +
                           (exitCode == kExitCancelled ? ", then cancelled." : "."));

@@ -25,4 +25,10 @@ nlohmann::json TasksOf(CBackupManage& manager, bool hasService) {
     return TaskDescriptions().Describe(manager, false);
 }
 
+Ledger LedgerOf(nlohmann::json const& task) {
+    return task.value("notProtected", 0) == 0
+               ? Ledger()
+               : Ledger(Ask(RequestKind::kLedger, {{"task", task.value("task", "")}}).data);
+}
+
 }  // namespace rampart::cli

@@ -70,6 +70,9 @@ void PrintTask(CommonOptions const& common, nlohmann::json const& task, ServiceP
     }
     PrintField(common, "stored in", task.value("folder", ""));
     PrintField(common, "errors", task.value("errors", ""));
+    if (service.isHere) {
+        PrintLedger(common, LedgerOf(task));
+    }
 }
 
 // Waits for the end of a run in the service; an interrupt cancels it.
@@ -88,7 +91,9 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
             SleepMilliseconds(kServicePollMs);
             continue;
         }
-        bool const isClean = task.value("errors", "").empty() && task.value("warnings", "").empty();
+        Ledger const ledger = LedgerOf(task);
+        bool const isClean =
+            task.value("errors", "").empty() && task.value("warnings", "").empty() && ledger.IsEmpty();
         int const code = isCancelled || state == "cancelled"                  ? kExitCancelled
                          : state == "failed" || task.value("hadError", false) ? kExitFailed
                          : isClean                                            ? kExitDone
@@ -96,9 +101,11 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
         if (common.json) {
             nlohmann::json result = task;
             result["result"] = code;
+            result["notProtected"] = ledger.ToJson();
             PrintJson(result);
             return code;
         }
+        PrintLedger(common, ledger);
         for (char const* const kind : {"errors", "warnings"}) {
             if (std::string const lines = task.value(kind, ""); !lines.empty()) {
                 std::cerr << lines << std::endl;
@@ -195,7 +202,8 @@ int RunTaskNext(CommonOptions const& common, TaskOptions const& options) {
 }
 
 int RunTaskNow(CommonOptions const& common, TaskOptions const& options) {
-    Ledger const ledger;
+    Ledger ledger;
+    SkippedEntryListener const listener([&](SkippedEntry const& entry) { ledger.Add(entry); });
     EngineSession session(common, false);
     CBackupManage& manager = session.Manager();
     if (LookForService().isHere) {

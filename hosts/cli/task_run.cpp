@@ -116,7 +116,7 @@ void PrintOutcome(CommonOptions const& common, Outcome const& outcome, Ledger co
                    {"notProtected", ledger.ToJson()}});
         return;
     }
-    ledger.Print(common);
+    PrintLedger(common, ledger);
     if (!outcome.errors.IsEmpty()) {
         PrintErrors(Utf8(outcome.errors));
     }

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "engine/vaultlib.h"
-#include "ledger.h"
+#include "ledger_print.h"
 #include "options.h"
 
 namespace rampart::cli {

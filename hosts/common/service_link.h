@@ -19,6 +19,8 @@ enum class RequestKind {
     kRun,     // start the named task
     kStop,    // cancel the run of the named task
     kReload,  // something changed: look at the database and at the marks now
+    kLedger,  // what the last run of the named task could not protect, see Ledger
+    kEnd,     // the service is to cancel what runs, and to end
     kPause,   // pause the run of the named task, or let it go on: "isPaused"
 };
 

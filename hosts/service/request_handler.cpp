@@ -43,7 +43,9 @@ ServiceAnswer Service::Do(RequestKind kind, nlohmann::json const& body) {
             return Hello(body);
         case RequestKind::kTasks:
             LookAtOthers();
-            return {host::kExitDone, "", m_descriptions.Describe(m_manager, true)};
+            return {host::kExitDone, "", Tasks()};
+        case RequestKind::kLedger:
+            return {host::kExitDone, "", m_manager.Ledgers().Of(body.at("task"))->ToJson()};
         case RequestKind::kChange: {
             std::string const text = host::ApplyChange(m_manager, body.get<host::TaskChange>(), true);
             Log(text);
@@ -55,11 +57,23 @@ ServiceAnswer Service::Do(RequestKind kind, nlohmann::json const& body) {
             return StopTask(body.at("task"));
         case RequestKind::kPause:
             return PauseTask(body.at("task"), body.at("isPaused"));
+        case RequestKind::kEnd:
+            Log("asked to stop");
+            StopThisService();
+            return {};
         case RequestKind::kReload:
             m_isLookWanted = true;
             return {};
     }
     throw CommandError(host::kExitFailed, "this service does not know such a request; is it an older one?");
+}
+
+nlohmann::json Service::Tasks() {
+    nlohmann::json tasks = m_descriptions.Describe(m_manager, true);
+    for (nlohmann::json& task : tasks) {
+        task["notProtected"] = m_manager.Ledgers().Of(task.value("task", ""))->Count();
+    }
+    return tasks;
 }
 
 ServiceAnswer Service::Hello(nlohmann::json const& body) {

@@ -42,6 +42,7 @@ private:
     // ---- Requests of other hosts; on the receiver's thread ----
     std::string Answer(std::string const& bytes);
     host::ServiceAnswer Do(host::RequestKind kind, nlohmann::json const& body);
+    nlohmann::json Tasks();
     host::ServiceAnswer Hello(nlohmann::json const& body);
     host::ServiceAnswer StartTask(std::string const& name);
     host::ServiceAnswer StopTask(std::string const& name);

@@ -20,13 +20,21 @@ std::string ResultOf(CBackupTask& task) {
     }
 }
 
+std::string NotProtectedText(host::Ledger const& ledger) {
+    return ledger.IsEmpty()
+               ? ""
+               : ", " + host::FormatCount(static_cast<__int64>(ledger.Count()), "path", "paths") +
+                     " not protected";
+}
+
 }  // namespace
 
 // Called for a start, before the run's thread begins.
 int ServiceManager::SetWorkingTask(CBackupTask* task) {
     int const result = CBackupManage::SetWorkingTask(task);
-    // A continuous task that only renews its date is not worth a line.
+    // A continuous task that only renews its date looks at no file, and is not worth a line.
     if (task != nullptr && task->m_onlyUpdateBackupDate == 0) {
+        m_ledgers.Begin(*task);
         Log("task '" + host::Printable(host::Utf8(task->m_taskName)) + "' started");
     }
     return result;
@@ -34,6 +42,7 @@ int ServiceManager::SetWorkingTask(CBackupTask* task) {
 
 // Called by the run's thread after the run has left the registry.
 int ServiceManager::SetDoneTask(CString const& name) {
+    m_ledgers.End(name);
     if (CBackupTask* const task = GetTaskByName(name)) {
         CString errors = task->GetErrorsOfRun();
         errors.Replace(_T("\r\n"), _T("; "));
@@ -42,6 +51,7 @@ int ServiceManager::SetDoneTask(CString const& name) {
             host::FormatCount(task->m_reportTotalCount, "file", "files") + " looked at, " +
             host::FormatCount(task->m_reportAddedCount, "new", "new") + ", " +
             host::FormatCount(task->m_reportChangedCount, "changed", "changed") +
+            NotProtectedText(*m_ledgers.Of(host::Printable(host::Utf8(name)))) +
             (errors.IsEmpty() ? "" : "; " + host::Printable(host::Utf8(errors))));
     } else {
         Log("task '" + host::Printable(host::Utf8(name)) + "' ended");

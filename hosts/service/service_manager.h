@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/vaultlib.h"
+#include "run_ledgers.h"
 
 namespace rampart::service {
 
@@ -19,10 +20,12 @@ public:
     void NoteEndedRun(CString const& name);
     // A task that waits runs again, however its last run ended: the engine would drop a failed one unseen.
     void ForgetFailuresOfWaiting();
+    RunLedgers const& Ledgers() const { return m_ledgers; }
 
 private:
     std::mutex m_endedLock;
     std::vector<CString> m_ended;
+    RunLedgers m_ledgers;
 };
 
 }  // namespace rampart::service

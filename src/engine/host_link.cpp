@@ -73,6 +73,10 @@ ServiceSignal WaitForServiceSignal(unsigned int timeoutMs) {
     }
 }
 
+void StopThisService() {
+    platform::StopThisService();
+}
+
 void WakeServiceWait() {
     platform::WakeServiceWait();
 }

@@ -42,6 +42,8 @@ VAULTLIB_API void CatchServiceSignals();
 // Waits for a wish, for WakeServiceWait or for `timeoutMs`. A stop is told at every call from its first on, a
 // reload once. One thread calls.
 VAULTLIB_API ServiceSignal WaitForServiceSignal(unsigned int timeoutMs);
+// As if the system had told this process to stop. Any thread may call.
+VAULTLIB_API void StopThisService();
 // Ends the wait that goes on, or the next one. Any thread may call.
 VAULTLIB_API void WakeServiceWait();
 

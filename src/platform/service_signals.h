@@ -14,6 +14,8 @@ void CatchServiceSignals();
 // Waits for a wish, for WakeServiceWait or for `timeoutMs`. A stop is told at every call from its first on, a
 // reload once. One thread calls.
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs);
+// As if the system had told this process to stop. Any thread may call.
+void StopThisService();
 // Ends the wait that goes on, or the next one. Any thread may call.
 void WakeServiceWait();
 

@@ -1,71 +1,46 @@
-// The programs of this build, run in a home of their own.
+// The command line and the background service of this build, run in a home and a vault of their own.
 #pragma once
-
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <functional>
+#include <iostream>
 #include <thread>
 
-#include "support/program_outcome.h"
-#include "support/temp_home.h"
-#include "support/temp_tree.h"
+#include "cli/cli_fixture.h"
 
 namespace rampart::test {
 
-class Programs : public testing::Test {
+class Programs : public Cli {
 protected:
     // Generous: the machine may be busy with other tests.
     static constexpr std::chrono::seconds kPatience{120};
 
-    void SetUp() override { ASSERT_EQ(0, Rampart({"vault", "init"}).exitCode); }
+    void SetUp() override { MakeVault(); }
     void TearDown() override {
-        if (m_service > 0) {
-            kill(m_service, SIGKILL);
-            waitpid(m_service, nullptr, 0);
-        }
         if (HasFailure()) {
-            std::cerr << "log of the service:\n" << Log();
+            for (int i = 1; i <= m_starts; ++i) {
+                std::cerr << "log of service " << i << ":\n" << work.Read(LogName(i));
+            }
         }
     }
 
-    pid_t Start(char const* program, std::vector<std::string> arguments, std::string const& name, int mode) {
-        arguments.insert(arguments.begin(), program);
-        arguments.insert(arguments.end(), {"--vault", work.Native(vault)});
-        pid_t const child = fork();
-        if (child != 0) {
-            return child;
-        }
-        dup2(open(work.Native(name + ".out").c_str(), O_WRONLY | O_CREAT | mode, 0600), STDOUT_FILENO);
-        dup2(open(work.Native(name + ".err").c_str(), O_WRONLY | O_CREAT | mode, 0600), STDERR_FILENO);
-        std::vector<char*> pointers;
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        execv(pointers.front(), pointers.data());
-        _exit(127);
+    // A program that works on the vault, with its output in files of that name.
+    std::unique_ptr<ChildProcess> Launch(char const* program, std::vector<std::string> arguments,
+                                         std::string const& name) {
+        arguments.insert(arguments.end(), {"--vault", Vault()});
+        auto child = ChildProcess::Start(
+            {program, std::move(arguments), work.Native(name), work.Native(name + ".err"), user});
+        EXPECT_TRUE(child);
+        return child;
     }
-
-    static int Wait(pid_t child) {
-        int status = 0;
-        EXPECT_EQ(child, waitpid(child, &status, 0));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    Outcome Rampart(std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--vault", Vault()});
+        return Cli::Rampart(arguments);
     }
-
-    Outcome Rampart(std::vector<std::string> const& arguments) {
-        int const code = Wait(Start(RAMPART_PROGRAM, arguments, "cli", O_TRUNC));
-        return {code, work.Read("cli.out"), work.Read("cli.err")};
-    }
-
     Outcome Task(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "task");
         return Rampart(arguments);
     }
-
     nlohmann::json Show(std::string const& name) {
         Outcome const outcome = Task({"show", name, "--json"});
         EXPECT_EQ(0, outcome.exitCode) << outcome.err;
@@ -73,24 +48,24 @@ protected:
     }
 
     void StartService() {
-        m_logStart = Log().size();
-        m_service = Start(RAMPART_SERVICE, {}, "service", O_APPEND);
+        m_service = Launch(RAMPART_SERVICE, {}, LogName(++m_starts));
         ASSERT_TRUE(WaitForLog("started"));
     }
-    // Exit code of the service after a signal.
-    int EndService(int signal) {
-        kill(m_service, signal);
-        int const code = Wait(m_service);
-        m_service = 0;
+    // Tells the service to stop, as a person would; its exit code.
+    int StopService() {
+        EXPECT_EQ(0, Launch(RAMPART_SERVICE, {"--stop"}, "stop")->Wait()) << work.Read("stop.err");
+        return WaitForService();
+    }
+    int WaitForService() {
+        int const code = m_service->Wait();
+        m_service.reset();
         return code;
     }
 
-    std::string Log() {
-        return std::filesystem::exists(work.Path("service.out")) ? work.Read("service.out") : "";
-    }
     // Of the service that was started last.
+    std::string Log() const { return m_starts == 0 ? "" : work.Read(LogName(m_starts)); }
     bool WaitForLog(std::string const& text) {
-        return WaitUntil([&] { return Log().find(text, m_logStart) != std::string::npos; });
+        return WaitUntil([&] { return Log().find(text) != std::string::npos; });
     }
     static bool WaitUntil(std::function<bool()> const& condition) {
         auto const end = std::chrono::steady_clock::now() + kPatience;
@@ -103,11 +78,30 @@ protected:
         return true;
     }
 
-    TempHome home;
-    TempFolder work;
-    std::string vault = "vault";
-    pid_t m_service = 0;
-    size_t m_logStart = 0;
+    std::unique_ptr<ChildProcess> m_service;
+
+private:
+    static std::string LogName(int start) { return "service" + std::to_string(start); }
+
+    int m_starts = 0;
+};
+
+// A service beside the command line, and something to back up.
+class ServiceProgram : public Programs {
+protected:
+    TempTree const tree = TempTree({{"docs/a.txt", "a"}, {"more/b.txt", "b"}});
+
+    void AddDaily(std::string const& name, std::string const& source) {
+        Outcome const added = Task({"add", tree.Native(source), "--name", name, "--daily", "02:30"});
+        ASSERT_EQ(0, added.exitCode) << added.err;
+    }
+    // Enough for a run that lasts until somebody interferes.
+    void WriteMany(std::string const& folder) {
+        for (int i = 0; i < 8000; ++i) {
+            tree.Write(folder + "/" + std::to_string(i % 40) + "/" + std::to_string(i),
+                       std::to_string(i) + std::string(3000, 'x'));
+        }
+    }
 };
 
 }  // namespace rampart::test

@@ -8,32 +8,16 @@ namespace {
 
 using testing::HasSubstr;
 
-class ServiceProgram : public Programs {
-protected:
-    TempTree const tree = TempTree({{"docs/a.txt", "a"}, {"more/b.txt", "b"}});
-
-    void AddDaily(std::string const& name, std::string const& source) {
-        Outcome const added = Task({"add", tree.Native(source), "--name", name, "--daily", "02:30"});
-        ASSERT_EQ(0, added.exitCode) << added.err;
-    }
-    // Enough for a run that lasts until somebody interferes.
-    void WriteMany(std::string const& folder) {
-        for (int i = 0; i < 8000; ++i) {
-            tree.Write(folder + "/" + std::to_string(i % 40) + "/" + std::to_string(i),
-                       std::to_string(i) + std::string(3000, 'x'));
-        }
-    }
-};
-
 TEST_F(ServiceProgram, SecondOneSaysSoAndEnds) {
     StartService();
-    int const code = Wait(Start(RAMPART_SERVICE, {}, "second", O_TRUNC));
-    EXPECT_EQ(1, code);
+    EXPECT_EQ(1, Launch(RAMPART_SERVICE, {}, "second")->Wait());
     EXPECT_THAT(work.Read("second.err"), HasSubstr("another BackupService runs already"));
-    EXPECT_EQ(0, EndService(SIGTERM));
+    EXPECT_EQ(0, StopService());
     EXPECT_THAT(Log(), HasSubstr("stopped"));
-    EXPECT_EQ(2, Wait(Start(RAMPART_SERVICE, {"--no-such-option"}, "second", O_TRUNC)));
-    EXPECT_EQ(0, Wait(Start(RAMPART_SERVICE, {"--help"}, "second", O_TRUNC)));
+    EXPECT_EQ(0, Launch(RAMPART_SERVICE, {"--stop"}, "second")->Wait());
+    EXPECT_THAT(work.Read("second"), HasSubstr("no BackupService runs"));
+    EXPECT_EQ(2, Launch(RAMPART_SERVICE, {"--no-such-option"}, "second")->Wait());
+    EXPECT_EQ(0, Launch(RAMPART_SERVICE, {"--help"}, "second")->Wait());
 }
 
 TEST_F(ServiceProgram, DueTaskRunsAtItsTimeAndOnce) {
@@ -50,10 +34,10 @@ TEST_F(ServiceProgram, DueTaskRunsAtItsTimeAndOnce) {
     ASSERT_TRUE(WaitForLog("task 'docs' done"));
     EXPECT_GE(std::time(nullptr), minute);
     EXPECT_THAT(Task({"next", "docs"}).out, HasSubstr("its one run was made today"));
-    ASSERT_EQ(0, EndService(SIGTERM));
+    ASSERT_EQ(0, StopService());
     StartService();
     ASSERT_TRUE(WaitForLog("nothing is planned"));
-    EXPECT_EQ(std::string::npos, Log().find("task 'docs' started", m_logStart));
+    EXPECT_EQ(std::string::npos, Log().find("task 'docs' started"));
     EXPECT_THAT(Rampart({"ls", "-r", "docs"}).out, HasSubstr("a.txt"));
 }
 
@@ -75,7 +59,7 @@ TEST_F(ServiceProgram, ChangesOfTheCommandLineArriveAtOnce) {
     EXPECT_EQ(2, Task({"edit", "nobody", "--versions", "3"}).exitCode);
     ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
     EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
-    EXPECT_EQ(0, EndService(SIGTERM));
+    EXPECT_EQ(0, StopService());
     EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
 }
 
@@ -87,26 +71,10 @@ TEST_F(ServiceProgram, BackupBesideTheServiceIsSeenAndNotRepeated) {
     EXPECT_EQ(std::string::npos, Log().find("task 'docs' started"));
 }
 
-TEST_F(ServiceProgram, HangupReadsWhatAnotherMachineWrote) {
-    StartService();
-    {
-        // Another home is another machine: it does not know of this service.
-        TempHome const other;
-        AddDaily("theirs", "docs");
-    }
-    kill(m_service, SIGHUP);
-    EXPECT_TRUE(WaitForLog("read changed tasks: 1 task now"));
-    EXPECT_THAT(Task({"next", "theirs"}).out, HasSubstr("does not run by itself: the machine"));
-    Outcome const refused = Task({"run", "theirs"});
-    EXPECT_EQ(2, refused.exitCode);
-    EXPECT_THAT(refused.err, HasSubstr("is one of the machine"));
-    EXPECT_EQ(2, Task({"edit", "theirs", "--versions", "3"}).exitCode);
-}
-
 TEST_F(ServiceProgram, CommandForAnotherVaultIsCarriedOutThereAndSaysSo) {
     StartService();
-    vault = "second";
-    ASSERT_EQ(0, Rampart({"vault", "init"}).exitCode);
+    vaultPlace = work.Native("second");
+    MakeVault();
     Outcome const added = Task({"add", tree.Native("docs"), "--name", "docs", "--daily", "02:30"});
     ASSERT_EQ(0, added.exitCode) << added.err;
     EXPECT_THAT(added.out, HasSubstr("BackupService works on another vault"));
@@ -121,7 +89,7 @@ TEST_F(ServiceProgram, StopCutsARunShortAndTheNextStartGoesOn) {
     StartService();
     ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
     ASSERT_TRUE(WaitForLog("task 'big' started"));
-    EXPECT_EQ(0, EndService(SIGTERM));
+    EXPECT_EQ(0, StopService());
     std::string const log = Log();
     // Where the run was quicker than the signal there is nothing to go on with.
     bool const wasCut =
@@ -131,7 +99,7 @@ TEST_F(ServiceProgram, StopCutsARunShortAndTheNextStartGoesOn) {
         EXPECT_THAT(Task({"next", "big"}).out, HasSubstr("its last run was cut short"));
         StartService();
         EXPECT_TRUE(WaitForLog("task 'big' done"));
-        EXPECT_EQ(0, EndService(SIGTERM));
+        EXPECT_EQ(0, StopService());
     }
     EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
     EXPECT_THAT(Show("big")["nextText"].get<std::string>(), HasSubstr("it runs daily at that time"));
@@ -145,7 +113,8 @@ TEST_F(ServiceProgram, KilledServiceStartsAgainWithTheSameTasksAndDates) {
     StartService();
     ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
     ASSERT_TRUE(WaitForLog("task 'big' started"));
-    EXPECT_EQ(128 + SIGKILL, EndService(SIGKILL));
+    m_service->Kill();
+    WaitForService();
     nlohmann::json const before = Task({"list", "--json"}).Json();
     StartService();
     EXPECT_TRUE(WaitForLog("2 tasks"));
@@ -158,17 +127,16 @@ TEST_F(ServiceProgram, KilledServiceStartsAgainWithTheSameTasksAndDates) {
         }
     }
     EXPECT_EQ(0, Task({"run", "big"}).exitCode);
-    EXPECT_EQ(0, EndService(SIGINT));
+    EXPECT_EQ(0, StopService());
     EXPECT_EQ(0, Rampart({"vault", "verify"}).exitCode);
 }
 
 TEST_F(ServiceProgram, RunThatWasKilledBeforeItsEndIsMadeByTheService) {
     WriteMany("big");
-    pid_t const child =
-        Start(RAMPART_PROGRAM, {"backup", tree.Native("big"), "--name", "big"}, "first", O_TRUNC);
+    auto const child = Launch(RAMPART_PROGRAM, {"backup", tree.Native("big"), "--name", "big"}, "first");
     ASSERT_TRUE(WaitUntil([&] { return Task({"show", "big"}).exitCode == 0; }));
-    kill(child, SIGKILL);
-    Wait(child);
+    child->Kill();
+    child->Wait();
     bool const wasDone = Show("big")["lastRun"] != "never";
     StartService();
     EXPECT_TRUE(wasDone || WaitForLog("task 'big' done"));
@@ -213,16 +181,15 @@ TEST_F(ServiceProgram, FailedTaskThatWaitsForItsTurnRuns) {
     EXPECT_EQ(0, ran.exitCode) << ran.err;
 }
 
-TEST(HostExample, BacksUpAFolderThroughExportedNamesOnly) {
-    TempHome const home;
+TEST_F(Cli, ExampleOfAHostBacksUpAFolderThroughExportedNamesOnly) {
     TempTree const tree({{"docs/a.txt", "a"}});
-    TempFolder const work;
-    std::string const command = std::string(RAMPART_EXAMPLE) + " " + work.Native("vault") + " " +
-                                tree.Native("docs") + " > " + work.Native("out") + " 2>&1";
-    EXPECT_EQ(0, std::system(command.c_str())) << work.Read("out");
-    EXPECT_THAT(work.Read("out"), HasSubstr("1 file looked at, 1 new"));
-    EXPECT_EQ(0, std::system(command.c_str())) << work.Read("out");
-    EXPECT_THAT(work.Read("out"), HasSubstr("1 file looked at, 0 new"));
+    for (char const* const said : {"1 file looked at, 1 new", "1 file looked at, 0 new"}) {
+        auto const example = ChildProcess::Start(
+            {RAMPART_EXAMPLE, {Vault(), tree.Native("docs")}, work.Native("out"), work.Native("err")});
+        ASSERT_TRUE(example);
+        EXPECT_EQ(0, example->Wait()) << work.Read("err");
+        EXPECT_THAT(work.Read("out"), HasSubstr(said));
+    }
 }
 
 }  // namespace

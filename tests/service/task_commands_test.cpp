@@ -1,6 +1,4 @@
 // rampart task without a service: the list, its dates, and what is refused.
-#include "platform/process.h"
-#include "platform/text.h"
 #include "service/programs.h"
 
 namespace rampart::test {
@@ -16,16 +14,6 @@ protected:
         std::vector<std::string> arguments{"add", tree.Native("docs"), "--name", "docs"};
         arguments.insert(arguments.end(), rest.begin(), rest.end());
         return arguments;
-    }
-    // Whether a program holds the mark of the only task.
-    bool IsMarkedAsRunning() const {
-        for (auto const& file : std::filesystem::directory_iterator(home.Path("run"))) {
-            std::string const name = file.path().stem().string();
-            if (name.starts_with("KorvaneRampartRun-")) {
-                return platform::NamedMutex::Exists(platform::FromUtf8(name));
-            }
-        }
-        return false;
     }
 };
 
@@ -168,55 +156,20 @@ TEST_F(TaskCommands, WrongUseChangesNothing) {
 }
 
 TEST_F(TaskCommands, ProgramsThatStartTogetherOnANewMachineAreOfOneMachine) {
-    std::vector<pid_t> programs;
+    std::vector<std::unique_ptr<ChildProcess>> programs;
     for (int i = 0; i < 6; ++i) {
         std::string const name = "t" + std::to_string(i);
         tree.Write(name + "/a", "a");
-        programs.push_back(
-            Start(RAMPART_PROGRAM, {"backup", tree.Native(name), "--name", name}, name, O_TRUNC));
+        programs.push_back(Launch(RAMPART_PROGRAM, {"backup", tree.Native(name), "--name", name}, name));
     }
     for (size_t i = 0; i < programs.size(); ++i) {
-        EXPECT_EQ(0, Wait(programs[i])) << work.Read("t" + std::to_string(i) + ".err");
+        EXPECT_EQ(0, programs[i]->Wait()) << work.Read("t" + std::to_string(i) + ".err");
     }
     nlohmann::json const tasks = Task({"list", "--json"}).Json();
     EXPECT_EQ(programs.size(), tasks.size());
     for (nlohmann::json const& task : tasks) {
         EXPECT_TRUE(task["isOfThisMachine"]) << task["task"];
     }
-}
-
-TEST_F(TaskCommands, ProgramThatIsKilledFreesTheTask) {
-    for (int i = 0; i < 3000; ++i) {
-        tree.Write("docs/d/" + std::to_string(i), std::to_string(i) + std::string(2000, 'x'));
-    }
-    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30"})).exitCode);
-    pid_t first = 0;
-    // Halted while it holds the task: a run that was quicker than that is made once more.
-    for (int tries = 0; first == 0 && tries < 20; ++tries) {
-        tree.Write("docs/a.txt", "state " + std::to_string(tries));
-        first = Start(RAMPART_PROGRAM, {"task", "run", "docs"}, "first", O_TRUNC);
-        bool hasEnded = false;
-        while (!hasEnded && !IsMarkedAsRunning()) {
-            hasEnded = waitpid(first, nullptr, WNOHANG) != 0;
-        }
-        if (!hasEnded) {
-            kill(first, SIGSTOP);
-            if (IsMarkedAsRunning()) {
-                break;
-            }
-            kill(first, SIGKILL);
-            Wait(first);
-        }
-        first = 0;
-    }
-    ASSERT_NE(0, first);
-    Outcome const refused = Task({"edit", "docs", "--versions", "3"});
-    EXPECT_EQ(1, refused.exitCode);
-    EXPECT_THAT(refused.err, HasSubstr("another program runs the task"));
-    kill(first, SIGKILL);
-    Wait(first);
-    EXPECT_EQ(0, Task({"edit", "docs", "--versions", "3"}).exitCode);
-    EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
 }
 
 }  // namespace

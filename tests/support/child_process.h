@@ -21,6 +21,9 @@ public:
     static std::unique_ptr<ChildProcess> Start(const ChildSettings& settings);
     // Ends the program if it still runs.
     virtual ~ChildProcess() = default;
+    // As the system numbers its processes.
+    virtual int Id() const = 0;
+    virtual bool HasEnded() = 0;
     // Sends what Ctrl-C sends. False where the system cannot do that here.
     virtual bool Interrupt() = 0;
     // Ends it at once, without a chance to do anything.

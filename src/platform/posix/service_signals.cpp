@@ -60,6 +60,11 @@ ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {
     return s_reload.exchange(false) ? ServiceSignal::kReload : ServiceSignal::kNone;
 }
 
+void StopThisService() {
+    s_stop = true;
+    Wake();
+}
+
 void WakeServiceWait() {
     Wake();
 }

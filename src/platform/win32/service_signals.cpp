@@ -3,18 +3,20 @@
 #include <atomic>
 
 #include "platform/win32/native.h"
+#include "platform/win32/standard_folders.h"
 
 namespace rampart::platform {
 namespace {
-
-constexpr wchar_t kStopEvent[] = L"Local\\KorvaneRampartServiceStop";
-constexpr wchar_t kReloadEvent[] = L"Local\\KorvaneRampartServiceReload";
 
 std::atomic<bool> s_stop{false};
 // Events for the life of the process: the wishes of others, and the program's own.
 HANDLE s_stopEvent = nullptr;
 HANDLE s_reloadEvent = nullptr;
 HANDLE s_wakeEvent = nullptr;
+
+HANDLE NamedEvent(BOOL isManual, const std::wstring& name) {
+    return CreateEventW(nullptr, isManual, FALSE, (L"Local\\" + SharedNamePrefix() + name).c_str());
+}
 
 BOOL WINAPI OnServiceControl(DWORD event) {
     if (s_stop.exchange(true) && event == CTRL_C_EVENT) {
@@ -30,8 +32,8 @@ BOOL WINAPI OnServiceControl(DWORD event) {
 void CatchServiceSignals() {
     if (s_wakeEvent == nullptr) {
         s_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-        s_stopEvent = CreateEventW(nullptr, TRUE, FALSE, kStopEvent);
-        s_reloadEvent = CreateEventW(nullptr, FALSE, FALSE, kReloadEvent);
+        s_stopEvent = NamedEvent(TRUE, L"KorvaneRampartServiceStop");
+        s_reloadEvent = NamedEvent(FALSE, L"KorvaneRampartServiceReload");
         ResetEvent(s_stopEvent);
     }
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have switched the signal off
@@ -53,6 +55,11 @@ ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {
             break;
     }
     return s_stop ? ServiceSignal::kStop : ServiceSignal::kNone;
+}
+
+void StopThisService() {
+    s_stop = true;
+    SetEvent(s_wakeEvent);
 }
 
 void WakeServiceWait() {

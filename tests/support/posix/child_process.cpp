@@ -17,6 +17,13 @@ public:
             Wait();
         }
     }
+    int Id() const override { return m_child; }
+    // It stays a zombie until Wait.
+    bool HasEnded() override {
+        siginfo_t info{};
+        return waitid(P_PID, static_cast<id_t>(m_child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               info.si_pid != 0;
+    }
     bool Interrupt() override { return kill(m_child, SIGINT) == 0; }
     void Kill() override { kill(m_child, SIGKILL); }
     int Wait() override {

@@ -18,11 +18,13 @@ class WindowsChildProcess : public ChildProcess {
 public:
     WindowsChildProcess(SystemHandle process, DWORD id) : m_process(std::move(process)), m_id(id) {}
     ~WindowsChildProcess() override {
-        if (WaitForSingleObject(m_process.Get(), 0) != WAIT_OBJECT_0) {
+        if (!HasEnded()) {
             Kill();
             Wait();
         }
     }
+    int Id() const override { return static_cast<int>(m_id); }
+    bool HasEnded() override { return WaitForSingleObject(m_process.Get(), 0) == WAIT_OBJECT_0; }
     bool Interrupt() override { return GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_id) != 0; }
     void Kill() override { TerminateProcess(m_process.Get(), kKilled); }
     int Wait() override {
