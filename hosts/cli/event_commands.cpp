@@ -75,10 +75,29 @@ size_t NewEvents(std::vector<Event> const& before, std::vector<Event> const& now
     return now.size();
 }
 
-void Follow(CommonOptions const& common, CString const& task) {
-    std::vector<Event> before = LastEvents(kFollowed, task);
+// Tells a log that was written to from one that was not, without reading it.
+struct LogStamp {
+    __int64 size = -1;
+    CTime written;
+    bool operator==(LogStamp const&) const = default;
+};
+
+LogStamp StampOfLog() {
+    CFileInfo const file(CErrorLog::GetLogFilePath());
+    return {file.m_size, file.m_lastWriteTime};
+}
+
+// Prints what comes behind the events that were there `before`.
+void Follow(CommonOptions const& common, CString const& task, std::vector<Event> before) {
+    LogStamp seen;  // something may have come since they were read
     while (!IsInterrupted()) {
         SleepMilliseconds(kFollowMs);
+        // Taken before the events are read: what comes meanwhile is read again.
+        LogStamp const stamp = StampOfLog();
+        if (stamp == seen) {
+            continue;
+        }
+        seen = stamp;
         std::vector<Event> now = LastEvents(kFollowed, task);
         for (size_t index = now.size() - NewEvents(before, now); index < now.size(); ++index) {
             Print(common, now[index]);
@@ -95,10 +114,10 @@ int RunEvents(CommonOptions const& common, EventOptions const& options) {
     if (!options.task.empty()) {
         task = RequireTask(session.Manager(), options.task, false).m_taskName;
     }
-    std::vector<Event> events = LastEvents(task.IsEmpty() ? options.last : INT64_MAX, task);
-    if (events.size() > static_cast<size_t>(options.last)) {
-        events.erase(events.begin(), events.end() - options.last);
-    }
+    __int64 const read = options.follow ? std::max<__int64>(options.last, kFollowed) : options.last;
+    std::vector<Event> const all = LastEvents(task.IsEmpty() ? read : INT64_MAX, task);
+    size_t const shown = std::min(all.size(), static_cast<size_t>(options.last));
+    std::vector<Event> const events(all.end() - static_cast<ptrdiff_t>(shown), all.end());
     if (common.json && !options.follow) {
         nlohmann::json list = nlohmann::json::array();
         for (Event const& event : events) {
@@ -114,7 +133,7 @@ int RunEvents(CommonOptions const& common, EventOptions const& options) {
         PrintLine(common, "There are no events yet.");
     }
     if (options.follow) {
-        Follow(common, task);
+        Follow(common, task, all);
     }
     return kExitDone;
 }

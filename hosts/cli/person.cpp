@@ -66,6 +66,9 @@ int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutS
     if (style == kBoxRetryCancel) {
         return isYes ? kAnswerRetry : kAnswerCancel;
     }
+    if (style == kBoxOkCancel) {
+        return isYes ? kAnswerOk : kAnswerCancel;
+    }
     return isYes ? kAnswerYes : kAnswerNo;
 }
 

@@ -3,12 +3,15 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 #include "commands.h"
 #include "common/exit_code.h"
 #include "common/service_link.h"
 #include "common/task_report.h"
 #include "output.h"
+#include "person.h"
+#include "progress_display.h"
 #include "service_tasks.h"
 #include "session.h"
 #include "task_options.h"
@@ -77,20 +80,38 @@ void PrintTask(CommonOptions const& common, nlohmann::json const& task, ServiceP
 
 // Waits for the end of a run in the service; an interrupt cancels it.
 int WaitForService(CommonOptions const& common, CBackupManage& manager, std::string const& name) {
+    std::optional<ProgressDisplay> display(common);
+    std::optional<Keys> keys(std::in_place);
     bool isCancelled = false;
     for (;;) {
         // Asked again while it lasts, as in CancelRun.
-        if (IsInterrupted()) {
-            isCancelled = true;
+        isCancelled = isCancelled || IsInterrupted();
+        if (isCancelled) {
             Ask(RequestKind::kStop, {{"task", name}});
         }
         nlohmann::json const tasks = Ask(RequestKind::kTasks, {}).data;
         nlohmann::json const task = FindTask(tasks, manager, name);
         std::string const state = task.value("state", "");
         if (state == "running" || state == "waiting") {
-            SleepMilliseconds(kServicePollMs);
+            nlohmann::json const progress = task.value("progress", nlohmann::json::object());
+            display->Show(state == "waiting" ? "waits for its turn" : ProgressText(progress));
+            switch (keys->Next(kServicePollMs)) {
+                case 'p':
+                case 'P':
+                    Ask(RequestKind::kPause,
+                        {{"task", name}, {"isPaused", !progress.value("isPaused", false)}});
+                    break;
+                case 'q':
+                case 'Q':
+                    isCancelled = true;
+                    break;
+                default:
+                    break;
+            }
             continue;
         }
+        keys.reset();
+        display.reset();
         Ledger const ledger = LedgerOf(task);
         bool const isClean =
             task.value("errors", "").empty() && task.value("warnings", "").empty() && ledger.IsEmpty();
@@ -207,6 +228,11 @@ int RunTaskNow(CommonOptions const& common, TaskOptions const& options) {
     EngineSession session(common, false);
     CBackupManage& manager = session.Manager();
     if (LookForService().isHere) {
+        if (options.limit > 0) {
+            throw CommandError(kExitUsage,
+                               "BackupService runs the task: --limit is for runs of this program; "
+                               "for those of the service there is CopySpeedCap in rampart.ini");
+        }
         ServiceAnswer const answer = Ask(RequestKind::kRun, {{"task", options.name}});
         if (options.doesNotWait) {
             PrintResult(common, answer.text);

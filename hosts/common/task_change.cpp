@@ -499,7 +499,9 @@ void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
 void SetRunPaused(CBackupTask& task, bool isPaused) {
     if (isPaused) {
         task.m_pTaskPrg->Pause(task.m_taskName);
-    } else {
+    }
+    // A run that has just ended takes no pause any more, which would hold all transfers of the process.
+    if (!isPaused || !ManageMultipleRunningTask::GetInstance()->IsWorking(&task)) {
         task.m_pTaskPrg->Resume(task.m_taskName);
     }
 }

@@ -100,6 +100,10 @@ int CErrorLog::GetErrorList(CPtrList& out) {
     return GetEventList(std::numeric_limits<__int64>::max(), out);
 }
 
+CString CErrorLog::GetLogFilePath() {
+    return rampart::EventLogPath();
+}
+
 int CErrorLog::GetEventList(__int64 last, CPtrList& out) {
     return rampart::Guarded(_T("Error:GetEventList"), 0, [&] {
         std::vector<ErrorInfo> records;

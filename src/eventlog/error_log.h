@@ -46,6 +46,8 @@ public:
     virtual int LoadErrorList(CPtrList& out, CArchive& archive);
     virtual CString GetTaskNameFromID(int id);  // empty if there is no such task
 
+    // Empty if there is no folder for it.
+    static CString GetLogFilePath();
     // The last `last` records.
     int GetEventList(__int64 last, CPtrList& out);
     // Trims the file and writes it as numbered child elements. False for an invalid node.

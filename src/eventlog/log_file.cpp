@@ -134,24 +134,29 @@ bool ReadLogBytes(CString const& path, std::vector<BYTE>& bytes) {
 }
 
 void AppendRecord(KXFile& file, LogHeader header, ErrorInfo const& record) {
-    // The header first where there is none, so that the record lands behind it; the count last, so that a
-    // count never promises a record that is not there.
+    // The count before the record: if the process ends between the two, readers come to the end of the file
+    // early and have read every record. A count too low would hide the newest one for good.
     const ULONGLONG oldLength = file.GetLength();
     const ULONGLONG headerSize = sizeof(header.marker) + sizeof(header.count) + sizeof(header.version);
+    const auto writeHeader = [&](__int64 count) {
+        header.count = count;
+        file.SeekToBegin();
+        WriteBlock(file, [&](CArchive& archive) { StoreHeader(archive, header); });
+    };
+    const __int64 oldCount = header.count;
     try {
-        if (header.count == 0 || oldLength < headerSize) {
-            file.SeekToBegin();
-            WriteBlock(file, [&](CArchive& archive) { StoreHeader(archive, header); });
-        }
+        writeHeader(oldCount + 1);
         file.SeekToEnd();
         WriteBlock(file, [&](CArchive& archive) { StoreRecord(archive, record); });
     } catch (CException const&) {
-        Guarded(_T("Error:RecordError"), [&] { file.SetLength(oldLength); });
+        Guarded(_T("Error:RecordError"), [&] {
+            file.SetLength(oldLength);
+            if (oldLength >= headerSize) {
+                writeHeader(oldCount);
+            }
+        });
         throw;
     }
-    ++header.count;
-    file.SeekToBegin();
-    WriteBlock(file, [&](CArchive& archive) { StoreHeader(archive, header); });
 }
 
 bool WriteLog(CString const& path, LogHeader header, std::vector<ErrorInfo> const& records) {

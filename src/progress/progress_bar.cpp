@@ -237,15 +237,17 @@ void CProgressBar::CancelMe() {
         m_bCancel = 1;
         rampart::SetEvent(m_hCancelEvent);
         CTruePrgCallback::CancelMe();
-        if (m_bHeld || IsPaused()) {
-            Resume(GetTaskName());  // a thread that stays suspended would never see the cancel
-        }
+        rampart::MutexLock lock(m_pauseMutex);
+        ReleaseIfHeld();  // a thread that stays suspended would never see the cancel
     });
 }
 
 int CProgressBar::Pause(CString const&) {
     return rampart::Guarded(_T("Error:Pause"), 1, [&] {
         rampart::MutexLock lock(m_pauseMutex);
+        if (IsClickedCancel()) {
+            return 1;  // it is to come to its end
+        }
         m_observers->Mark([](CPrgAttachment& observer) { observer.m_bPause = 1; });
         if (!IsPaused()) {
             ApiUtil::SetSuspendStatus(1);
@@ -268,14 +270,31 @@ void CProgressBar::ClearOldPause() {
 int CProgressBar::Resume(CString const&) {
     return rampart::Guarded(_T("Error:Resume"), 1, [&] {
         rampart::MutexLock lock(m_pauseMutex);
-        m_observers->Mark([](CPrgAttachment& observer) { observer.m_bPause = 0; });
-        ApiUtil::SetSuspendStatus(0);
-        SetPause(0);
-        m_bHeld = 0;
-        rampart::ResumeThread(m_pWorker.Handle());
-        rampart::ResumeThread(m_copyWorker.Handle());
+        Release();
         return 1;
     });
+}
+
+void CProgressBar::Release() {
+    m_observers->Mark([](CPrgAttachment& observer) { observer.m_bPause = 0; });
+    ApiUtil::SetSuspendStatus(0);
+    SetPause(0);
+    m_bHeld = 0;
+    rampart::ResumeThread(m_pWorker.Handle());
+    rampart::ResumeThread(m_copyWorker.Handle());
+}
+
+void CProgressBar::ReleaseIfHeld() {
+    if (m_bHeld || IsPaused()) {
+        Release();
+    }
+}
+
+void CProgressBar::LeaveRun() {
+    rampart::MutexLock lock(m_pauseMutex);
+    ReleaseIfHeld();
+    m_pWorker = nullptr;
+    m_copyWorker = nullptr;
 }
 
 int CProgressBar::Stop(CString const& taskName, unsigned long seconds) {

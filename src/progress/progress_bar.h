@@ -84,6 +84,8 @@ public:
     // A run begins: a pause that an earlier one left behind is over, one that was asked since its start
     // holds.
     void ClearOldPause();
+    // The run's last word: its threads leave, and what a pause held goes on, which came too late for them.
+    void LeaveRun();
     void SetTaskName(CString const& name);
     CString GetTaskName() const;
     // Returns once no other thread uses the batch that was set before: set null, then delete it.
@@ -134,6 +136,8 @@ private:
     void RefreshCurrentItem(TaskItemInfo& item);
     void RefreshWaitingItems();
     bool IsBatchWorking();
+    void Release();  // ends a pause; these two under m_pauseMutex
+    void ReleaseIfHeld();
     void NotifyItem(TaskItemInfo& item);
     void NotifyRemoval(__int64 id);
 

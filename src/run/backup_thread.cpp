@@ -74,6 +74,10 @@ bool FullRun::Begin() {
     m_task.InitProgressBar();
     m_task.ClearRunError();
     m_task.m_hadFileFailure = 0;
+    // A run without a copy thread does not wait for its workers: their count is that of a new run from here.
+    while (m_task.GetRunningUploadCount() > 0) {
+        rampart::platform::SleepMilliseconds(kJoinCopyMs);
+    }
     m_task.ResetCopyThread();
     m_task.SetReCheckSize(1);
     m_task.m_pendingChange = 0;
@@ -213,7 +217,7 @@ void FullRun::JoinCopyThread() {
         }
         rampart::platform::SleepMilliseconds(kJoinCopyMs);
     }
-    if (borrowed) {
+    if (borrowed && !Progress().IsClickedCancel()) {
         Progress().m_bCancel = 0;
     }
 }

@@ -59,7 +59,8 @@ uint32_t RestDue(CopyState& state, int percent) {
     return state.rest.After(elapsed, duty);
 }
 
-void ShowCopy(CopyState& state, CTaskPrgClass& progress, CBackupTask& task, int percent, __int64 total,
+// `finished` bytes were copied before this file.
+void ShowCopy(CTaskPrgClass& progress, CBackupTask& task, __int64 finished, int percent, __int64 total,
               __int64 moved) {
     CString const name = progress.GetTaskName();
     CString text;
@@ -67,7 +68,7 @@ void ShowCopy(CopyState& state, CTaskPrgClass& progress, CBackupTask& task, int 
         __int64 sent = 0;
         __int64 all = 0;
         progress.GetProgressBarInfo(sent, all);
-        __int64 const done = state.finishedBytes + (moved != total ? moved : 0);
+        __int64 const done = finished + (moved != total ? moved : 0);
         text = DictionaryFormat(_T("EmailSnashop"), all > 0 ? done * 100 / all : 0, all / kMegabyte,
                                 LastElement(task.m_copyingFilePath), percent, total / kMegabyte);
     } else if (task.IsSendCopyInfoToPrgbar()) {
@@ -131,8 +132,10 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
     if (uint32_t const rest = RestDue(state, percent)) {
         platform::SleepMilliseconds(rest);
     }
+    __int64 finished = 0;
     {
         std::lock_guard const lock(state.mutex);
+        finished = state.finishedBytes;
         uint32_t const now = platform::TickCount();
         state.lastTick = now;
         if (now - state.lastDisplayTick < kDisplayMs && percent < kNearlyDone) {
@@ -143,7 +146,7 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
     CBackupTask* const task =
         ManageMultipleRunningTask::GetInstance()->GetWorkingTaskByName(progress->GetTaskName());
     if (task != nullptr) {
-        ShowCopy(state, *progress, *task, percent, totalBytes, movedBytes);
+        ShowCopy(*progress, *task, finished, percent, totalBytes, movedBytes);
     }
     return kCopyGoOn;
 }

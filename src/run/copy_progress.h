@@ -14,7 +14,8 @@ unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* 
 // Percent of the time that copying may take, for a setting of "CopySpeedCap".
 int CopyDuty(int cap);
 
-// For this process, instead of the setting: the percent of the time that copying may take, 1 to 100.
+// For this process, instead of the setting: the percent of the time that copying may take, 1 to 100; 0 takes
+// it back.
 VAULTLIB_API void LimitCopyDuty(int percent);
 
 // How long a copy rests after a stretch of work, so that it keeps to its share of the time. Rests that are

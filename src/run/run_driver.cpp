@@ -201,8 +201,7 @@ void LeaveProgress(CBackupTask& task) {
     }
     DWORD const worker = task.m_pTaskPrg->m_pWorker.ThreadId();
     if (worker == 0 || worker == rampart::CurrentThreadId()) {
-        task.m_pTaskPrg->SetWorker(nullptr);
-        task.m_pTaskPrg->SetPause(0);
+        task.m_pTaskPrg->LeaveRun();
         task.m_pTaskPrg->SetStopping(0);
     }
 }

@@ -170,12 +170,12 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
             break;
         case FileAction::kSendBatch:
             if (!Stretch(_T("02"), _T(""), _T("UpdateBackupInfoLogError"), [&] { SendBatch(path); })) {
+                QueueForBatch(path);  // it opened the new batch all the same
                 return Loop::kGoOn;
             }
             [[fallthrough]];
         case FileAction::kQueued:
-            m_task.AddNeedBackupFileToWaitList(m_isEmail, m_topFolder, m_task.m_emailCacheFolder, path,
-                                               m_waitList, m_joinedNames);
+            QueueForBatch(path);
             break;
         case FileAction::kFailed:
             DebugLine(_T("CBackupTask::DeleteCopyCacheFile()-UploadFilesFromCache"));
@@ -188,6 +188,11 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
             break;
     }
     return EndOfFile(path, isFile);
+}
+
+void UploadDriver::QueueForBatch(CString const& path) {
+    m_task.AddNeedBackupFileToWaitList(m_isEmail, m_topFolder, m_task.m_emailCacheFolder, path, m_waitList,
+                                       m_joinedNames);
 }
 
 UploadDriver::Loop UploadDriver::EndOfFile(CString const& path, bool isFile) {

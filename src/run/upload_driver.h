@@ -27,6 +27,7 @@ private:
     Next TakePath(CString& path, bool& isFolder);
     Next TakeQueuedPath(CString& path);
     Loop SendPath(CString& path, bool isFile);
+    void QueueForBatch(CString const& path);
     Loop EndOfFile(CString const& path, bool isFile);
     Loop EndUpload();  // the batch is dropped, the rest of the paths left
     Loop TakeAll();    // until there is nothing more to take

@@ -160,6 +160,9 @@ public:
     void CheckAccountSpace(__int64 const& need, __int64& code);
     int CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& code);
     __int64 GetUserHaveSpace(__int64& code);
+    // 1 when the drive of m_emailCacheFolder has room for `need` bytes and a rest; asks until it has, and the
+    // folder may be another one then. Otherwise the run is noted as failed.
+    int CheckLocalSpace(__int64 const& need, __int64& code);
     int UpdateServiceForUploadLimit(CString path);
 
     // ---- History ----

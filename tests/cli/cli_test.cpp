@@ -126,14 +126,17 @@ TEST_F(Cli, EventsAreListedByTaskAndFollowedAsTheyCome) {
         std::string const text = output.Exists("out") ? output.Read("out") : "";
         return std::count(text.begin(), text.end(), '\n');
     };
-    while (lines() < 1) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    auto const waitForLines = [&](int count) {
+        auto const end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+        while (lines() < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return lines() >= count;
+    };
+    ASSERT_TRUE(waitForLines(1));
     tree.Write("d/c", "three");
     ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "first"}).exitCode);
-    while (lines() < 3) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    EXPECT_TRUE(waitForLines(3));
     EXPECT_THAT(output.Read("out"), HasSubstr("first: The backup has started."));
     if (follower->Interrupt()) {
         EXPECT_EQ(0, follower->Wait());

@@ -282,6 +282,19 @@ TEST_F(EventLog, CutFileKeepsWhatCanBeRead) {
     EXPECT_EQ(Shown().size(), 21U);
 }
 
+// The program ended between the count and the record.
+TEST_F(EventLog, CountWithoutItsRecordHidesNothing) {
+    Record(2);
+    {
+        KXFile file(m_path, CFile::modeReadWrite);
+        file.Seek(8, CFile::begin);
+        file.Write("\x03", 1);
+    }
+    EXPECT_EQ(Shown().size(), 2U);
+    Record(1);
+    EXPECT_EQ(Shown().size(), 3U);
+}
+
 TEST_F(EventLog, AFewBytesCountAsAnEmptyFile) {
     {
         KXFile file(m_path, CFile::modeCreate | CFile::modeWrite);

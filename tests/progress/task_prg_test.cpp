@@ -98,6 +98,27 @@ TEST(TaskProgress, PausedWorkerHearsTheCancel) {
     progress.RemoveAttachment(&observer);
 }
 
+TEST(TaskProgress, CancelledRunTakesNoPauseAndAnEndedOneHoldsNothing) {
+    CTaskPrgClass progress;
+    {
+        Worker worker(progress, true);
+        progress.CancelMe();
+        progress.Pause(_T("Task"));
+        EXPECT_EQ(Service().suspended, 0);
+        EXPECT_EQ(progress.IsPaused(), 0);
+        progress.EmptyData();
+        progress.Pause(_T("Task"));  // too late for a run that looks no more
+        EXPECT_EQ(Service().suspended, 1);
+        progress.LeaveRun();
+        EXPECT_EQ(Service().suspended, 0);
+        EXPECT_EQ(progress.IsPaused(), 0);
+    }
+    Worker next(progress, false);
+    progress.Pause(_T("Task"));
+    EXPECT_EQ(Service().suspended, 1) << "of the next run";
+    progress.CancelMe();
+}
+
 TEST(TaskProgress, RunThatStopsItselfDoesNotWaitForItself) {
     CTaskPrgClass progress;
     CWinThread* thread = AfxBeginThread(

@@ -1,6 +1,9 @@
 // A cancel and a pause at each stage of a run: the run ends or waits there, and what follows sends the rest.
+#include <chrono>
+
 #include "eventlog/error_log.h"
 #include "progress/task_prg.h"
+#include "run/copy_progress.h"
 #include "storage/embedded_service.h"
 #include "support/engine_home.h"
 #include "support/scripted_service.h"
@@ -18,6 +21,9 @@ struct Stage {
     bool threads;  // with a copy thread
     bool workers;  // files that go alone have workers
 };
+
+// Seconds in which a cancelled run has ended, also on a slow machine under a sanitizer.
+constexpr std::chrono::seconds kLongestEnd{20};
 
 constexpr int kFew = 5;
 constexpr int kMoreThanABatch = 520;
@@ -109,8 +115,14 @@ TEST_F(StoppedRun, ACancelEndsItAtAnyStageAndTheNextRunSendsTheRest) {
     for (Stage const& stage : kStages) {
         SCOPED_TRACE(stage.name);
         CBackupTask& task = NewTask(stage);
-        At(stage, [&] { task.m_pTaskPrg->CancelMe(); });
+        std::chrono::steady_clock::time_point cancelled;
+        At(stage, [&] {
+            cancelled = std::chrono::steady_clock::now();
+            task.m_pTaskPrg->CancelMe();
+            task.m_pTaskPrg->Pause(task.m_taskName);  // comes too late to hold anything
+        });
         EXPECT_EQ(TaskStateCanceled, Run(task));
+        EXPECT_LT(std::chrono::steady_clock::now() - cancelled, kLongestEnd);
         EXPECT_EQ(0, task.m_errorOccured);
         EXPECT_EQ(0, task.GetRunningUploadCount());
         EXPECT_TRUE(skipped.empty()) << "a cancel leaves nothing out by itself";
@@ -137,6 +149,29 @@ TEST_F(StoppedRun, APauseHoldsItAtAnyStageAndItGoesOnFromThere) {
         EXPECT_EQ(TaskStateFinished, task.m_state);
         ExpectAllStored(task);
     }
+}
+
+// Where a copy to the cache may work for one percent of the time, a big file lasts.
+TEST_F(StoppedRun, ACopyIsHeldByAPauseAndEndedByACancel) {
+    CBackupTask& task = NewTask({"copy", "", 0, kFew, true, false});
+    m_tree->Write("d/huge", std::string(64 << 20, 'h'));
+    LimitCopyDuty(1);
+    ASSERT_EQ(1, task.StartBackupByUser(0));
+    while (manager->GetCopyingFile().Find(_T("huge")) < 0 && task.m_state == TaskStateRunning) {
+        platform::SleepMilliseconds(1);
+    }
+    task.m_pTaskPrg->Pause(task.m_taskName);
+    platform::SleepMilliseconds(100);
+    EXPECT_EQ(TaskStateRunning, task.m_state);
+    task.m_pTaskPrg->Resume(task.m_taskName);
+    auto const cancelled = std::chrono::steady_clock::now();
+    task.m_pTaskPrg->CancelMe();
+    WaitForEnd(task);
+    EXPECT_LT(std::chrono::steady_clock::now() - cancelled, kLongestEnd);
+    EXPECT_EQ(TaskStateCanceled, task.m_state);
+    LimitCopyDuty(0);
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    ExpectAllStored(task);
 }
 
 // A run that is paused hears a cancel all the same.

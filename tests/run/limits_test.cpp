@@ -120,6 +120,52 @@ TEST_F(Limits, RoomForOneByteMoreIsEnough) {
     EXPECT_EQ(0, code);
 }
 
+// The mail files are copied to a local drive first.
+TEST_F(Limits, MailCacheThatHasRoomIsMadeWithoutAQuestion) {
+    TempFolder const drive;
+    m_task->m_emailCacheFolder = CString(drive.Engine()) + _T("\\mail");
+    __int64 code = 0;
+    EXPECT_EQ(1, m_task->CheckLocalSpace(1, code));
+    EXPECT_TRUE(drive.Exists("mail"));
+    EXPECT_TRUE(Asked().empty());
+}
+
+TEST_F(Limits, MailCacheWithoutRoomIsAskedAboutUntilThereIsSome) {
+    TempFolder const drive;
+    CString const folder = CString(drive.Engine()) + _T("\\mail");
+    m_task->m_emailCacheFolder = folder;
+    static __int64 s_need;
+    static int s_asks;
+    s_need = INT64_MAX;
+    s_asks = 0;
+    SetMsgBoxProc([](TCHAR const*, unsigned int style, unsigned long, int) {
+        EXPECT_EQ(1u, style);
+        if (++s_asks == 2) {
+            s_need = 1;  // as if room had been made
+        }
+        return 1;
+    });
+    __int64 code = 0;
+    EXPECT_EQ(1, m_task->CheckLocalSpace(s_need, code));
+    EXPECT_EQ(2, s_asks);
+    EXPECT_EQ(folder + _T("\\temp\\t_") + ApiUtil::GetCustomerID(), m_task->m_emailCacheFolder);
+    EXPECT_TRUE(KXFolder::IsDirectory(m_task->m_emailCacheFolder));
+    EXPECT_EQ(0, m_task->m_errorOccured);
+}
+
+TEST_F(Limits, MailCacheWithoutRoomThatStaysSoFailsTheRun) {
+    TempFolder const drive;
+    m_task->m_emailCacheFolder = CString(drive.Engine()) + _T("\\mail");
+    s_answer = 2;
+    __int64 code = 0;
+    EXPECT_EQ(0, m_task->CheckLocalSpace(INT64_MAX, code));
+    EXPECT_EQ(4, code);
+    EXPECT_EQ(1, m_task->m_errorOccured);
+    EXPECT_EQ((std::vector<CString>{Words(_T("NoSpaceCachingFiles"))}), Errors());
+    ASSERT_EQ(1u, s_asked.size());
+    EXPECT_EQ(1u, s_asked[0].style);
+}
+
 TEST_F(Limits, WithTooLittleRoomTheUserMayGoOn) {
     service->free = 3 * kMegabyte - 1;
     CString text;

@@ -170,6 +170,15 @@ TEST_F(TaskCommands, ProgramsThatStartTogetherOnANewMachineAreOfOneMachine) {
     for (nlohmann::json const& task : tasks) {
         EXPECT_TRUE(task["isOfThisMachine"]) << task["task"];
     }
+    // The log that they share holds what each has told.
+    std::map<std::string, int> events;
+    for (nlohmann::json const& event : Rampart({"events", "--json", "--last", "1000"}).Json()) {
+        ++events[event["task"]];
+    }
+    EXPECT_EQ(programs.size(), events.size());
+    for (auto const& [task, count] : events) {
+        EXPECT_EQ(4, count) << task;  // start, scan, counts, end
+    }
 }
 
 }  // namespace
