@@ -20,7 +20,8 @@ constexpr int kFileBytes = 4096;
 // A tree, a vault and an engine in a folder that goes with the object.
 class Bench {
 public:
-    explicit Bench(int files)
+    // With a copy thread files go through the cache, and those that go alone to workers.
+    Bench(int files, bool hasCopyThread)
         : m_root(fs::temp_directory_path() / ("rampart-bench-" + std::to_string(files))) {
         fs::remove_all(m_root);
         MakeTree(files);
@@ -30,11 +31,12 @@ public:
             throw std::runtime_error(message.ToUtf8());
         }
         m_engine.emplace();
+        DictUtil::SetConfigString(_T("Options"), _T("SupportCopyThread"), hasCopyThread ? _T("1") : _T("0"));
         CBackupManage& manager = m_engine->Manager();
         manager.BeginNewTask();
         m_task = manager.m_pNewTask;
         m_task->m_type = TaskTypeOnce;
-        m_task->m_dating = m_task->m_dating + CTimeSpan(3600);
+        m_task->m_dating = m_task->m_dating.Get() + CTimeSpan(3600);
         m_task->m_serverFilePath = _T("\\bench\\") + m_task->m_taskName;
         CStringList paths;
         paths.AddTail(rampart::ToEnginePath((m_root / "tree").string()));
@@ -74,11 +76,11 @@ private:
     CBackupTask* m_task = nullptr;
 };
 
-void FirstBackup(benchmark::State& state) {
+void FirstBackup(benchmark::State& state, bool hasCopyThread) {
     int const files = static_cast<int>(state.range(0));
     for (auto _ : state) {
         state.PauseTiming();
-        auto bench = std::make_unique<Bench>(files);
+        auto bench = std::make_unique<Bench>(files, hasCopyThread);
         state.ResumeTiming();
         bench->Run();
         state.PauseTiming();
@@ -90,7 +92,7 @@ void FirstBackup(benchmark::State& state) {
 
 void UnchangedRun(benchmark::State& state) {
     int const files = static_cast<int>(state.range(0));
-    Bench bench(files);
+    Bench bench(files, false);
     bench.Run();
     for (auto _ : state) {
         bench.Run();
@@ -98,7 +100,12 @@ void UnchangedRun(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * files);
 }
 
-BENCHMARK(FirstBackup)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+void ConfigureFirst(benchmark::internal::Benchmark* bench) {
+    bench->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+}
+
+BENCHMARK_CAPTURE(FirstBackup, sequential, false)->Apply(&ConfigureFirst);
+BENCHMARK_CAPTURE(FirstBackup, threaded, true)->Apply(&ConfigureFirst);
 BENCHMARK(UnchangedRun)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
