@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "service/programs.h"
+#include "support/posix/terminal_program.h"
 
 namespace rampart::test {
 
@@ -38,6 +39,27 @@ TEST_F(ServiceProgram, HangupReadsWhatAnotherMachineWrote) {
     EXPECT_EQ(2, refused.exitCode);
     EXPECT_THAT(refused.err, HasSubstr("is one of the machine"));
     EXPECT_EQ(2, Task({"edit", "theirs", "--versions", "3"}).exitCode);
+}
+
+TEST_F(ServiceProgram, KeysReachARunOfTheServiceFromTheRunAndFromTheStatus) {
+    TempFolder const holes;
+    WriteHoles(holes, "d", 8);
+    ASSERT_EQ(0, Task({"add", holes.Native("d"), "--name", "d", "--daily", "02:30"}).exitCode);
+    StartService();
+    TerminalProgram run({RAMPART_PROGRAM, "task", "run", "d", "--vault", Vault()});
+    TerminalProgram status({RAMPART_PROGRAM, "status", "--watch", "--vault", Vault()});
+    ASSERT_TRUE(run.WaitFor("\r"));
+    ASSERT_TRUE(status.WaitFor("d  running")) << status.Shown();
+    run.Press('p');
+    EXPECT_TRUE(status.WaitFor("paused; ")) << status.Shown();
+    status.Press('p');
+    EXPECT_TRUE(WaitForLog("task 'd' goes on as asked"));
+    run.Press('q');
+    EXPECT_EQ(6, run.End());
+    EXPECT_TRUE(status.WaitFor("d  cancelled")) << status.Shown();
+    Outcome const limited = Task({"run", "d", "--limit", "10"});
+    EXPECT_EQ(2, limited.exitCode);
+    EXPECT_THAT(limited.err, HasSubstr("CopySpeedCap"));
 }
 
 // Twice: nothing is forgotten because it was told once.
