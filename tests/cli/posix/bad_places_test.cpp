@@ -101,16 +101,23 @@ TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
         GTEST_SKIP() << "needs the right to mount a file system";
     }
     ScopedVariable const small("RAMPART_HOME", work.Native("disk/home"));
-    TempFolder const tree;
-    tree.Write("d/big", std::string(9000000, 'b'));
-    tree.Write("d/little", "l");
+    ScopedVariable const config("RAMPART_CONFIG", work.Native("config"));
     MakeVault();
-    Outcome const outcome = Backup({tree.Native("d")});
-    EXPECT_EQ(3, outcome.exitCode) << outcome.out
-                                   << outcome.err;  // done, with the warning that the cache was full
-    EXPECT_FALSE(outcome.Json()["warnings"].get<std::string>().empty());
-    EXPECT_EQ(2, outcome.Json()["transferred"]);
-    ExpectRestores("d", tree.Path("d"));
+    for (std::string const name : {"sequential", "threaded"}) {
+        work.Write("config/rampart.ini",
+                   std::string("[Options]\nSupportCopyThread = ") + (name == "threaded" ? "1\n" : "0\n"));
+        TempFolder const tree;
+        tree.Write(name + "/big", std::string(9000000, 'b'));
+        tree.Write(name + "/little", "l");
+        Outcome const outcome = Backup({tree.Native(name), "--name", name});
+        EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;  // done, with a warning
+        std::string const warnings = outcome.Json()["warnings"];
+        EXPECT_THAT(warnings, HasSubstr("big"));
+        EXPECT_EQ(std::string::npos, warnings.find('\n')) << "one warning: " << warnings;
+        EXPECT_EQ(2, outcome.Json()["transferred"]);
+        EXPECT_THAT(outcome.Json()["notProtected"], testing::IsEmpty());
+        ExpectRestores(name, tree.Path(name));
+    }
 }
 
 }  // namespace
