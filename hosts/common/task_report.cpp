@@ -222,13 +222,28 @@ nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings)
             {"changed", task.m_reportChangedCount.Get()}};
 }
 
+namespace {
+
+// Of a copy in the cache the name alone: its folder tells a person nothing.
+std::string FileAtWork(CTaskPrgClass& progress) {
+    CString const path = progress.GetFilePath();
+    CString cache;
+    CPathManage::GetTempFolder(cache, 0, 1);
+    return cache.IsEmpty() || path.Left(cache.GetLength()).CompareNoCase(cache) != 0
+               ? PrintablePath(path)
+               : Printable(Utf8(PathUtilities::GetFileName(path)));
+}
+
+}  // namespace
+
 nlohmann::json DescribeProgress(CBackupTask& task) {
     CTaskPrgClass& progress = *task.m_pTaskPrg;
-    bool const isSearching =
-        progress.m_nState != ProgressStateTransfer && progress.m_nState != ProgressStateUnchanged;
     __int64 sent = 0;
     __int64 total = 0;
     progress.GetProgressBarInfo(sent, total);
+    // Copies to the cache beside the transfer have that state, too.
+    bool const isSearching = total == 0 && progress.m_nState != ProgressStateTransfer &&
+                             progress.m_nState != ProgressStateUnchanged;
     return {{"isPaused", progress.IsPaused() != 0},
             {"isSearching", isSearching},
             {"found", task.m_scanTotalFileCount.Get()},
@@ -237,7 +252,7 @@ nlohmann::json DescribeProgress(CBackupTask& task) {
             {"totalBytes", total},
             {"bytesASecond", progress.GetSpeed()},
             {"secondsLeft", progress.GetRemSec()},
-            {"file", PrintablePath(progress.GetFilePath())}};
+            {"file", FileAtWork(progress)}};
 }
 
 std::string ProgressText(nlohmann::json const& progress) {
