@@ -26,8 +26,9 @@ std::vector<Drive> DriveLetters::Assign(const Volume& root, std::vector<Volume> 
         drives[letter] = {letter, volume.mountPoint, volume.serial, volume.removable};
     };
     for (const auto& [letter, mountPoint] : m_pins) {
-        const auto volume = std::find_if(volumes.begin(), volumes.end(),
-                                         [&](const Volume& v) { return v.mountPoint == mountPoint; });
+        const auto volume =
+            std::find_if(volumes.begin(), volumes.end(),
+                         [&point = mountPoint](const Volume& v) { return v.mountPoint == point; });
         if (volume != volumes.end() && letter != kRootLetter) {
             give(letter, *volume);
             volumes.erase(volume);
@@ -48,11 +49,12 @@ std::vector<Drive> DriveLetters::Assign(const Volume& root, std::vector<Volume> 
         }
     }
     std::vector<Drive> result;
-    for (auto& [letter, drive] : drives) {
+    for (auto& entry : drives) {
+        Drive& drive = entry.second;
         std::erase_if(m_remembered, [&](const Remembered& r) {
-            return r.letter == letter || (r.serial == drive.serial && r.mountPoint == drive.mountPoint);
+            return r.letter == drive.letter || (r.serial == drive.serial && r.mountPoint == drive.mountPoint);
         });
-        m_remembered.push_back({drive.serial, drive.mountPoint, letter});
+        m_remembered.push_back({drive.serial, drive.mountPoint, drive.letter});
         result.push_back(std::move(drive));
     }
     return result;

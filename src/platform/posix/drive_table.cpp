@@ -76,10 +76,10 @@ private:
                 volumes.push_back(Describe(mounts, mount.point));
             }
         }
-        for (const auto& [letter, point] : m_pinned) {
+        for (const auto& pin : m_pinned) {
             if (std::none_of(volumes.begin(), volumes.end(),
-                             [&](const Volume& v) { return v.mountPoint == point; })) {
-                volumes.push_back(Describe(mounts, point));
+                             [&](const Volume& v) { return v.mountPoint == pin.second; })) {
+                volumes.push_back(Describe(mounts, pin.second));
             }
         }
         auto table = std::make_unique<DriveTable>(m_letters.Assign(Describe(mounts, "/"), std::move(volumes)),
