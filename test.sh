@@ -20,8 +20,9 @@ cd "$root"
 mkdir -p build
 install_packages "${build_packages[@]}" "${test_packages[@]}"
 
-say "Layers, format"
+say "Layers, keys, format"
 python3 cmake/check_layers.py || fail "an include goes where it must not"
+python3 cmake/check_keys.py || fail "code and shipped files disagree about a key"
 git ls-files '*.cpp' '*.h' | xargs -r clang-format --dry-run -Werror || fail "clang-format would change these files"
 
 counts=()
