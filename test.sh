@@ -75,7 +75,7 @@ run_fuzz() {
             grep -aE -A 30 'ERROR|runtime error|broken property' "$log" | head -n 60 >&2
             printf 'input: %s\n' "$(grep -aoE 'Test unit written to .*' "$log" | sed 's/.* to //')" >&2
         fi
-        inputs=$((inputs + $(awk '/number_of_executed_units/ { print $2 }' "$log")))
+        inputs=$((inputs + $(awk '/number_of_executed_units/ { n = $2 } END { print n + 0 }' "$log")))
     done
     [ $code -eq 0 ] || fail "the fuzzer found a fault; the inputs and logs lie in $root/build/fuzz/runs"
     counts+=("fuzzing: ${#targets[@]} targets, $inputs inputs, no finding")

@@ -1,6 +1,7 @@
 // What the fuzz targets share: the input cut into pieces, and the properties that every input must keep.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
