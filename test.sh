@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# Builds and runs all tests natively; with --sanitizers also under the sanitizers, with --all beside that as Windows
-# programs under Wine. Idempotent.
-# Usage: ./test.sh [--sanitizers | --all]
+# Builds and runs all tests natively; with --sanitizers also under the sanitizers, with --all beside that the fuzz targets
+# and everything as Windows programs under Wine. --fuzz runs the fuzz targets alone, each for FUZZ_SECONDS (60). Idempotent.
+# Usage: ./test.sh [--sanitizers | --all | --fuzz]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$root/scripts/packages.sh"
 source "$root/scripts/wine.sh"
-sanitizers= windows=
+native=1 sanitizers= fuzz= windows=
 for option in "$@"; do
     case "$option" in
         --sanitizers) sanitizers=1 ;;
-        --all) sanitizers=1 windows=1 ;;
+        --all) sanitizers=1 fuzz=1 windows=1 ;;
+        --fuzz) native= fuzz=1 ;;
         *) sed -n '2,4s/^# //p' "$0"; exit 2 ;;
     esac
 done
@@ -19,8 +20,9 @@ cd "$root"
 mkdir -p build
 install_packages "${build_packages[@]}" "${test_packages[@]}"
 
-say "Layers, format"
+say "Layers, keys, format"
 python3 cmake/check_layers.py || fail "an include goes where it must not"
+python3 cmake/check_keys.py || fail "code and shipped files disagree about a key"
 git ls-files '*.cpp' '*.h' | xargs -r clang-format --dry-run -Werror || fail "clang-format would change these files"
 
 counts=()
@@ -46,10 +48,49 @@ run_tests() {
     counts+=("$title: $(grep -E 'tests passed' "$log" | tail -n 1)")
 }
 
-run_tests debug "native"
+# One target for FUZZ_SECONDS, over a corpus that grows from run to run beside the checked-in one.
+fuzz_target() {
+    local target=$1 folder=$root/build/fuzz/runs/$1
+    mkdir -p "$folder/corpus" "$folder/home"
+    RAMPART_HOME=$folder/home "$root/build/fuzz/bin/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-60}" \
+        -timeout=20 -print_final_stats=1 -artifact_prefix="$folder/" "$folder/corpus" "$root/tests/fuzz/corpus/$target" \
+        >"$folder/log" 2>&1
+}
+
+run_fuzz() {
+    local code=0 target inputs=0 targets=()
+    for target in tests/fuzz/corpus/*/; do
+        targets+=("$(basename "$target")")
+    done
+    build fuzz fuzz_targets
+    say "Fuzzing: ${targets[*]}"
+    export root
+    export -f fuzz_target
+    printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz_target {} || { echo {} fails; exit 1; }' ||
+        code=$?
+    for target in "${targets[@]}"; do
+        local log=$root/build/fuzz/runs/$target/log
+        # A log ends with its statistics, and a finding's with the input's place before them.
+        if ! grep -q '^Done ' "$log"; then
+            grep -aE -A 30 'ERROR|runtime error|broken property' "$log" | head -n 60 >&2
+            printf 'input: %s\n' "$(grep -aoE 'Test unit written to .*' "$log" | sed 's/.* to //')" >&2
+        fi
+        inputs=$((inputs + $(awk '/number_of_executed_units/ { n = $2 } END { print n + 0 }' "$log")))
+    done
+    [ $code -eq 0 ] || fail "the fuzzer found a fault; the inputs and logs lie in $root/build/fuzz/runs"
+    counts+=("fuzzing: ${#targets[@]} targets, $inputs inputs, no finding")
+}
+
+if [ -n "$native" ]; then
+    run_tests debug "native"
+fi
 if [ -n "$sanitizers" ]; then
     run_tests asan "address and undefined-behaviour sanitizer"
     run_tests tsan "thread sanitizer"
+fi
+if [ -n "$fuzz" ]; then
+    install_packages "${fuzz_packages[@]}"
+    run_fuzz
 fi
 if [ -n "$windows" ]; then
     install_packages "${windows_packages[@]}"

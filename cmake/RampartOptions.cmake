@@ -2,6 +2,7 @@
 option(RAMPART_TESTS "Build the test programs" ON)
 option(RAMPART_BENCH "Build the benchmarks" OFF)
 option(RAMPART_UNITY "Compile the sources of a target a dozen at a time: a whole build takes a third of the time" OFF)
+option(RAMPART_FUZZ "Build the fuzz targets, which needs clang" OFF)
 set(RAMPART_SANITIZE "" CACHE STRING "Value for -fsanitize, for example address,undefined")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -17,7 +18,7 @@ if(RAMPART_UNITY)
   set(CMAKE_UNITY_BUILD ON)
   set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
   # A test's fixture in an unnamed namespace is no fault of a header.
-  add_compile_options(-Wno-subobject-linkage)
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
 
 if(MINGW)
@@ -28,7 +29,7 @@ endif()
 if(RAMPART_SANITIZE)
   add_compile_options(-fsanitize=${RAMPART_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 -O1)
   # The compiler takes instrumented code of <regex> for faults.
-  add_compile_options(-Wno-maybe-uninitialized)
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${RAMPART_SANITIZE})
 endif()
 

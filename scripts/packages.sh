@@ -6,6 +6,8 @@ build_packages=(
     libsodium-dev libcli11-dev nlohmann-json3-dev
 )
 test_packages=(libgtest-dev libgmock-dev clang-format python3)
+# The fuzzer's library is in libclang-rt-dev, which clang does not bring along; llvm has the symbolizer of its reports.
+fuzz_packages=(clang libclang-rt-dev llvm)
 windows_packages=(
     g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine wine64 dpkg-dev googletest make perl python3 tcl unicode-data
 )

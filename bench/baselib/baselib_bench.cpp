@@ -1,6 +1,7 @@
 // What the scan pays for configuration, texts, paths, listings and log lines.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -9,6 +10,8 @@
 #include "platform/process.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 void ConfigInt(benchmark::State& state) {
     const CString section = _T("Options"), key = _T("AllowUploadTempAndVirtualFiles"), none;
@@ -52,17 +55,29 @@ void DebugLine(benchmark::State& state) {
 }
 BENCHMARK(DebugLine);
 
+// A folder of empty files that goes with the object.
+class SampleFolder {
+public:
+    explicit SampleFolder(int64_t files)
+        : m_path(fs::temp_directory_path() /
+                 ("rampart-bench-" + std::to_string(rampart::platform::ProcessId()))) {
+        fs::create_directories(m_path);
+        for (int64_t index = 0; index < files; index++) {
+            std::ofstream(m_path / ("file number " + std::to_string(index) + ".txt"));
+        }
+    }
+    ~SampleFolder() { fs::remove_all(m_path); }
+    std::string Path() const { return m_path.string(); }
+
+private:
+    const fs::path m_path;
+};
+
 // One folder, its entries with size and time; the items are the entries.
 void ListFolder(benchmark::State& state) {
-    namespace fs = std::filesystem;
-    const fs::path folder =
-        fs::temp_directory_path() / ("rampart-bench-" + std::to_string(rampart::platform::ProcessId()));
-    fs::create_directories(folder);
-    for (int index = 0; index < state.range(0); index++) {
-        std::ofstream(folder / ("file number " + std::to_string(index) + ".txt"));
-    }
+    const SampleFolder folder(state.range(0));
     const CString pattern =
-        CString(rampart::TextView(rampart::platform::ToEnginePath(folder.string()))) + _T("\\*.*");
+        CString(rampart::TextView(rampart::platform::ToEnginePath(folder.Path()))) + _T("\\*.*");
     for (auto _ : state) {
         KXFileFind finder;
         for (int working = finder.FindFile(pattern); working;) {
@@ -71,8 +86,20 @@ void ListFolder(benchmark::State& state) {
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
-    fs::remove_all(folder);
 }
-BENCHMARK(ListFolder)->Arg(100)->Arg(20000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ListFolder)->Arg(100)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The same by the system's own program: name, size and time of every entry.
+void ListFolderByFind(benchmark::State& state) {
+    const SampleFolder folder(state.range(0));
+    const std::string command = "find '" + folder.Path() + "' -mindepth 1 -printf '%f %s %T@\\n' >/dev/null";
+    for (auto _ : state) {
+        if (std::system(command.c_str()) != 0) {
+            state.SkipWithError("find fails");
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(ListFolderByFind)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

@@ -1,42 +1,14 @@
 // How fast a scan passes its filters.
 #include <benchmark/benchmark.h>
 
-#include <vector>
-
-#include "interfaces/filterlib.h"
+#include "sample_paths.h"
 
 namespace {
 
-// Paths as a home folder has them: some deep, some with letters beyond ASCII, one in fifty excluded.
-std::vector<CString> SamplePaths() {
-    std::vector<CString> paths;
-    for (int index = 0; index < 2000; index++) {
-        const TCHAR* extension = index % 50 == 0 ? _T("t17") : index % 3 == 0 ? _T("jpg") : _T("txt");
-        const TCHAR* folder =
-            index % 4 == 0 ? _T("Fotos\\Urlaub \u00dcbersee") : _T("documents\\projects\\2024");
-        paths.push_back(rampart::FormatText(_T("C:\\home\\someone\\%s\\folder %d\\file number %d.%s"), folder,
-                                            index % 37, index, extension));
-    }
-    return paths;
-}
-
-std::vector<CString> SampleExpressions(int count) {
-    std::vector<CString> expressions;
-    for (int index = 0; index < count; index++) {
-        const TCHAR* form = index % 4 == 0   ? _T("*.t%d")
-                            : index % 4 == 1 ? _T("cache%d\\*.bin")
-                            : index % 4 == 2 ? _T("C:\\home\\someone\\private%d\\*.doc?")
-                                             : _T("~$%d*");
-        expressions.push_back(
-            RegexFilter::ChangeFilePathToBoostRegexFilter(rampart::FormatText(form, index), 0));
-    }
-    return expressions;
-}
-
 void AccountFilter(benchmark::State& state) {
-    static const std::vector<CString> paths = SamplePaths();
+    static const std::vector<CString> paths = rampart::bench::SamplePaths();
     if (state.thread_index() == 0) {
-        RegexFilter::InitBoostRegex(SampleExpressions(static_cast<int>(state.range(0))), {});
+        RegexFilter::InitBoostRegex(rampart::bench::SampleExpressions(static_cast<int>(state.range(0))), {});
     }
     size_t next = 0, hits = 0;
     for (auto _ : state) {
@@ -51,7 +23,7 @@ BENCHMARK(AccountFilter)->Arg(200)->Threads(2);
 
 // As the task's list asks for each file: the entry becomes an expression, the expression is matched.
 void TaskEntry(benchmark::State& state) {
-    static const std::vector<CString> paths = SamplePaths();
+    static const std::vector<CString> paths = rampart::bench::SamplePaths();
     const CString entry = _T("*.tmp");
     size_t next = 0;
     for (auto _ : state) {

@@ -112,11 +112,13 @@ bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<Err
     return true;
 }
 
+void ReadLogContent(CArchive& archive, LogContent& content) {
+    ReadHeader(archive, content);
+    ReadRecords(archive, content.header.count, content.form, content.records, kReadLine);
+}
+
 bool ReadLog(CString const& path, LogContent& content) {
-    return ReadFile(path, [&](CArchive& archive) {
-        ReadHeader(archive, content);
-        ReadRecords(archive, content.header.count, content.form, content.records, kReadLine);
-    });
+    return ReadFile(path, [&](CArchive& archive) { ReadLogContent(archive, content); });
 }
 
 bool ReadLogHeader(CString const& path, LogContent& content) {

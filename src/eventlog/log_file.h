@@ -37,6 +37,8 @@ CString EventLogPath();
 bool ReadRecords(CArchive& archive, __int64 count, LogForm form, std::vector<ErrorInfo>& records,
                  TextView line);
 
+// All that can be read of a log's bytes. A header that ends too early throws.
+void ReadLogContent(CArchive& archive, LogContent& content);
 // All that can be read of the file. False if there is no file or it cannot be opened. Failures of the file
 // pass through as exceptions.
 bool ReadLog(CString const& path, LogContent& content);

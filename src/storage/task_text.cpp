@@ -211,7 +211,7 @@ std::string PackTaskColumns(const TaskRequest& request) {
 
 bool IsSameTask(std::string_view packedColumns, const TaskRequest& request) {
     ColumnMap stored = UnpackTaskColumns(packedColumns);
-    ColumnMap asked(request.columns.begin(), request.columns.end());
+    ColumnMap asked = UnpackTaskColumns(PackTaskColumns(request));
     return stored["TaskID"] == asked["TaskID"] && stored["ComputerID"] == asked["ComputerID"];
 }
 

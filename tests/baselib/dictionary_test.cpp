@@ -115,6 +115,7 @@ constexpr const char* kPlainTexts[] = {
     "IDS_NETERROR",
     "IDS_STRACCOUNTLIMIT",
     "IDS_MSGDUPNAME",
+    "CheckTaskName",
     "IDS_STRTASKRMVERR",
     "IDS_STRSAVINGTASKCHG",
     "UploadingTaskListInfo",
@@ -148,6 +149,8 @@ constexpr const char* kPlainTexts[] = {
     "NoSpaceCachingFiles",
     "IDS_STRMSGRESUMEEMAIL",
     "WarningLog",
+    "EmailTaskNotSupported",
+    "SourceVanished",
 };
 
 CString TextOf(const char* key) {

@@ -130,6 +130,34 @@ TEST(Archive, LengthPrefixesHaveTheirExactForm) {
               _T("ab"));
 }
 
+TEST(Archive, RandomTextsAroundTheBordersOfThePrefixComeBack) {
+    std::mt19937 random(21);
+    std::vector<CString> texts;
+    const std::string bytes = Stored([&](CArchive& archive) {
+        for (const int border : {0, 255, 0xFFFE, 0xFFFF}) {
+            for (int length = std::max(border - 2, 0); length <= border + 2; ++length) {
+                CString text;
+                std::generate_n(text.GetBuffer(length), length, [&] { return static_cast<TCHAR>(random()); });
+                text.ReleaseBuffer(length);
+                archive << text << length;
+                texts.push_back(text);
+            }
+        }
+    });
+    std::string copy = bytes;
+    CMemFile file(reinterpret_cast<BYTE*>(copy.data()), static_cast<UINT>(copy.size()));
+    CArchive archive(&file, CArchive::load);
+    for (const CString& text : texts) {
+        CString loaded;
+        int length = -1;
+        archive >> loaded >> length;
+        ASSERT_EQ(loaded, text) << text.GetLength();
+        ASSERT_EQ(length, text.GetLength());
+    }
+    BYTE none;
+    EXPECT_EQ(archive.Read(&none, 1), 0u);
+}
+
 TEST(Archive, TextsWithoutMarkerAreOneByteACharacter) {
     EXPECT_EQ(LoadedText(Bytes("\x03xyz")), _T("xyz"));
     EXPECT_EQ(LoadedText(Bytes("\x00")), CString());

@@ -106,6 +106,18 @@ TEST(TaskText, PercentFormBringsEveryByteBack) {
     EXPECT_EQ(PercentDecode("a+b%2b"), "a+b+");
 }
 
+TEST(TaskText, ATaskIsThatOfItsOwnRequestWhenAKeyComesTwice) {
+    TaskRequest request;
+    ASSERT_TRUE(ParseTaskRequest("TaskID=1&ComputerID=7&TaskName=a&ComputerID=8&TaskID=2&", request));
+    const std::string columns = PackTaskColumns(request);
+    EXPECT_TRUE(IsSameTask(columns, request));
+    TaskRequest last, first;
+    ASSERT_TRUE(ParseTaskRequest("TaskID=2&ComputerID=8&TaskName=a&", last));
+    ASSERT_TRUE(ParseTaskRequest("TaskID=1&ComputerID=7&TaskName=a&", first));
+    EXPECT_TRUE(IsSameTask(columns, last));
+    EXPECT_FALSE(IsSameTask(columns, first));
+}
+
 TEST(FixedChunker, CutsTheSameHoweverTheBytesArrive) {
     const auto chunker = MakeFixedChunker(10);
     EXPECT_EQ(chunker->NextCut("123456789", false), 0u);

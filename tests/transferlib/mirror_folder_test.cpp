@@ -4,6 +4,9 @@
 
 #include <map>
 
+#include "framework/case_folding.h"
+#include "storage/name_folding.h"
+
 namespace rampart {
 namespace {
 
@@ -39,6 +42,19 @@ TEST(MirrorFolder, TheExactNameComesBeforeOneInAnotherCase) {
     EXPECT_EQ(NameOf(folder, folder.Find(_T("reAdme"), false)), "readme") << "the folded name";
     EXPECT_EQ(folder.Find(_T("readm"), false), MirrorFolder::kNoEntry);
     EXPECT_EQ(folder.Find(_T("readme"), true), MirrorFolder::kNoEntry) << "no folder";
+}
+
+// A name is looked for in the mirror first and by the service then.
+TEST(MirrorFolder, NamesMeetHereAsTheyMeetInTheService) {
+    for (uint32_t code = 1; code < 0x20000; ++code) {
+        if (code >= 0xD800 && code < 0xE000) {
+            continue;
+        }
+        const Text name = code < 0x10000 ? Text(1, static_cast<TCHAR>(code))
+                                         : Text{static_cast<TCHAR>(0xD7C0 + (code >> 10)),
+                                                static_cast<TCHAR>(0xDC00 + (code & 0x3FF))};
+        ASSERT_EQ(platform::ToUtf8(FoldCase(name)), FoldCase(platform::ToUtf8(name))) << std::hex << code;
+    }
 }
 
 TEST(MirrorFolder, HoldsTheSameAsAMapThroughManyChanges) {

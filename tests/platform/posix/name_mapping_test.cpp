@@ -64,6 +64,27 @@ TEST(PathMapping, EveryByteStringComesBackAndNoTwoMeet) {
     }
 }
 
+TEST(PathMapping, EverySingleByteAndEveryPairOfBytesComesBackAndNoTwoMeet) {
+    std::unordered_set<Text> seen;
+    const auto check = [&](const std::string& name) {
+        const Text engine = NameToEngine(name);
+        ASSERT_EQ(NameToNative(engine), name);
+        ASSERT_TRUE(seen.insert(engine).second) << testing::PrintToString(name);
+    };
+    for (int first = 1; first < 256; first++) {
+        for (int second = 0; second < 256; second++) {
+            std::string name(1, static_cast<char>(first));
+            if (second != 0) {
+                name.push_back(static_cast<char>(second));
+            }
+            if (name.find('/') == std::string::npos) {
+                ASSERT_NO_FATAL_FAILURE(check(name));
+            }
+        }
+    }
+    EXPECT_EQ(seen.size(), 254u + 254u * 254u);
+}
+
 TEST(PathMapping, EveryPathComesBack) {
     std::mt19937 random(13);
     for (int round = 0; round < 50000; round++) {
