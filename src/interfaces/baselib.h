@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "framework/framework.h"
+#include "interfaces/sockets.h"
 
 // ---- Configuration and texts ----
 
