@@ -131,9 +131,9 @@ public:
         }
         const std::array<asio::const_buffer, 2> parts{asio::buffer(length), asio::buffer(bytes, size)};
         std::lock_guard lock(m_writing);
-        return CloseUnless(Await(
+        return EndUnless(Await(
             timeoutMs, [&](auto ended) { asio::async_write(m_socket, parts, std::move(ended)); },
-            [this] { Close(); }));
+            [this] { Disconnect(); }));
     }
 
     bool Read(std::vector<char>& message) override {
@@ -147,7 +147,7 @@ public:
             left |= static_cast<size_t>(length[index]) << (8 * index);
         }
         if (left > kLargestFrame) {
-            Close();
+            Disconnect();
             return Fail(kFileTooLarge);
         }
         while (left > 0) {
@@ -162,12 +162,8 @@ public:
     }
 
     void Close() override {
-        m_open = false;
-        asio::post(Context(), [this] {
-            Code ignored;
-            m_socket.shutdown(Tcp::socket::shutdown_both, ignored);
-            m_socket.close(ignored);
-        });
+        m_isClosedHere = true;
+        Disconnect();
     }
 
     bool IsOpen() const override { return m_open; }
@@ -175,21 +171,35 @@ public:
 
 private:
     bool ReadInto(void* bytes, size_t size) {
-        return CloseUnless(Await(
+        return EndUnless(Await(
             [&](auto ended) { asio::async_read(m_socket, asio::buffer(bytes, size), std::move(ended)); }));
     }
 
-    bool CloseUnless(const Code& code) {
+    bool EndUnless(const Code& code) {
         if (!code) {
             return true;
         }
-        Close();
-        return Fail(code == asio::error::timed_out ? uint32_t{kWaitTimeout} : ErrorOf(code));
+        Disconnect();
+        // What the system says of a call that another thread has ended differs.
+        return Fail(m_isClosedHere                   ? uint32_t{kRequestAborted}
+                    : code == asio::error::timed_out ? uint32_t{kWaitTimeout}
+                                                     : ErrorOf(code));
+    }
+
+    void Disconnect() {
+        m_open = false;
+        asio::post(Context(), [this] {
+            Code ignored;
+            m_socket.cancel(ignored);  // first: a shutdown may wait for what is being sent
+            m_socket.shutdown(Tcp::socket::shutdown_both, ignored);
+            m_socket.close(ignored);
+        });
     }
 
     Tcp::socket m_socket;  // the loop's
     SocketEndpoint m_peer;
     std::atomic<bool> m_open = true;
+    std::atomic<bool> m_isClosedHere = false;
     std::mutex m_writing;
 };
 

@@ -15,10 +15,10 @@
 namespace rampart::platform {
 namespace {
 
-constexpr uint32_t kWanted =
+constexpr uint32_t kToldChanges =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
 constexpr uint32_t kOfRoot = IN_DELETE_SELF | IN_MOVE_SELF;
-constexpr int kPairMs = 20;  // the other half of a rename follows at once, but may miss a read
+constexpr int kHalfRenameMs = 20;  // the other half of a rename follows at once, but may miss a read
 
 struct Event {
     int watch = 0;
@@ -37,8 +37,9 @@ public:
         : m_queue(std::move(queue)), m_stop(std::move(stop)), m_root(std::move(root)) {}
 
     bool Begin() {
-        m_rootWatch = Retry(
-            [&] { return inotify_add_watch(m_queue.Get(), m_root.c_str(), kWanted | kOfRoot | IN_ONLYDIR); });
+        m_rootWatch = Retry([&] {
+            return inotify_add_watch(m_queue.Get(), m_root.c_str(), kToldChanges | kOfRoot | IN_ONLYDIR);
+        });
         if (m_rootWatch < 0) {
             return errno == ENOSPC ? FailWithoutWatches() : FailOnPath(errno, m_root);
         }
@@ -139,7 +140,7 @@ private:
     void TakeMove(const std::string& from, bool isFolder, uint32_t cookie,
                   std::vector<DirectoryChange>& changes) {
         auto other = FindSecondHalf(cookie);
-        if (other == m_events.end() && Fetch(kPairMs)) {
+        if (other == m_events.end() && Fetch(kHalfRenameMs)) {
             other = FindSecondHalf(cookie);
         }
         const auto folder = other != m_events.end() ? m_folders.find(other->watch) : m_folders.end();
@@ -171,7 +172,8 @@ private:
     // Watches a folder and all below it. What is found there came before the watch, so it is told.
     void Watch(const std::string& folder, std::vector<DirectoryChange>* changes) {
         const int watch = Retry([&] {
-            return inotify_add_watch(m_queue.Get(), folder.c_str(), kWanted | IN_ONLYDIR | IN_DONT_FOLLOW);
+            return inotify_add_watch(m_queue.Get(), folder.c_str(),
+                                     kToldChanges | IN_ONLYDIR | IN_DONT_FOLLOW);
         });
         if (watch < 0) {
             m_isFull = m_isFull || errno == ENOSPC || errno == ENOMEM;

@@ -8,14 +8,11 @@
 namespace rampart::platform {
 namespace {
 
-constexpr DWORD kWanted = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME |
-                          FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
-constexpr DWORD kBufferSize = 64 * 1024;  // the most that a share takes
-constexpr DWORD kPairMs = 20;             // the other half of a rename follows at once, but may miss a read
-
-SystemHandle NewEvent() {
-    return SystemHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr));
-}
+constexpr DWORD kToldChanges = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME |
+                               FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE |
+                               FILE_NOTIFY_CHANGE_ATTRIBUTES;
+constexpr DWORD kAnswerSize = 64 * 1024;  // the most that a share takes
+constexpr DWORD kHalfRenameMs = 20;       // the other half of a rename follows at once, but may miss a read
 
 class WindowsDirectoryWatch : public DirectoryWatch {
 public:
@@ -34,8 +31,9 @@ public:
     bool Ask() {
         m_call = {};
         m_call.hEvent = m_ready.Get();
-        m_isAsked = ReadDirectoryChangesW(m_folder.Get(), m_buffer.data(), kBufferSize,
-                                          /*bWatchSubtree=*/TRUE, kWanted, nullptr, &m_call, nullptr) != 0;
+        m_isAsked =
+            ReadDirectoryChangesW(m_folder.Get(), m_buffer.data(), kAnswerSize,
+                                  /*bWatchSubtree=*/TRUE, kToldChanges, nullptr, &m_call, nullptr) != 0;
         return m_isAsked || End(::GetLastError());
     }
 
@@ -47,7 +45,7 @@ public:
                 return false;
             }
             const HANDLE waits[2] = {m_stop.Get(), m_ready.Get()};
-            const DWORD timeoutMs = m_renamedFrom.empty() ? INFINITE : kPairMs;
+            const DWORD timeoutMs = m_renamedFrom.empty() ? INFINITE : kHalfRenameMs;
             switch (WaitForMultipleObjects(2, waits, FALSE, timeoutMs)) {
                 case WAIT_OBJECT_0:
                     SetLastError(kRequestAborted);
@@ -139,7 +137,7 @@ private:
     const SystemHandle m_ready = NewEvent();
     const SystemHandle m_stop = NewEvent();
     OVERLAPPED m_call = {};
-    std::vector<char> m_buffer = std::vector<char>(kBufferSize);
+    std::vector<char> m_buffer = std::vector<char>(kAnswerSize);
     bool m_isAsked = false;  // the system may write to m_buffer; false at the end of the watch, for m_error
     uint32_t m_error = kNoError;
     Text m_renamedFrom;  // the first half of a rename whose second is still to come
