@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Wine tells nothing of folders that were there before the watch or came as a whole, nor of the end of the
-// folder itself.
+// folder itself, and goes on telling of a folder that has left.
 #ifdef _WIN32
 constexpr bool kTellsAll = false;
 #else
@@ -129,7 +129,9 @@ TEST_F(Watching, AFolderMovesInAndOut) {
     m_tree.Write("outside/back/unseen", "");
     m_tree.Write("root/end", "");
     const auto changes = ReadUntil(ChangeKind::kAdded, "end");
-    EXPECT_EQ(Place(changes, ChangeKind::kAdded, "in/unseen"), changes.size());
+    if (kTellsAll) {
+        EXPECT_EQ(Place(changes, ChangeKind::kAdded, "in/unseen"), changes.size());
+    }
 }
 
 TEST_F(Watching, StopEndsTheReadThatWaits) {
