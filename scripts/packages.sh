@@ -3,7 +3,7 @@
 build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libfmt-dev libspdlog-dev libpugixml-dev libutf8proc-dev libre2-dev libsqlite3-dev libzstd-dev
-    libsodium-dev libcli11-dev nlohmann-json3-dev
+    libboost1.81-dev libsodium-dev libcli11-dev nlohmann-json3-dev
 )
 test_packages=(libgtest-dev libgmock-dev clang-format python3)
 # The fuzzer's library is in libclang-rt-dev, which clang does not bring along; llvm has the symbolizer of its reports.

@@ -12,7 +12,7 @@ recipe=$root/cmake/windows_libraries/CMakeLists.txt
 # What the result depends on: a change of any of it builds anew.
 wanted=$(
     cat "$0" "$recipe" "$root/cmake/mingw-w64.cmake"
-    dpkg-query -W g++-mingw-w64-x86-64-posix googletest libfmt-dev libcli11-dev nlohmann-json3-dev
+    dpkg-query -W g++-mingw-w64-x86-64-posix googletest libfmt-dev libboost1.81-dev libcli11-dev nlohmann-json3-dev
 )
 if [ "$(cat "$target/stamp" 2>/dev/null)" = "$wanted" ]; then
     printf '%s\n' "$target"

@@ -39,5 +39,5 @@ CKorvaneAutoLock::~CKorvaneAutoLock() {
 }
 
 DWORD MyWaitForSingleObject(HANDLE handle, DWORD timeoutMs) {
-    return WaitForObject(handle, timeoutMs);
+    return WaitForObjectWithMessages(handle, timeoutMs);
 }

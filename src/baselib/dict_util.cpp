@@ -1,9 +1,8 @@
-#include <mutex>
-
 #include "baselib/configuration.h"
 #include "baselib/whole_file.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
+#include "platform/file_system.h"
 #include "platform/process.h"
 
 using namespace rampart;
@@ -11,6 +10,17 @@ using namespace rampart;
 namespace {
 
 constexpr uint64_t kLargestConfiguration = 16 << 20;
+
+// Waits for the lock of a file that all processes take before they change it. Null when it cannot be had.
+std::unique_ptr<platform::FileHandle> LockBeside(Text const& path) {
+    using platform::FileHandle;
+    if (path.empty() || !platform::CreateFolders(path.substr(0, path.rfind(_T('\\'))))) {
+        return nullptr;
+    }
+    auto file = FileHandle::Open(path + _T(".lock"), platform::kOpenRead | platform::kOpenWrite |
+                                                         platform::kOpenCreate | platform::kOpenPrivate);
+    return file && file->Lock() ? std::move(file) : nullptr;
+}
 
 }  // namespace
 
@@ -28,9 +38,12 @@ CString DictUtil::GetConfigString(CString const& section, CString const& key, CS
 
 int DictUtil::SetConfigString(CString const& section, CString const& key, CString const& value) {
     return Guarded(_T("Error: SetConfigString"), 0, [&] {
-        static Mutex mutex;  // one change at a time, so that none is lost
-        MutexLock lock(mutex);
-        const Text path = UserConfigurationFile();
+        // One change at a time on this machine, so that none is lost; a link stays one.
+        const Text path = platform::LinkTarget(UserConfigurationFile());
+        const auto lock = LockBeside(path);
+        if (!lock) {
+            return 0;
+        }
         std::string content;
         if (!ReadWholeFile(path, kLargestConfiguration, content)) {
             const uint32_t error = platform::LastError();

@@ -23,19 +23,6 @@ constexpr uint32_t kLongerThanDword = 0xFFFFFFFF;
 // A claimed length is believed only so far before the bytes are there.
 constexpr size_t kTextPiece = 32768;
 
-// Texts of the form without marker.
-CString WidenNarrow(const std::string& bytes) {
-    CString text = CString::FromUtf8(bytes);
-    if (text.ToUtf8() == bytes) {
-        return text;
-    }
-    CString latin;
-    for (const char byte : bytes) {
-        latin += static_cast<TCHAR>(static_cast<unsigned char>(byte));
-    }
-    return latin;
-}
-
 }  // namespace
 
 CArchive::CArchive(CFile* file, UINT mode, int bufferSize, void*)
@@ -265,6 +252,6 @@ CArchive& CArchive::operator>>(CString& value) {
         }
         left -= piece;
     }
-    value = wide ? std::move(text) : WidenNarrow(narrow);
+    value = wide ? std::move(text) : CString(rampart::TextView(rampart::platform::FromCodePage(narrow)));
     return *this;
 }

@@ -80,8 +80,8 @@ public:
     CArchive& operator>>(float& value);
     CArchive& operator>>(double& value);
     CArchive& operator>>(CTime& value);
-    // Takes the form without marker too: one byte a character, UTF-8 or, where it is not valid, Latin-1. The
-    // memory used follows what the stream really holds, not the length that it claims.
+    // Takes the form without marker too: bytes in the system's code page. The memory used follows what the
+    // stream really holds, not the length that it claims.
     CArchive& operator>>(CString& value);
 
 private:

@@ -4,6 +4,7 @@
 
 #include "framework/handle_table.h"
 #include "framework/safe_point.h"
+#include "platform/message_wait.h"
 
 namespace rampart {
 
@@ -15,6 +16,9 @@ void Waitable::Signal() {
         m_changed.notify_all();
     } else {
         m_changed.notify_one();
+    }
+    for (platform::MessageWait* wait : m_messageWaits) {
+        wait->Wake();
     }
 }
 
@@ -35,6 +39,20 @@ bool Waitable::Wait(DWORD timeoutMs) {
     return true;
 }
 
+bool Waitable::Wait(platform::MessageWait& messages) {
+    std::unique_lock lock(m_mutex);
+    m_messageWaits.push_back(&messages);
+    for (bool isOver = false; !m_signaled && !isOver;) {
+        lock.unlock();
+        isOver = !messages.Wait();
+        lock.lock();
+    }
+    std::erase(m_messageWaits, &messages);
+    const bool wasSignaled = m_signaled;
+    m_signaled = m_signaled && m_manualReset;
+    return wasSignaled;
+}
+
 HANDLE OpenHandle(std::shared_ptr<Waitable> object) {
     return HandleTable::Instance().Add(std::move(object), HandleTable::Kind::kObject);
 }
@@ -53,6 +71,16 @@ namespace {
 std::shared_ptr<Waitable> EventOf(HANDLE handle) {
     const HandleTable& table = HandleTable::Instance();
     return table.IsThread(handle) ? nullptr : table.Find(handle);
+}
+
+template <class Wait>
+DWORD WaitWith(HANDLE handle, Wait&& wait) {
+    SafePoint();
+    const HandleTable& table = HandleTable::Instance();
+    if (const std::shared_ptr<Waitable> object = table.Find(handle)) {
+        return wait(*object) ? kWaitSignaled : kWaitTimedOut;
+    }
+    return table.IsThread(handle) ? kWaitSignaled : kWaitFailed;
 }
 
 }  // namespace
@@ -79,12 +107,13 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 DWORD WaitForObject(HANDLE handle, DWORD timeoutMs) {
-    SafePoint();
-    const HandleTable& table = HandleTable::Instance();
-    if (const std::shared_ptr<Waitable> object = table.Find(handle)) {
-        return object->Wait(timeoutMs) ? kWaitSignaled : kWaitTimedOut;
-    }
-    return table.IsThread(handle) ? kWaitSignaled : kWaitFailed;
+    return WaitWith(handle, [&](Waitable& object) { return object.Wait(timeoutMs); });
+}
+
+DWORD WaitForObjectWithMessages(HANDLE handle, DWORD timeoutMs) {
+    const auto messages = platform::MessageWait::Begin(timeoutMs);
+    return messages ? WaitWith(handle, [&](Waitable& object) { return object.Wait(*messages); })
+                    : WaitForObject(handle, timeoutMs);
 }
 
 }  // namespace rampart

@@ -8,10 +8,15 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "framework/types.h"
 
 namespace rampart {
+
+namespace platform {
+class MessageWait;
+}
 
 inline constexpr DWORD kWaitSignaled = 0;
 inline constexpr DWORD kWaitTimedOut = 258;
@@ -35,10 +40,13 @@ public:
     void Reset();
     // True when signalled within the time.
     bool Wait(DWORD timeoutMs);
+    // The same on a thread that dispatches messages meanwhile; the time-out is that of `messages`.
+    bool Wait(platform::MessageWait& messages);
 
 private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
+    std::vector<platform::MessageWait*> m_messageWaits;  // that go on
     const bool m_manualReset;
     bool m_signaled;
 };
@@ -60,5 +68,7 @@ VAULTLIB_API BOOL CloseHandle(HANDLE handle);
 // kWaitSignaled, kWaitTimedOut, or kWaitFailed for a handle that names nothing. `timeoutMs` 0 only asks,
 // kWaitForever never gives up. The wait begins with a safe point (framework/safe_point.h).
 VAULTLIB_API DWORD WaitForObject(HANDLE handle, DWORD timeoutMs);
+// The same; a thread that has windows dispatches their messages meanwhile.
+VAULTLIB_API DWORD WaitForObjectWithMessages(HANDLE handle, DWORD timeoutMs);
 
 }  // namespace rampart

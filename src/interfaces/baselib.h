@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "framework/framework.h"
+#include "interfaces/sockets.h"
 
 // ---- Configuration and texts ----
 
@@ -327,7 +328,8 @@ private:
     CReadWriteSync& m_lock;
 };
 
-// 0 signalled, 258 timed out, ~0 failed. ~0 as time-out waits for ever.
+// 0 signalled, 258 timed out, ~0 failed. ~0 as time-out waits for ever. Messages of the calling thread's
+// windows are dispatched meanwhile.
 VAULTLIB_API DWORD MyWaitForSingleObject(HANDLE handle, DWORD timeoutMs);
 
 // ---- Action lists ----

@@ -2,6 +2,7 @@
 
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
+#include "link/debug_line.h"
 #include "progress/task_prg.h"
 #include "task/backup_task.h"
 
@@ -11,10 +12,6 @@ CString const kAllowedValue(_T("1"));
 
 int ConfiguredMaximum() {
     return DictUtil::GetConfigInt(_T("Options"), _T("MultipleRunningTaskCount"), _T("1"), CString());
-}
-
-void AddDebugLine(LPCTSTR text) {
-    GetManageDebugLog().AddDebugInfo(text, 0);
 }
 
 }  // namespace
@@ -36,7 +33,7 @@ void ManageMultipleRunningTask::InitAllowTwoTasksConcurrently() {
     }
     CString value;
     if (CRegSettingUtil::GetRegInfo(section, name, value) && value == kAllowedValue) {
-        AddDebugLine(_T("InitAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
+        rampart::AddDebugLine(_T("InitAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
         m_bAllowTwoTasks = 1;
         m_nMaxRunningTasks = ConfiguredMaximum();
     } else {
@@ -49,10 +46,10 @@ void ManageMultipleRunningTask::SetAllowTwoTasksConcurrently(int allow) {
     m_bAllowTwoTasks = allow;
     if (allow) {
         m_nMaxRunningTasks = ConfiguredMaximum();
-        AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
+        rampart::AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
     } else {
         m_nMaxRunningTasks = 1;
-        AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow one task run "));
+        rampart::AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow one task run "));
     }
 }
 

@@ -85,6 +85,8 @@ public:
     // An advisory lock on the whole file that ends with the handle or the process. False with
     // kSharingViolation when another process or handle holds it.
     virtual bool TryLock(bool exclusive) = 0;
+    // The same, exclusive, and waits until it is free.
+    virtual bool Lock() = 0;
 };
 
 bool CreateFolder(TextView path);   // one level; kAlreadyExists if something is there
@@ -97,6 +99,9 @@ bool SetAttributes(TextView path, uint32_t attributes);  // kReadOnly only where
 bool CopyAccessRights(TextView from, TextView to);
 bool SyncFolder(TextView path);         // makes renames and new names in it durable
 bool SameFile(TextView a, TextView b);  // both names denote one file
+// Where a link leads in the end, also when nothing is there yet if the system tells; any other path is its
+// own target. Empty on a failure, such as a ring of links.
+Text LinkTarget(TextView path);
 
 // Called with the bytes of the whole file and those moved so far, first with 0; false stops the copy.
 using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes)>;

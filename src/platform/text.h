@@ -18,4 +18,7 @@ std::string ToUtf8(TextView text);
 // UTF-8 to UTF-16, the inverse of ToUtf8. A byte that is not part of a valid sequence becomes U+FFFD.
 Text FromUtf8(std::string_view bytes);
 
+// A text of bytes in the system's code page, as programs without Unicode write it.
+Text FromCodePage(std::string_view bytes);
+
 }  // namespace rampart::platform

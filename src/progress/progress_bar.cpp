@@ -2,11 +2,11 @@
 #include "progress/progress_bar.h"
 
 #include "engine/vaultlib_app.h"
+#include "framework/observer_calls.h"
 #include "interfaces/baselib.h"
 #include "platform/clock.h"
 #include "progress/item_index.h"
 #include "progress/list_lock.h"
-#include "progress/observer_calls.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ CProgressBar::CProgressBar()
     : m_hCancelEvent(rampart::CreateEventHandle(false, false)),
       m_hLock(rampart::CreateEventHandle(false, true)),
       m_index(std::make_unique<rampart::ItemIndex>(m_items)),
-      m_observers(std::make_unique<rampart::ObserverCalls>(m_attachments)) {
+      m_observers(std::make_unique<rampart::ObserverCalls<CPrgAttachment>>(m_attachments)) {
     m_info.m_pCurrentFile = &m_infoFile;
     m_info.m_pStateText = &m_infoStateText;
 }
@@ -323,7 +323,11 @@ int CProgressBar::AddAttachment(CPrgAttachment* attachment) {
 }
 
 int CProgressBar::RemoveAttachment(CPrgAttachment* attachment) {
-    if (!attachment || !m_observers->Remove(attachment)) {
+    const auto endStoreLoops = [](CPrgAttachment& observer) {
+        observer.m_bStop = 1;
+        observer.m_bPause = 0;
+    };
+    if (!attachment || !m_observers->Remove(attachment, endStoreLoops)) {
         return 0;
     }
     attachment->m_pInfo.Replace(&m_info, nullptr);

@@ -19,6 +19,7 @@ class BatchMode;
 
 namespace rampart {
 class ItemIndex;
+template <class Observer>
 class ObserverCalls;
 }  // namespace rampart
 
@@ -153,5 +154,5 @@ private:
     CString m_infoStateText;
     POSITION m_current = nullptr;                 // item of the file at hand
     std::unique_ptr<rampart::ItemIndex> m_index;  // over m_items
-    std::unique_ptr<rampart::ObserverCalls> m_observers;
+    std::unique_ptr<rampart::ObserverCalls<CPrgAttachment>> m_observers;
 };

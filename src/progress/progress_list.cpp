@@ -1,11 +1,11 @@
 // The list of a progress object: items, those in transfer, their archive forms.
 #include "engine/vaultlib_app.h"
+#include "framework/observer_calls.h"
 #include "interfaces/baselib.h"
 #include "interfaces/pause.h"
 #include "progress/item_archive.h"
 #include "progress/item_index.h"
 #include "progress/list_lock.h"
-#include "progress/observer_calls.h"
 #include "progress/progress_bar.h"
 
 namespace {

@@ -5,13 +5,14 @@
 #include "interfaces/baselib.h"
 #include "platform/settings.h"
 #include "platform/volumes.h"
+#include "support/child_process.h"
 #include "support/scripted_clock.h"
 #include "support/temp_home.h"
 
 namespace rampart {
 namespace {
 
-int Int(LPCTSTR section, LPCTSTR key, LPCTSTR otherwise = _T("")) {
+int Int(LPCTSTR section, CString const& key, LPCTSTR otherwise = _T("")) {
     return DictUtil::GetConfigInt(section, key, otherwise, _T(""));
 }
 
@@ -99,6 +100,40 @@ TEST_F(Configuration, AValueThatIsSetIsReadAtOnceAndLosesNoneOfTheOthers) {
     EXPECT_EQ(Int(_T("Options"), _T("IgnoreTimeSpan")), 5);
     EXPECT_TRUE(m_home.Read("config/rampart.ini").starts_with("; mine\n"));
     EXPECT_FALSE(DictUtil::SetConfigString(_T("Mine"), _T("Key"), _T("two\nlines")));
+}
+
+TEST_F(Configuration, ProgramsThatWriteAtOnceLoseNothingOfEachOther) {
+    WriteUserFile("[Mine]\nKey = 1\n");
+    constexpr int kKeys = 40;
+    std::vector<std::unique_ptr<test::ChildProcess>> writers;
+    for (const char* section : {"First", "Second"}) {
+        writers.push_back(
+            test::ChildProcess::Start({CONFIGURATION_WRITER, {section, std::to_string(kKeys)}, "", ""}));
+        ASSERT_TRUE(writers.back());
+    }
+    for (const auto& writer : writers) {
+        EXPECT_EQ(writer->Wait(), 0);
+    }
+    DictUtil::Refresh();
+    EXPECT_EQ(Int(_T("Mine"), _T("Key")), 1);
+    for (LPCTSTR section : {_T("First"), _T("Second")}) {
+        for (int number = 1; number <= kKeys; number++) {
+            EXPECT_EQ(Int(section, FormatText(_T("Key%d"), number)), number);
+        }
+    }
+}
+
+TEST_F(Configuration, AFileThatIsALinkStaysOne) {
+    m_home.Write("elsewhere/mine.ini", "[Mine]\nKey = 1\n");
+    m_home.Write("config/", "");
+    if (!test::MakeLink(m_home.Path("config/rampart.ini"), "../elsewhere/mine.ini")) {
+        GTEST_SKIP() << "no links here";
+    }
+    DictUtil::Refresh();
+    ASSERT_TRUE(DictUtil::SetConfigString(_T("Mine"), _T("Key"), _T("2")));
+    EXPECT_EQ(Int(_T("Mine"), _T("Key")), 2);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_home.Path("config/rampart.ini")));
+    EXPECT_EQ(m_home.Read("elsewhere/mine.ini"), "[Mine]\nKey = 2\n");
 }
 
 #ifndef _WIN32

@@ -158,11 +158,14 @@ TEST(Archive, RandomTextsAroundTheBordersOfThePrefixComeBack) {
     EXPECT_EQ(archive.Read(&none, 1), 0u);
 }
 
-TEST(Archive, TextsWithoutMarkerAreOneByteACharacter) {
+TEST(Archive, TextsWithoutMarkerAreInTheSystemsCodePage) {
     EXPECT_EQ(LoadedText(Bytes("\x03xyz")), _T("xyz"));
     EXPECT_EQ(LoadedText(Bytes("\x00")), CString());
-    EXPECT_EQ(LoadedText(Bytes("\x04Gr\xC3\xBC")), _T("Gr\u00FC"));
-    EXPECT_EQ(LoadedText(Bytes("\x03Gr\xFC")), _T("Gr\u00FC"));
+    for (const char* bytes : {"Gr\xC3\xBC", "Gr\xFC"}) {
+        const CString text = LoadedText(std::string(1, static_cast<char>(strlen(bytes))) + bytes);
+        EXPECT_EQ(text, CString(rampart::TextView(rampart::platform::FromCodePage(bytes))));
+        EXPECT_GT(text.GetLength(), 2);
+    }
     std::string longer = Bytes("\xFF\x2C\x01");
     longer.append(300, 'q');
     EXPECT_EQ(LoadedText(longer), CString(TCHAR('q'), 300));

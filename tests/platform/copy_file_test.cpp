@@ -1,4 +1,8 @@
 #include "platform/file_system.h"
+
+#include <set>
+
+#include "platform/volume_snapshot.h"
 #include "support/temp_tree.h"
 
 namespace rampart::platform {
@@ -117,6 +121,22 @@ TEST(CopyFileContent, NeedsASourceAndAPlace) {
     EXPECT_EQ(error("a", "folder"), kAccessDenied);
     EXPECT_FALSE(tree.Exists("b"));
     EXPECT_TRUE(tree.Exists("folder"));
+}
+
+TEST(VolumeSnapshot, HoldsAFileAsItWasOrSaysWhyThereIsNone) {
+    TempTree tree({{"from", "as it was"}});
+    SetLastError(kNoError);
+    const auto snapshot = VolumeSnapshot::Take(tree.Engine("from"));
+    if (!snapshot) {
+        const std::set<uint32_t> reasons = {kNotSupported, kAccessDenied, kNotReady, kDiskFull};
+        EXPECT_EQ(reasons.count(LastError()), 1u) << LastError();
+        return;
+    }
+    tree.Write("from", "changed later");
+    EXPECT_TRUE(snapshot->CopyFileContent(tree.Engine("from"), tree.Engine("to"), nullptr)) << LastError();
+    EXPECT_EQ(tree.Read("to"), "as it was");
+    EXPECT_FALSE(snapshot->CopyFileContent(tree.Engine("none"), tree.Engine("to"), nullptr));
+    EXPECT_EQ(LastError(), kFileNotFound);
 }
 
 }  // namespace

@@ -1,12 +1,15 @@
 #include "platform/file_system.h"
 
+#include <atomic>
 #include <set>
+#include <thread>
 
 #include "support/temp_tree.h"
 
 namespace rampart::platform {
 namespace {
 
+using test::MakeLink;
 using test::ReadTree;
 using test::TempFolder;
 using test::TempTree;
@@ -170,6 +173,31 @@ TEST(FileHandle, LocksExcludeEachOtherUntilTheHandleGoes) {
     first.reset();
     EXPECT_EQ(Try([&] { return second->TryLock(true); }), kDone);
     EXPECT_EQ(Try([&] { return open()->TryLock(false); }), Failed(kSharingViolation));
+
+    std::atomic<bool> isFree = false;
+    std::thread waits([&] {
+        EXPECT_TRUE(open()->Lock());
+        EXPECT_TRUE(isFree);
+    });
+    isFree = true;
+    second.reset();
+    waits.join();
+}
+
+TEST(LinkTarget, IsWhereALinkLeadsInTheEnd) {
+    TempTree tree({{"f", ""}, {"folder/", ""}});
+    EXPECT_EQ(LinkTarget(tree.Engine("f")), tree.Engine("f"));
+    EXPECT_EQ(LinkTarget(tree.Engine("none")), tree.Engine("none"));
+    if (!MakeLink(tree.Path("folder/first"), "../second") ||
+        !MakeLink(tree.Path("second"), tree.Native("f"))) {
+        GTEST_SKIP() << "no links here";
+    }
+    EXPECT_EQ(LinkTarget(tree.Engine("folder/first")), tree.Engine("f"));
+    std::filesystem::remove(tree.Path("f"));
+    EXPECT_EQ(LinkTarget(tree.Engine("folder/first")), tree.Engine("f")) << "nothing is there yet";
+    std::filesystem::remove(tree.Path("second"));
+    ASSERT_TRUE(MakeLink(tree.Path("second"), "folder/first"));
+    EXPECT_EQ(LinkTarget(tree.Engine("second")), _T("")) << "a ring";
 }
 
 TEST(Folders, AreMadeOnceAndWithTheirParents) {

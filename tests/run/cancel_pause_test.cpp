@@ -157,7 +157,7 @@ TEST_F(StoppedRun, ACopyIsHeldByAPauseAndEndedByACancel) {
     m_tree->Write("d/huge", std::string(64 << 20, 'h'));
     LimitCopyDuty(1);
     ASSERT_EQ(1, task.StartBackupByUser(0));
-    while (manager->GetCopyingFile().Find(_T("huge")) < 0 && task.m_state == TaskStateRunning) {
+    while (task.m_pTaskPrg->GetStateString().Find(_T("huge")) < 0 && task.m_state == TaskStateRunning) {
         platform::SleepMilliseconds(1);
     }
     task.m_pTaskPrg->Pause(task.m_taskName);

@@ -67,6 +67,10 @@ public:
         return Done(Retry([&] { return flock(m_fd.Get(), (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB); }));
     }
 
+    bool Lock() override {
+        return Done(Retry([&] { return flock(m_fd.Get(), LOCK_EX); }));
+    }
+
 private:
     static bool Done(int result) { return result == 0 || FailWithErrno(errno); }
 

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <filesystem>
+
 #include "platform/clock.h"
 #include "platform/posix/native.h"
 
@@ -119,6 +121,20 @@ bool CopyAccessRights(TextView from, TextView to) {
         return FailOnPath(errno, source);
     }
     return fchmodat(AT_FDCWD, target.c_str(), status.st_mode & 0777, 0) == 0 || FailOnPath(errno, target);
+}
+
+Text LinkTarget(TextView path) {
+    constexpr int kMostLinks = 40;
+    std::filesystem::path target = ToNativePath(path);
+    std::error_code error;
+    for (int links = 0; links < kMostLinks; links++) {
+        if (target.empty() || !std::filesystem::is_symlink(target, error)) {
+            return ToEnginePath(target.native());
+        }
+        target = target.parent_path() / std::filesystem::read_symlink(target, error);
+    }
+    FailWithErrno(ELOOP);
+    return {};
 }
 
 bool SameFile(TextView a, TextView b) {

@@ -1,12 +1,12 @@
 #include "platform/settings.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 
 #include <filesystem>
 #include <functional>
 #include <map>
 
+#include "platform/file_system.h"
 #include "platform/posix/native.h"
 #include "platform/posix/standard_folders.h"
 #include "platform/settings_text.h"
@@ -48,10 +48,10 @@ bool Replace(const std::string& path, std::string_view text) {
 bool Change(const std::function<bool(SettingsSections&)>& change) {
     std::error_code error;
     std::filesystem::create_directories(SettingsFolder(), error);
-    const std::string lockPath = SettingsFolder() + "/settings.lock";
-    const Descriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!lock || Retry([&] { return flock(lock.Get(), LOCK_EX); }) != 0) {
-        return FailWithErrno(errno);
+    const auto lock = FileHandle::OpenNative(SettingsFolder() + "/settings.lock",
+                                             kOpenRead | kOpenWrite | kOpenCreate | kOpenPrivate);
+    if (!lock || !lock->Lock()) {
+        return false;
     }
     SettingsSections sections;
     return Load(sections) && change(sections) && Replace(SettingsFile(), PrintSettings(sections));

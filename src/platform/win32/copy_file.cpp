@@ -1,6 +1,6 @@
-#include "platform/win32/native.h"
+#include "platform/win32/copy_file.h"
 
-// native.h comes first, so that winioctl.h finds windows.h
+// windows.h comes first, so that winioctl.h finds windows.h
 #include <winioctl.h>
 
 namespace rampart::platform {
@@ -207,11 +207,15 @@ private:
 
 }  // namespace
 
+bool CopySystemFile(std::wstring from, std::wstring to, const CopyProgress& progress, bool mustRest) {
+    return FileCopy(std::move(from), std::move(to), progress, mustRest).Run();
+}
+
 bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool mustRest) {
     std::wstring source = SystemPath(from);
     std::wstring target = SystemPath(to);
     return !source.empty() && !target.empty() &&
-           FileCopy(std::move(source), std::move(target), progress, mustRest).Run();
+           CopySystemFile(std::move(source), std::move(target), progress, mustRest);
 }
 
 }  // namespace rampart::platform

@@ -75,24 +75,24 @@ public:
             SetFileTime(m_file.Get(), given(0, creationTime), given(1, accessTime), given(2, writeTime)));
     }
 
-    // A lock that this handle holds gives way to the new one.
     bool TryLock(bool exclusive) override {
-        OVERLAPPED position = OverlappedAt(kLockedByte);
-        if (m_isLocked) {
-            UnlockFileEx(m_file.Get(), 0, 1, 0, &position);
-            m_isLocked = false;
-        }
-        const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0);
-        m_isLocked = LockFileEx(m_file.Get(), flags, 0, 1, 0, &position) != 0;
-        if (m_isLocked) {
-            return true;
-        }
-        return FailWithSystemError(::GetLastError() == ERROR_IO_PENDING ? ERROR_LOCK_VIOLATION
-                                                                        : ::GetLastError());
+        return TakeLock(LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0));
     }
+
+    bool Lock() override { return TakeLock(LOCKFILE_EXCLUSIVE_LOCK); }
 
 private:
     static DWORD Piece(size_t size) { return static_cast<DWORD>(std::min(size, kLargestMove)); }
+    // A lock that this handle holds gives way to the new one.
+    bool TakeLock(DWORD flags) {
+        OVERLAPPED position = OverlappedAt(kLockedByte);
+        if (m_isLocked) {
+            UnlockFileEx(m_file.Get(), 0, 1, 0, &position);
+        }
+        m_isLocked = LockFileEx(m_file.Get(), flags, 0, 1, 0, &position) != 0;
+        return m_isLocked || FailWithSystemError(::GetLastError() == ERROR_IO_PENDING ? ERROR_LOCK_VIOLATION
+                                                                                      : ::GetLastError());
+    }
     static bool Done(BOOL result) { return result != 0 || FailWithSystemError(); }
 
     const SystemHandle m_file;

@@ -68,6 +68,27 @@ bool SetAttributes(TextView path, uint32_t attributes) {
            FailWithSystemError();
 }
 
+Text LinkTarget(TextView path) {
+    FileStatus status;
+    if (!QueryStatus(path, status) || (status.attributes & kReparsePoint) == 0) {
+        return Text(path);
+    }
+    const SystemHandle file = OpenPath(SystemPath(path), 0, OPEN_EXISTING, 0, /*followLink=*/true);
+    std::wstring target;
+    if (file) {
+        target = ReadText([&](wchar_t* buffer, DWORD size) {
+            return GetFinalPathNameByHandleW(file.Get(), buffer, size,
+                                             FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+        });
+    }
+    if (target.empty()) {
+        FailWithSystemError();
+    } else if (target.starts_with(kLongShare)) {
+        target.replace(0, kLongShare.size(), L"\\\\");
+    }
+    return target;
+}
+
 bool SameFile(TextView a, TextView b) {
     FileStatus first;
     FileStatus second;

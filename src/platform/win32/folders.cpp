@@ -4,6 +4,9 @@
 namespace rampart::platform {
 namespace {
 
+constexpr int kReplaceTries = 50;
+constexpr DWORD kReplacePauseMs = 5;
+
 bool IsFolder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -100,13 +103,24 @@ bool RenamePath(TextView from, TextView to, bool replace) {
     if (source.empty() || target.empty()) {
         return false;
     }
-    if (MoveFileExW(source.c_str(), target.c_str(), replace ? MOVEFILE_REPLACE_EXISTING : 0) != 0) {
-        return true;
+    // Where a file system does not replace what is open, a reader is gone a moment later.
+    for (int tries = 1;; tries++) {
+        if (MoveFileExW(source.c_str(), target.c_str(), replace ? MOVEFILE_REPLACE_EXISTING : 0) != 0) {
+            return true;
+        }
+        const DWORD error = ::GetLastError();
+        const bool isInUse = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+        if (!replace || !isInUse || IsFolder(target)) {
+            return FailWithSystemError(error);
+        }
+        if (RenameOverOpenFile(source, target)) {
+            return true;
+        }
+        if (tries == kReplaceTries) {
+            return FailWithSystemError(error);
+        }
+        ::Sleep(kReplacePauseMs);
     }
-    const DWORD error = ::GetLastError();
-    const bool isInUse = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
-    return (replace && isInUse && !IsFolder(target) && RenameOverOpenFile(source, target)) ||
-           FailWithSystemError(error);
 }
 
 bool SyncFolder(TextView path) {

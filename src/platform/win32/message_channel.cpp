@@ -6,6 +6,9 @@
 #include "platform/win32/native.h"
 #include "platform/win32/standard_folders.h"
 
+// native.h comes first
+#include <sddl.h>
+
 namespace rampart::platform {
 namespace {
 
@@ -16,9 +19,46 @@ std::wstring PipeName(TextView receiver) {
     return L"\\\\.\\pipe\\" + SharedNamePrefix() + FromUtf8(PlainReceiverName(receiver));
 }
 
-SystemHandle NewEvent() {
-    return SystemHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr));
-}
+// Lets this user and the system in, and nobody else: without it every user of the machine may read a pipe.
+class OwnUserOnly {
+public:
+    OwnUserOnly() {
+        const std::wstring user = UserSid();
+        const std::wstring rights = L"D:P(A;;GA;;;SY)(A;;GA;;;" + user + L")";
+        if (!user.empty() &&
+            ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                rights.c_str(), SDDL_REVISION_1, &m_attributes.lpSecurityDescriptor, nullptr) == 0) {
+            m_attributes.lpSecurityDescriptor = nullptr;
+        }
+    }
+    OwnUserOnly(const OwnUserOnly&) = delete;
+    OwnUserOnly& operator=(const OwnUserOnly&) = delete;
+    ~OwnUserOnly() { LocalFree(m_attributes.lpSecurityDescriptor); }
+    explicit operator bool() const { return m_attributes.lpSecurityDescriptor != nullptr; }
+    SECURITY_ATTRIBUTES* Get() { return &m_attributes; }
+
+private:
+    // Empty with the system's last error set on a failure.
+    static std::wstring UserSid() {
+        HANDLE token = nullptr;
+        if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
+            return {};
+        }
+        const SystemHandle owned(token);
+        alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+        DWORD size = 0;
+        wchar_t* text = nullptr;
+        if (GetTokenInformation(token, TokenUser, buffer, sizeof buffer, &size) == 0 ||
+            ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, &text) == 0) {
+            return {};
+        }
+        std::wstring sid(text);
+        LocalFree(text);
+        return sid;
+    }
+
+    SECURITY_ATTRIBUTES m_attributes = {sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+};
 
 // One end of a pipe that was opened for overlapped calls, each of which has its time.
 class PipeConnection : public MessageConnection {
@@ -183,10 +223,15 @@ std::unique_ptr<MessageReceiver> MessageReceiver::Open(TextView name, Handler ha
     if (!mutex) {
         return nullptr;
     }
+    OwnUserOnly rights;
+    if (!rights) {
+        FailWithSystemError();
+        return nullptr;
+    }
     SystemHandle pipe(CreateNamedPipeW(
         PipeName(name).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, /*nMaxInstances=*/1,
-        kPipeBuffer, kPipeBuffer, 0, nullptr));
+        kPipeBuffer, kPipeBuffer, 0, rights.Get()));
     if (!pipe) {
         FailWithSystemError();
         return nullptr;

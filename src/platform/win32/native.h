@@ -47,6 +47,11 @@ private:
     HANDLE m_handle;
 };
 
+// An event that stays signalled until it is reset.
+inline SystemHandle NewEvent() {
+    return SystemHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr));
+}
+
 // The numbers of this system are the engine's; where it has several for one thing, the one of ErrorNumber.
 uint32_t ErrorOfSystem(DWORD error);
 // Sets LastError to the system's last error, or to `error`, and returns false.

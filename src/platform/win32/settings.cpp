@@ -10,7 +10,6 @@ namespace rampart::platform {
 namespace {
 
 constexpr wchar_t kRegistryFolder[] = L"Software\\Rampart\\Settings";
-constexpr DWORD kLockPollMilliseconds = 1;
 
 // Owns a key of the registry.
 class RegistryKey {
@@ -108,18 +107,12 @@ class SettingsFile {
 public:
     explicit SettingsFile(Text home) : m_folder(std::move(home) + L"\\data\\rampart") {}
 
-    // False when somebody holds the lock for ever, or the file cannot be read; then it is not written either.
+    // False when the lock or the file cannot be read; then it is not written either.
     bool Load() {
         CreateFolders(m_folder);
         m_lock = FileHandle::Open(m_folder + L"\\settings.lock", kOpenRead | kOpenWrite | kOpenCreate);
-        if (!m_lock) {
+        if (!m_lock || !m_lock->Lock()) {
             return false;
-        }
-        while (!m_lock->TryLock(/*exclusive=*/true)) {
-            if (LastError() != kSharingViolation) {
-                return false;
-            }
-            ::Sleep(kLockPollMilliseconds);
         }
         auto file = FileHandle::Open(Path(), kOpenRead);
         if (!file) {
