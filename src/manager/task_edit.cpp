@@ -122,7 +122,8 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
     return rampart::Guarded(_T("Error:UpdateTask"), 0, [&] {
         DebugLine(_T("Task:edit task"));
         CString const logFilePath = old->m_logFilePath;
-        CBackupTask* const listed = GetTaskByID(old->m_taskID);
+        // Itself before another of its id.
+        CBackupTask* const listed = IsListed(old) ? old : GetTaskByID(old->m_taskID);
         CBackupTask& task = listed != nullptr ? *listed : *old;
         task.m_isResume = 0;
         CString const oldName = task.m_taskName;
@@ -138,7 +139,7 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
                 task.m_description = edited->m_description;
-                rampart::RunUnderLoop(rampart::kLoopPlain, 1, [&] {
+                rampart::RunUnderLoop(_T("Error:UpdateTask"), rampart::kLoopPlain, 1, [&] {
                     theVaultLibApp.SetLoopMsg(DictionaryText(_T("IDS_STRSAVINGTASKCHG")));
                     task.RenameTask(edited->m_taskName);
                 });
@@ -150,6 +151,9 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         if (oldName != edited->m_taskName || edited->m_serverFilePath != task.m_serverFilePath) {
             edited->m_serverFilePath = PathUtilities::Append(
                 PathUtilities::GetParentFolder(edited->m_serverFilePath), edited->m_taskName);
+        }
+        if (oldName != edited->m_taskName) {
+            task.ForgetMeantTime();  // kept by name; the new one takes it over
         }
         task = *edited;
         m_taskListChanged = 1;
@@ -163,6 +167,11 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         }
         return 1;
     });
+}
+
+bool CBackupManage::IsListed(CBackupTask const* task) {
+    CReadSync const read(m_taskListSync);
+    return std::find(m_taskList.begin(), m_taskList.end(), task) != m_taskList.end();
 }
 
 void CBackupManage::ChangeWatchers(CBackupTask& task, CBackupTask const& edited, bool isMoved) {
@@ -256,6 +265,7 @@ void CBackupManage::RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks) {
                 KXFolder::ForceDelFile(ApiUtil::PathToFullPath(task->m_logFilePath));
             }
             RemoveTaskFromWaitlist(task);
+            task->ForgetMeantTime();
             delete task;  // the list owned it
         });
     }

@@ -132,7 +132,7 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     m_encryMode = other.m_encryMode;
     m_beginDate = other.m_beginDate;
     m_endDate = other.m_endDate;
-    m_dating = other.m_dating;
+    TakeDating(other);
     m_resumeDate = other.m_resumeDate;
     m_remoteSize = other.m_remoteSize;
     m_pendingChange = 0;
@@ -183,6 +183,18 @@ void CBackupTask::SetTaskNameToPrgbar(CString const& name) {
 }
 
 void CBackupTask::ChangeMaxVersion(__int64) {}
+
+CString CBackupTask::IdAndNameMark() const {
+    constexpr uint32_t kFnvBasis = 2166136261u;
+    constexpr uint32_t kFnvPrime = 16777619u;
+    CString lower = m_taskName;
+    lower.MakeLower();
+    uint32_t mark = kFnvBasis;
+    for (char const byte : lower.ToUtf8()) {
+        mark = (mark ^ static_cast<unsigned char>(byte)) * kFnvPrime;
+    }
+    return rampart::FormatText(_T("%d-%08x"), m_taskID, mark);
+}
 
 int CBackupTask::IsEncryptionBackup() {
     return rampart::Guarded(_T("Error:IsEncryptionBackup"), 0, [&] {

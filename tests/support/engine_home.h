@@ -11,8 +11,11 @@
 #include "engine/vaultlib.h"
 #include "platform/clock.h"
 #include "platform/path_mapping.h"
+#include "storage/embedded_service.h"
+#include "support/scripted_service.h"
 #include "support/temp_home.h"
 #include "support/temp_tree.h"
+#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -24,6 +27,16 @@ public:
         task->m_taskName = name;
         manager->m_taskList.push_back(task.get());
         return *task.release();  // the list's own
+    }
+
+    // From now on the vault behind a service that answers as the test says.
+    template <typename Service = ScriptedService>
+    std::shared_ptr<Service> Script() {
+        std::unique_ptr<EmbeddedService> opened;
+        EXPECT_TRUE(EmbeddedService::Open(Native("vault"), {}, opened).Ok());
+        auto service = std::make_shared<Service>(std::shared_ptr<StorageService>(std::move(opened)));
+        SetStorageService(service);
+        return service;
     }
 
     static void SetOption(TCHAR const* key, TCHAR const* value) {
