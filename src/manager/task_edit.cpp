@@ -15,6 +15,23 @@ using rampart::FormatText;
 
 namespace {
 
+// No run of the task begins while its settings change.
+class StartsHeld {
+public:
+    StartsHeld(CBackupManage& manager, CBackupTask& task) : m_task(task), m_before(task.m_isDeleting) {
+        CKorvaneAutoLock const lock(&manager.m_taskLock, _T("UpdateTask"),
+                                    1);  // behind a pass that starts it
+        m_task.m_isDeleting = 1;
+    }
+    ~StartsHeld() { m_task.m_isDeleting = m_before; }
+    StartsHeld(StartsHeld const&) = delete;
+    StartsHeld& operator=(StartsHeld const&) = delete;
+
+private:
+    CBackupTask& m_task;
+    int32_t const m_before;
+};
+
 bool IsRealTime(CBackupTask const& task) {
     return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime;
 }
@@ -136,6 +153,7 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             GlobalFunction::QuilMessageBox(DictionaryText(_T("IDS_STRTASKRMVERR")), 0, 0, 0);
             return 0;
         }
+        StartsHeld const held(*this, task);
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
                 task.m_description = edited->m_description;

@@ -311,6 +311,7 @@ private:
 
     rampart::Word<HANDLE> m_runThread = nullptr;
     bool IsDatingShifted() const;
+    void TakeSettings(CBackupTask& other);
     void TakeDating(CBackupTask const& other);
     void KeepMeantTime() const;
 

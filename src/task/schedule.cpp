@@ -208,7 +208,6 @@ void CBackupTask::TakeDating(CBackupTask const& other) {
         m_meantDate = other.m_meantDate;
         m_meantTime = other.m_meantTime;
     }
-    KeepMeantTime();
 }
 
 void CBackupTask::RestoreMeantTime() {
