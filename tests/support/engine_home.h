@@ -47,6 +47,7 @@ public:
 private:
     struct OpenVault {
         explicit OpenVault(std::string const& folder) {
+            DictUtil::Refresh();  // this home's options, not those of an earlier one
             CString message;
             EXPECT_EQ(0, VaultAdmin::Open(CString::FromUtf8("vault://" + folder), true, message))
                 << message.ToUtf8();
