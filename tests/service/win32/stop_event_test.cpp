@@ -1,9 +1,11 @@
 // The named event that stops the service of this system.
-#include "platform/win32/native.h"
+#include "service/programs.h"
 
 #include "platform/process.h"
+#include "platform/win32/native.h"
 #include "platform/win32/standard_folders.h"
-#include "service/programs.h"
+
+#undef StartService  // means the fixture's
 
 namespace rampart::test {
 
