@@ -58,9 +58,9 @@ TEST_F(ServiceProgram, ChangesOfTheCommandLineArriveAtOnce) {
     EXPECT_THAT(refused.err, HasSubstr("disabled"));
     EXPECT_EQ(2, Task({"edit", "nobody", "--versions", "3"}).exitCode);
     ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
-    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_EQ(nlohmann::json::array(), Task({"list", "--json"}).Json());
     EXPECT_EQ(0, StopService());
-    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_EQ(nlohmann::json::array(), Task({"list", "--json"}).Json());
 }
 
 TEST_F(ServiceProgram, BackupBesideTheServiceIsSeenAndNotRepeated) {

@@ -99,7 +99,7 @@ TEST_F(TaskCommands, DeletedTaskLeavesItsBackupUnlessToldOtherwise) {
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
     ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
     ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
-    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_EQ(nlohmann::json::array(), Task({"list", "--json"}).Json());
     EXPECT_THAT(Rampart({"ls", "-r", "/kept/docs"}).out, HasSubstr("a.txt"));
 
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
