@@ -132,6 +132,7 @@ void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
 int Main(int argc, char** argv) {
     CLI::App app{"Rampart keeps versions of your files in a vault, and brings them back."};
     app.name("rampart");
+    app.allow_windows_style_options(false);  // "/photos" is a path in the vault, on every system
     app.footer(kExamples);
     app.set_version_flag("--version", std::string("rampart ") + RAMPART_VERSION);
     app.require_subcommand(1);

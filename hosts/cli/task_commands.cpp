@@ -115,7 +115,9 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
         Ledger const ledger = LedgerOf(task);
         bool const isClean =
             task.value("errors", "").empty() && task.value("warnings", "").empty() && ledger.IsEmpty();
-        int const code = isCancelled || state == "cancelled"                  ? kExitCancelled
+        // A run that somebody disabled, or took off the list of those that wait, came to no end.
+        bool const hasEnded = state == "done" || state == "failed";
+        int const code = isCancelled || !hasEnded                             ? kExitCancelled
                          : state == "failed" || task.value("hadError", false) ? kExitFailed
                          : isClean                                            ? kExitDone
                                                                               : kExitWarnings;

@@ -85,19 +85,7 @@ void TellServiceToReload() {
 }
 
 CString RunMarkName(CBackupTask const& task) {
-    // Programs that make a task in the same millisecond give it the same id; a name of any length is no part
-    // of a name to hold.
-    constexpr uint32_t kFnvBasis = 2166136261u;
-    constexpr uint32_t kFnvPrime = 16777619u;
-    CString lower = task.m_taskName;
-    lower.MakeLower();
-    uint32_t hash = kFnvBasis;
-    for (char const byte : Utf8(lower)) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * kFnvPrime;
-    }
-    CString name;
-    name.Format(_T("KorvaneRampartRun-%d-%08x"), task.m_taskID, hash);
-    return name;
+    return _T("KorvaneRampartRun-") + task.IdAndNameMark();
 }
 
 }  // namespace rampart::host

@@ -5,6 +5,7 @@
 #include "common/exit_code.h"
 #include "common/service_link.h"
 #include "common/session.h"
+#include "common/task_report.h"
 #include "common/text.h"
 
 namespace rampart::host {
@@ -56,23 +57,30 @@ std::vector<CString> ExistingSources(std::vector<std::string> const& paths) {
     return sources;
 }
 
-// Dates the task by a schedule, its window taken into account.
-void SetSchedule(CBackupTask& task, Schedule const& schedule) {
-    CTime const now = NowRaw();
-    CTime const begin = std::max(now, ToRaw(task.m_beginDate));
-    CTime const first = schedule.FirstRun(begin);
-    if (schedule.mode == TaskTypeOnce && first < now) {
-        throw CommandError(kExitUsage, "the moment of the one run lies in the past");
-    }
-    if (schedule.mode == TaskTypeOnce && first < begin) {
+// Whether the window lets a task run at `first`, raw, which is a moment of its own for a once task.
+void RequireInWindow(CBackupTask const& task, int mode, CTime const& first) {
+    if (mode == TaskTypeOnce && first < ToRaw(task.m_beginDate)) {
         throw CommandError(kExitUsage, "the one run lies before the beginning of the window");
     }
     if (first > ToRaw(task.m_endDate)) {
         throw CommandError(kExitUsage, "the window ends before the task would run for the first time");
     }
+}
+
+// Dates the task by a schedule, its window taken into account.
+void SetSchedule(CBackupTask& task, Schedule const& schedule) {
+    CTime const now = NowRaw();
+    CTime const first = schedule.FirstRun(std::max(now, ToRaw(task.m_beginDate)));
+    if (schedule.mode == TaskTypeOnce && first < now) {
+        throw CommandError(kExitUsage, "the moment of the one run lies in the past");
+    }
+    RequireInWindow(task, schedule.mode, first);
     task.m_type = static_cast<TaskType>(task.m_type - ScheduleMode(task.m_type) + schedule.mode);
     task.m_repeatDays = schedule.mode == TaskTypeWeekly ? schedule.days : 0;
-    task.SetDating(ToStored(first), 0);
+    // In a night in which the clock changes the date itself may not show the time that is meant.
+    task.MoveDating(first, schedule.mode == TaskTypeRealTime
+                               ? first
+                               : CTime(2001, 1, 1, schedule.hour, schedule.minute, 0));
     task.m_isResume = 0;
     if (schedule.mode == TaskTypeOnce) {
         // A run of long ago is not the one that is meant now.
@@ -186,35 +194,66 @@ std::unique_ptr<CBackupTask> CopyOf(CBackupTask& task) {
     return copy;
 }
 
-std::unique_ptr<SourceInfo> MakeSource(CBackupTask& scratch, CString const& path) {
-    scratch.AddSrcPath(path);
-    return std::make_unique<SourceInfo>(*scratch.m_localDirList.back());
+// Null if there is none of exactly that path.
+SourceInfo* FindExactSource(CBackupTask const& task, CString const& path) {
+    auto const found =
+        std::find_if(task.m_localDirList.begin(), task.m_localDirList.end(),
+                     [&](SourceInfo const* source) { return source != nullptr && source->path == path; });
+    return found != task.m_localDirList.end() ? *found : nullptr;
 }
 
-// Sources come and go in the copy, and the same in what `task` tells the database.
-void ChangeSources(CBackupTask& task, CBackupTask& copy, TaskChange const& change) {
-    std::vector<CString> const added = ExistingSources(change.paths);
-    for (std::string const& path : change.dropped) {
-        if (copy.GetSrcItem(ToEnginePath(path)) == nullptr) {
-            throw CommandError(kExitUsage, "the task does not back up " + Printable(path));
+struct SourceChanges {
+    std::vector<SourceInfo> added;
+    std::vector<SourceInfo> dropped;
+
+    // Leaves them with the task, whose next row takes them to the database; that may be told twice.
+    void TellDatabase(CBackupTask& task) const {
+        task.ClearAddPathList();
+        task.ClearDeletePathList();
+        for (SourceInfo const& source : added) {
+            task.m_newPathList.push_back(std::make_unique<SourceInfo>(source).release());
+        }
+        for (SourceInfo const& source : dropped) {
+            task.m_deletePathList.push_back(std::make_unique<SourceInfo>(source).release());
         }
     }
+};
+
+// Two names that differ only in case may be two sources: a name means the one of just that name before
+// another one. What is dropped and added stays.
+SourceChanges ChangeSources(CBackupTask& copy, TaskChange const& change) {
+    std::vector<CString> const added = ExistingSources(change.paths);
+    std::vector<SourceInfo*> dropped;
     for (std::string const& path : change.dropped) {
-        SourceInfo* const source = copy.GetSrcItem(ToEnginePath(path));
+        CString const wanted = ToEnginePath(path);
+        SourceInfo* source = FindExactSource(copy, wanted);
+        source = source != nullptr ? source : copy.GetSrcItem(wanted);
+        if (source == nullptr) {
+            throw CommandError(kExitUsage, "the task does not back up " + Printable(path));
+        }
+        if (std::find(added.begin(), added.end(), source->path) == added.end() &&
+            std::find(dropped.begin(), dropped.end(), source) == dropped.end()) {
+            dropped.push_back(source);
+        }
+    }
+    SourceChanges changes;
+    for (SourceInfo* const source : dropped) {
         copy.m_localDirList.erase(std::find(copy.m_localDirList.begin(), copy.m_localDirList.end(), source));
-        task.m_deletePathList.push_back(source);  // the list owns it now
+        changes.dropped.push_back(*source);
+        delete source;  // the exported list owned it
     }
     CBackupTask scratch;
     for (CString const& path : added) {
-        if (copy.GetSrcItem(path) == nullptr) {
-            copy.m_localDirList.push_back(MakeSource(scratch, path).release());
-            task.m_newPathList.push_back(MakeSource(scratch, path).release());
+        if (FindExactSource(copy, path) == nullptr) {
+            scratch.AddSrcPath(path);
+            changes.added.push_back(*scratch.m_localDirList.back());
+            copy.m_localDirList.push_back(std::make_unique<SourceInfo>(changes.added.back()).release());
         }
     }
     if (copy.m_localDirList.empty()) {
-        task.ClearDeletePathList();
         throw CommandError(kExitUsage, "a task needs something to back up: its last source cannot go");
     }
+    return changes;
 }
 
 bool LiesWithin(CString const& path, CString const& folder) {
@@ -238,7 +277,22 @@ CBackupTask* FindSharer(CBackupManage& manager, CBackupTask const& self, CString
     return nullptr;
 }
 
+// Where the engine keeps older versions and its lists: what it keeps there would be taken for the task's.
+void RequireFreeFolder(CString folder) {
+    folder.TrimRight(_T('\\'));
+    for (CString const& own : CBackupManage::GetSvrOwnFolders()) {
+        if (!folder.IsEmpty() && (LiesWithin(folder, own) || LiesWithin(own, folder))) {
+            throw CommandError(kExitUsage,
+                               PrintableServerPath(folder) +
+                                   " cannot be the folder of a task: the program keeps data of its "
+                                   "own in " +
+                                   PrintableServerPath(own));
+        }
+    }
+}
+
 void RequireOwnFolder(CBackupManage& manager, CBackupTask const& self, CString const& folder) {
+    RequireFreeFolder(folder);
     if (CBackupTask const* const other = FindSharer(manager, self, folder)) {
         throw CommandError(kExitUsage, PrintableServerPath(folder) +
                                            " cannot be the folder of this task: the task " + Quoted(*other) +
@@ -271,20 +325,43 @@ void Rename(CBackupManage& manager, CBackupTask const& task, CBackupTask& copy, 
     copy.m_description = name;
 }
 
+bool IsEmptyEdit(TaskChange const& change) {
+    return change.newName.empty() && change.paths.empty() && change.dropped.empty() && !change.schedule &&
+           !change.window && change.versions <= 0 && change.include.empty() && change.exclude.empty() &&
+           !change.clearsFilters;
+}
+
+// The dates of `copy` by the new schedule or window of `task`.
+void ChangeDates(CBackupTask const& task, CBackupTask& copy, TaskChange const& change) {
+    if (change.window) {
+        SetWindow(copy, *change.window);
+    }
+    if (change.schedule) {
+        SetSchedule(copy, *change.schedule);
+    } else if (change.window && ScheduleMode(task.m_type) != TaskTypeOnce) {
+        SetSchedule(copy, ScheduleOf(task));
+    } else if (change.window && !IsOnceDone(task)) {
+        // The one run keeps its date when only the window moves.
+        RequireInWindow(copy, TaskTypeOnce, ToRaw(copy.m_dating));
+    }
+}
+
+// A task that waits for its turn, as it did before its settings were replaced.
+void KeepWaiting(CBackupManage& manager, CBackupTask& task) {
+    CKorvaneAutoLock const lock(&manager.m_taskLock, _T("KeepWaiting"), 1);
+    if (manager.m_waitList.Find(&task) != nullptr) {
+        task.m_state = TaskStateWaiting;
+    }
+}
+
 std::string Edit(CBackupManage& manager, TaskChange const& change) {
     CBackupTask& task = RequireTask(manager, change.name, true);
+    if (IsEmptyEdit(change)) {
+        throw CommandError(kExitUsage, "say what to change of the task " + Quoted(task));
+    }
     bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
+    CString const oldName = task.m_taskName;
     std::unique_ptr<CBackupTask> const copy = CopyOf(task);
-    if (change.window) {
-        SetWindow(*copy, *change.window);
-    }
-    if (change.schedule || change.window) {
-        Schedule const schedule = change.schedule.value_or(ScheduleOf(task));
-        // A once task that has made its run keeps its date when only the window moves.
-        if (change.schedule || schedule.mode != TaskTypeOnce) {
-            SetSchedule(*copy, schedule);
-        }
-    }
     if (change.clearsFilters) {
         ClearFilters(*copy);
     }
@@ -295,9 +372,11 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     if (!change.newName.empty()) {
         Rename(manager, task, *copy, change.newName);
     }
-    ChangeSources(task, *copy, change);
+    SourceChanges const sources = ChangeSources(*copy, change);
+    ChangeDates(task, *copy, change);
     bool const isDated = change.schedule || change.window;
     SetEnabled(*copy, task.m_scheduleEnabled != 0);
+    sources.TellDatabase(task);
     if (!manager.UpdateTask(&task, copy.get())) {
         throw CommandError(kExitFailed, "the task " + Quoted(task) + " is gone");
     }
@@ -305,12 +384,17 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
         // A task that becomes a continuous one is queued by the engine.
         manager.RemoveTaskFromWaitlist(&task);
         SetEnabled(task, false);
+    } else {
+        KeepWaiting(manager, task);
     }
     if (isDated) {
         // Until it has run, what counts as missed is measured from here.
         task.m_serverNextDate = task.m_dating;
     }
-    if (int const code = WriteTask(manager, task)) {
+    // UpdateTask does not say whether its row was written.
+    sources.TellDatabase(task);
+    if (int const code = WriteTask(manager, task, oldName)) {
+        sources.TellDatabase(task);  // with the next row, then
         throw CommandError(kExitFailed, "the change could not be stored: " + CodeText(code));
     }
     if (wasRunning && task.m_scheduleEnabled != 0) {
@@ -331,7 +415,7 @@ std::string Enable(CBackupManage& manager, TaskChange const& change) {
         task.EndTask();
         manager.RemoveTaskFromWaitlist(&task);
     } else if (ScheduleMode(task.m_type) == TaskTypeDaily || ScheduleMode(task.m_type) == TaskTypeWeekly) {
-        // Dates that went by while it was disabled were not missed.
+        // The next date lies ahead; until it has run, what counts as missed is measured from there.
         SetSchedule(task, ScheduleOf(task));
         task.m_serverNextDate = task.m_dating;
     }
@@ -350,6 +434,12 @@ std::string Delete(CBackupManage& manager, TaskChange const& change) {
     std::string const name = Quoted(task);
     std::string const folder = PrintableServerPath(task.m_serverFilePath);
     if (change.deletesBackup) {
+        if (PathUtilities::GetFileName(task.m_serverFilePath).IsEmpty()) {
+            throw CommandError(kExitUsage, "what the task " + name +
+                                               " stored cannot be deleted: it lies in the "
+                                               "root of the vault, among everything else");
+        }
+        RequireFreeFolder(task.m_serverFilePath);
         if (CBackupTask const* const other = FindSharer(manager, task, task.m_serverFilePath)) {
             throw CommandError(kExitUsage, "what the task " + name + " stored cannot be deleted: the task " +
                                                Quoted(*other) + " is stored there, too");
@@ -470,6 +560,9 @@ CBackupTask& BeginTask(CBackupManage& manager, CString const& name, std::string 
     task.m_taskName = name;
     task.m_description = name;
     task.m_type = TaskTypeOnce;
+    // Due from this minute on: a run that is killed before its end is made again at once.
+    CTime const now = NowRaw();
+    task.m_dating = ToStored(now - CTimeSpan(now.GetSecond()));
     task.m_logFilePath.Format(_T("backup_%s.dat.4.0"), name);
     task.m_serverFilePath =
         to.empty() ? _T("\\") + task.m_pcName + _T("\\") + name : ServerPathOf(manager, to);
@@ -514,10 +607,11 @@ bool CancelRun(CBackupTask& task) {
     return true;
 }
 
-int WriteTask(CBackupManage& manager, CBackupTask& task) {
+int WriteTask(CBackupManage& manager, CBackupTask& task, CString const& oldName) {
     // Two changes within a second are two changes.
     task.m_modifyTime = std::max(ToStored(NowRaw()), task.m_modifyTime + CTimeSpan(1));
-    return manager.AddOrEditTaskToDatabase(&task, _T("Edit"), _T("0"), task.m_taskName, _T("1"));
+    return manager.AddOrEditTaskToDatabase(&task, _T("Edit"), _T("0"),
+                                           oldName.IsEmpty() ? task.m_taskName : oldName, _T("1"));
 }
 
 }  // namespace rampart::host

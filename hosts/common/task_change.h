@@ -58,8 +58,8 @@ void SetFilters(CBackupTask& task, std::vector<std::string> const& include,
 bool CancelRun(CBackupTask& task);
 // Holds a run, or lets it go on.
 void SetRunPaused(CBackupTask& task, bool isPaused);
-// Writes the task's row with a new time of change, so that other programs and machines see it. A service
-// code.
-int WriteTask(CBackupManage& manager, CBackupTask& task);
+// Writes the task's row with a new time of change, so that other programs and machines see it. `oldName`:
+// what the row may still be called. A service code.
+int WriteTask(CBackupManage& manager, CBackupTask& task, CString const& oldName = CString());
 
 }  // namespace rampart::host

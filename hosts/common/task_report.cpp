@@ -19,11 +19,6 @@ bool IsRunning(CBackupTask& task) {
     return ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
 }
 
-bool IsOnceDone(CBackupTask const& task) {
-    return ModeOf(task) == TaskTypeOnce && task.m_backupDate.Get() >= task.m_dating &&
-           task.m_beginDate <= task.m_backupDate && task.m_backupDate <= task.m_endDate;
-}
-
 std::string ResumeReason(CBackupTask const& task) {
     if (task.m_state == TaskStateCanceled) {
         return "its last run was cut short, and the rest is made up";
@@ -45,20 +40,42 @@ std::string ModeReason(CBackupTask const& task) {
     }
 }
 
-// A date that has come: what happens to it depends on who looks at it.
+// The first time of a daily or weekly task that is not before `earliest`.
+CTime ScheduledFrom(CBackupTask const& task, CTime const& earliest) {
+    Schedule schedule;
+    schedule.mode = static_cast<TaskType>(ModeOf(task));
+    schedule.hour = task.MeantTime().GetHour();
+    schedule.minute = task.MeantTime().GetMinute();
+    schedule.days = task.m_repeatDays;
+    return schedule.FirstRun(earliest);
+}
+
+// A date that has come: what happens to it depends on who looks at it, and on whether the window has begun.
 NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating,
                CTime const& now) {
+    CTime const begin = ToRaw(task.m_beginDate);
     std::string const since = "its time was " + DayAndTime(dating, now);
-    if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce && !surroundings.isServiceRunning) {
-        Schedule schedule;
-        schedule.mode = static_cast<TaskType>(ModeOf(task));
-        schedule.hour = task.MeantTime().GetHour();
-        schedule.minute = task.MeantTime().GetMinute();
-        schedule.days = task.m_repeatDays;
-        return {schedule.FirstRun(now), since + "; runs that were missed are skipped"};
+    bool const isSkipped = surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce;
+    if (isSkipped && (begin > now || !surroundings.isServiceRunning)) {
+        return {ScheduledFrom(task, std::max(now, begin)), since + "; runs that were missed are skipped"};
+    }
+    if (begin > now) {
+        return {begin, "its window begins then"};
     }
     return {now, since + (surroundings.isServiceRunning ? " and it is started now"
                                                         : " and no service was there to start it")};
+}
+
+// A date ahead; the engine runs nothing before the window begins.
+NextRun PlannedRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating) {
+    CTime const begin = ToRaw(task.m_beginDate);
+    if (dating >= begin) {
+        return {dating, ModeReason(task)};
+    }
+    if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce) {
+        return {ScheduledFrom(task, begin), ModeReason(task)};
+    }
+    return {begin, "its window begins then"};
 }
 
 }  // namespace
@@ -99,7 +116,7 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
     } else if (dating > end) {
         none = "its window ends before its next time, " + DayAndTime(dating, now);
     } else if (dating > now) {
-        dated = NextRun{dating, ModeReason(task)};
+        dated = PlannedRun(task, surroundings, dating);
     } else {
         dated = DueRun(task, surroundings, dating, now);
     }
@@ -110,6 +127,11 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
         }
     }
     return dated ? *dated : NextRun{std::nullopt, none};
+}
+
+bool IsOnceDone(CBackupTask const& task) {
+    return ModeOf(task) == TaskTypeOnce && task.m_backupDate.Get() >= task.m_dating &&
+           task.m_beginDate <= task.m_backupDate && task.m_backupDate <= task.m_endDate;
 }
 
 std::string ScheduleText(CBackupTask const& task) {

@@ -27,6 +27,9 @@ struct NextRun {
 // When the task runs next by itself and why, seen from `now` (raw).
 NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime const& now);
 
+// Whether the one run of a once task has been made.
+bool IsOnceDone(CBackupTask const& task);
+
 // "daily at 02:30", "every Mon Thu at 22:00", "once, on ...", "continuously".
 std::string ScheduleText(CBackupTask const& task);
 // "never", or a local time.

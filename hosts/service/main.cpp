@@ -60,6 +60,7 @@ int Main(int argc, char** argv) {
         if (mutex == nullptr) {
             throw host::CommandError(host::kExitFailed, "another BackupService runs already");
         }
+        ForgetEarlierStop();
         Service service(vault);
         return service.Run();
     } catch (host::CommandError const& error) {

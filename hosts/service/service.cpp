@@ -32,24 +32,6 @@ int LogQuestion(TCHAR const* text, unsigned int, unsigned long, int) {
     return 0;
 }
 
-// Names, machines and times of change of all rows; none when the database cannot be read.
-std::optional<std::string> ReadRows() {
-    CString reply;
-    if (ApiUtilExp::GetTaskListFromWebDatabase(_T(""), _T("false"), reply) != 0) {
-        return std::nullopt;
-    }
-    std::string rows;
-    for (TCHAR const* const key :
-         {_T("RETURN_TaskName"), _T("RETURN_TaskID"), _T("RETURN_PcID"), _T("RETURN_ModifyTime")}) {
-        CStringList values(20);
-        ApiUtil::GetVarValueList(reply, key, values);
-        for (CString const& value : values) {
-            rows += host::Utf8(value) + '\n';
-        }
-    }
-    return rows;
-}
-
 }  // namespace
 
 Service::Service(std::string const& vault)
@@ -61,7 +43,9 @@ int Service::Run() {
     Log("BackupService " RAMPART_VERSION " started: " +
         host::FormatCount(static_cast<__int64>(m_manager.m_taskList.size()), "task", "tasks") + ", vault " +
         host::Printable(host::Utf8(VaultAdmin::Location())));
-    m_seenRows = ReadRows();
+    if (std::optional<Rows> const rows = ReadRows()) {
+        m_seenRows = rows->text;
+    }
     m_isReloadWanted = true;  // what changed between the two readings
     m_lastSteady = Steady::now();
     m_lastClock = NowRaw();
@@ -172,39 +156,61 @@ void Service::LookAtDatabase() {
     }
     m_isLookWanted = false;
     m_nextDatabaseLook = Steady::now() + kIdlePeriod;
-    std::optional<std::string> const rows = ReadRows();
-    if (rows.has_value() == m_isDatabaseAway) {
-        m_isDatabaseAway = !rows.has_value();
-        Log(m_isDatabaseAway ? "the vault cannot be read now; trying again every minute"
-                             : "the vault can be read again");
-    }
-    if (rows && rows != m_seenRows) {
+    std::optional<Rows> const rows = ReadRows();
+    if (rows && rows->text != m_seenRows) {
         m_isReloadWanted = true;
     }
+}
+
+std::optional<Service::Rows> Service::ReadRows() {
+    CString reply;
+    bool const isAway = ApiUtilExp::GetTaskListFromWebDatabase(_T(""), _T("false"), reply) != 0;
+    if (isAway != m_isDatabaseAway) {
+        m_isDatabaseAway = isAway;
+        Log(isAway ? "the vault cannot be read now; trying again every minute"
+                   : "the vault can be read again");
+    }
+    if (isAway) {
+        return std::nullopt;
+    }
+    Rows rows;
+    auto valuesOf = [&reply](TCHAR const* key) {
+        CStringList values(20);
+        ApiUtil::GetVarValueList(reply, key, values);
+        return std::vector<CString>(values.begin(), values.end());
+    };
+    rows.names = valuesOf(_T("RETURN_TaskName"));
+    for (TCHAR const* const key :
+         {_T("RETURN_TaskName"), _T("RETURN_TaskID"), _T("RETURN_PcID"), _T("RETURN_ModifyTime")}) {
+        for (CString const& value : valuesOf(key)) {
+            rows.text += host::Utf8(value) + '\n';
+        }
+    }
+    return rows;
 }
 
 // Only while nothing runs here: reading the list anew would end the runs, which hold the one place there is
 // anyway. Tasks that wait keep their place.
 void Service::Reload() {
-    std::optional<std::string> const rows = ReadRows();
+    std::optional<Rows> const rows = ReadRows();
     if (!rows) {
         return;
     }
-    std::vector<CString> waiting;
-    while (!m_manager.m_waitList.IsEmpty()) {
-        auto* const task = static_cast<CBackupTask*>(m_manager.m_waitList.GetHead());
-        waiting.push_back(task->m_taskName);
-        m_manager.RemoveTaskFromWaitlist(task);
-    }
+    std::vector<CString> const waiting = TakeWaiting();
     int const foreignRuns = m_foreign.Count();
     m_foreign.Forget();
     m_manager.SetNeedReloadTaskListValue(0);
     int code = 0;
-    if (rows->empty()) {
+    if (rows->names.empty()) {
         // An empty reply is an empty list; the engine takes it for none.
         m_manager.CheckNotExistedTasks();
-    } else if (!m_manager.RefreshTaskListFromDatabase(code)) {
-        Log("the tasks could not be read: " + host::Utf8(ApiUtil::GetQuilString(code)));
+    } else if (m_manager.RefreshTaskListFromDatabase(code)) {
+        m_toldProblem.clear();
+    } else {
+        Tell(m_toldProblem, code != 0
+                                ? "the tasks could not be read: " + host::Utf8(ApiUtil::GetQuilString(code))
+                                : std::string("a task, and those after it, could not be read: its row says "
+                                              "things that make no sense"));
     }
     for (CString const& name : waiting) {
         CBackupTask* const task = m_manager.GetTaskByName(name);
@@ -212,22 +218,36 @@ void Service::Reload() {
             m_manager.AddTaskToWaitlist(task, 0);
         }
     }
-    // What is missing is looked for again with the next look at the database.
-    m_seenRows = IsTaskMissing() ? std::nullopt : rows;
+    // What is missing, as a task whose sources could not be read, is looked for again with the next look at
+    // the database.
+    bool const isComplete =
+        code == 0 && std::all_of(rows->names.begin(), rows->names.end(), [this](CString const& name) {
+            return m_manager.GetTaskByName(name) != nullptr;
+        });
+    m_seenRows = isComplete ? std::optional(rows->text) : std::nullopt;
     m_foreign.Look();
-    m_isReloadWanted = code != 0 || m_foreign.Count() < foreignRuns;  // one ended meanwhile
+    m_isReloadWanted = m_foreign.Count() < foreignRuns;  // one ended meanwhile
     if (m_manager.GetNeedReloadTaskListValue()) {
         Log("read changed tasks: " +
             host::FormatCount(static_cast<__int64>(m_manager.m_taskList.size()), "task", "tasks") + " now");
     }
 }
 
-// A task whose sources could not be read is left out.
-bool Service::IsTaskMissing() {
+// The names of the tasks that wait, which no longer do so then.
+std::vector<CString> Service::TakeWaiting() {
+    CKorvaneAutoLock const lock(&m_manager.m_taskLock, _T("TakeWaiting"), 1);
     std::vector<CString> names;
-    m_manager.GetTaskNamesFromWebDatabase(names);
-    return std::any_of(names.begin(), names.end(),
-                       [this](CString const& name) { return m_manager.GetTaskByName(name) == nullptr; });
+    while (!m_manager.m_waitList.IsEmpty()) {
+        auto* const task = static_cast<CBackupTask*>(m_manager.m_waitList.GetHead());
+        names.push_back(task->m_taskName);
+        m_manager.RemoveTaskFromWaitlistNoLock(task);
+    }
+    return names;
+}
+
+bool Service::IsSomethingWaiting() {
+    CKorvaneAutoLock const lock(&m_manager.m_taskLock, _T("IsSomethingWaiting"), 1);
+    return !m_manager.m_waitList.IsEmpty();
 }
 
 // Whatever a notification missed, a look at the sources finds.
@@ -240,7 +260,7 @@ void Service::LookAtRealTimeTasks() {
 }
 
 std::chrono::milliseconds Service::UntilNextDue() {
-    bool isBusy = !m_manager.m_waitList.IsEmpty() || m_isReloadWanted || m_foreign.Count() > 0;
+    bool isBusy = IsSomethingWaiting() || (m_isReloadWanted && !m_isDatabaseAway) || m_foreign.Count() > 0;
     CTime const now = NowRaw();
     CTime earliest = now + CTimeSpan(std::chrono::seconds(kIdlePeriod).count());
     CReadSync const read(m_manager.m_taskListSync);
@@ -253,9 +273,10 @@ std::chrono::milliseconds Service::UntilNextDue() {
         if (task->m_isResume != 0) {
             earliest = std::min(earliest, std::max(host::ToRaw(task->m_resumeDate), now + CTimeSpan(1)));
         }
-        // A date counts from the first whole minute on that it reaches.
+        // A date counts from the first whole minute on that it reaches; and a second later, since a run that
+        // ends in the very second of its date would be made again.
         CTime const dating = host::ToRaw(task->m_dating);
-        CTime const due = dating + CTimeSpan((kMinute - dating.GetSecond()) % kMinute);
+        CTime const due = dating + CTimeSpan((kMinute - dating.GetSecond()) % kMinute + 1);
         if (due > now) {
             earliest = std::min(earliest, due);
         }
@@ -285,9 +306,13 @@ void Service::TellNext() {
             }
         }
     }
-    if (text != m_toldNext) {
-        m_toldNext = text;
-        Log(text);
+    Tell(m_toldNext, text);
+}
+
+void Service::Tell(std::string& told, std::string const& line) {
+    if (told != line) {
+        told = line;
+        Log(line);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/service_link.h"
 #include "common/session.h"
@@ -31,8 +32,18 @@ private:
     void LookForMissedRuns();
     void LookAtClock();
     void LookAtDatabase();
+    // Names, machines and times of change of all rows.
+    struct Rows {
+        std::string text;  // changes when a row does
+        std::vector<CString> names;
+    };
+    // None when the database cannot be read, which the log tells once.
+    std::optional<Rows> ReadRows();
     void Reload();
-    bool IsTaskMissing();
+    std::vector<CString> TakeWaiting();
+    bool IsSomethingWaiting();
+    // Logs a line that differs from the one that `told` says was logged last.
+    static void Tell(std::string& told, std::string const& line);
     void LookAtRealTimeTasks();
     std::chrono::milliseconds UntilNextDue();
     void TellNext();
@@ -62,6 +73,7 @@ private:
     Steady::time_point m_lastSteady;
     CTime m_lastClock;
     std::string m_toldNext;
+    std::string m_toldProblem;
 };
 
 }  // namespace rampart::service

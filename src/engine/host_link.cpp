@@ -62,6 +62,10 @@ void CatchServiceSignals() {
     platform::CatchServiceSignals();
 }
 
+void ForgetEarlierStop() {
+    platform::ForgetEarlierStop();
+}
+
 ServiceSignal WaitForServiceSignal(unsigned int timeoutMs) {
     switch (platform::WaitForServiceSignal(timeoutMs)) {
         case platform::ServiceSignal::kStop:

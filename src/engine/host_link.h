@@ -39,6 +39,9 @@ enum class ServiceSignal { kNone, kStop, kReload };
 // From now on the system's wish to stop (SIGTERM, SIGINT; the console's events) and to read again (SIGHUP) is
 // noted instead of ending the process.
 VAULTLIB_API void CatchServiceSignals();
+// Wishes before this call, other than the console's, were meant for a service that ran before. Called once it
+// is clear that this program is the service.
+VAULTLIB_API void ForgetEarlierStop();
 // Waits for a wish, for WakeServiceWait or for `timeoutMs`. A stop is told at every call from its first on, a
 // reload once. One thread calls.
 VAULTLIB_API ServiceSignal WaitForServiceSignal(unsigned int timeoutMs);

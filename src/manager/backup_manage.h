@@ -147,6 +147,8 @@ public:
     static CString GetSvrDataFolder();
     static CString GetSvrInfoFolder();
     static CString GetSvrHistFolder(int encrypted, int old);
+    // The paths below which all of these lie, made or not; no task is stored in, above or below one.
+    static std::vector<CString> GetSvrOwnFolders();
 
     // ---- Reports ----
     // The one entry for all events; any thread may call. `task` may be null.
@@ -250,11 +252,13 @@ private:
     void ShareCaches(CString const& ownPath);
     int ParseRows(CString const& reply, int refresh, std::vector<CBackupTask*>& removed);
     bool TakeNotExistedTasks(std::vector<CBackupTask*>& removed);
+    int ReadTaskNames(std::vector<CString>& names);
     void QueueTask(CBackupTask* task);
     bool QueueDueTasks();
     bool IsNetworkThere();
     bool StartQueuedTasks();
     static void SkipMissedRuns(CBackupTask& task, CTime const& minute);
+    bool IsListed(CBackupTask const* task);
     void ChangeWatchers(CBackupTask& task, CBackupTask const& edited, bool isMoved);
     bool MakeRoomFor(rampart::TaskReplyRow const& row, std::vector<CBackupTask*>& removed);
     void RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks);

@@ -17,16 +17,23 @@ public:
     LoopStay& operator=(LoopStay const&) = delete;
 };
 
+struct LoopWork {
+    TextView line;
+    std::function<void()> const& work;
+};
+
 UINT LoopWorker(LPVOID argument) {
     LoopStay const stay;
-    Guarded(_T("Error: loop worker"), [&] { (*static_cast<std::function<void()> const*>(argument))(); });
+    auto const& loop = *static_cast<LoopWork const*>(argument);
+    Guarded(loop.line, loop.work);
     return 0;
 }
 
 }  // namespace
 
-bool RunUnderLoop(unsigned int loopType, int canCancel, std::function<void()> const& work) {
-    CWinThread* const thread = AfxBeginThread(&LoopWorker, const_cast<std::function<void()>*>(&work));
+bool RunUnderLoop(TextView line, unsigned int loopType, int canCancel, std::function<void()> const& work) {
+    LoopWork loop{line, work};
+    CWinThread* const thread = AfxBeginThread(&LoopWorker, &loop);
     if (thread == nullptr) {
         return false;
     }

@@ -3,6 +3,8 @@
 
 #include <functional>
 
+#include "framework/types.h"
+
 namespace rampart {
 
 // The modal loop that shows nothing.
@@ -10,7 +12,7 @@ inline constexpr unsigned int kLoopPlain = 1;
 
 // Runs `work` on a worker between the host's WaitForEnterLoopMode and LeaveLoopMode, and returns once the
 // worker has ended, however the loop went: what `work` refers to may live on the caller's stack. What `work`
-// throws is a line in the debug log. False if there was no thread to be had.
-bool RunUnderLoop(unsigned int loopType, int canCancel, std::function<void()> const& work);
+// throws is `line` in the debug log. False if there was no thread to be had.
+bool RunUnderLoop(TextView line, unsigned int loopType, int canCancel, std::function<void()> const& work);
 
 }  // namespace rampart

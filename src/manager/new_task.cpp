@@ -203,7 +203,7 @@ int CBackupManage::UploadTaskInfoToDatabase(CBackupTask* task) {
             return 0;
         }
         int result = ~0;  // there was no thread to be had
-        rampart::RunUnderLoop(rampart::kLoopPlain, 0, [&] {
+        rampart::RunUnderLoop(_T("Error:UploadTaskInfoToDatabase"), rampart::kLoopPlain, 0, [&] {
             result = 0;
             theVaultLibApp.SetLoopMsg(DictionaryText(_T("UploadingTaskListInfo")));
             task->m_modifyTime = rampart::StoredNow();
@@ -216,7 +216,7 @@ int CBackupManage::UploadTaskInfoToDatabase(CBackupTask* task) {
 int CBackupManage::IsValidateTaskName(CString name, int& errorCode) {
     errorCode = 0;
     int valid = 0;
-    rampart::RunUnderLoop(rampart::kLoopPlain, 0, [&] {
+    rampart::RunUnderLoop(_T("Error:IsValidateTaskName"), rampart::kLoopPlain, 0, [&] {
         try {
             theVaultLibApp.SetLoopMsg(DictionaryText(_T("CheckTaskName")));
             CString names;
@@ -290,7 +290,7 @@ void CBackupManage::SetMaxVersions(__int64 versions) {
 }
 
 void CBackupManage::SetBeginDate(CTime const& date) {
-    m_pNewTask->SetBeginDate(date);
+    rampart::Guarded(_T("Error:SetBeginDate"), [&] { m_pNewTask->SetBeginDate(date); });
 }
 
 void CBackupManage::SetEndDate(CTime const& date) {
@@ -298,7 +298,7 @@ void CBackupManage::SetEndDate(CTime const& date) {
 }
 
 void CBackupManage::SetDating(CTime const& date) {
-    m_pNewTask->SetDating(date, 1);
+    rampart::Guarded(_T("Error:SetDating"), [&] { m_pNewTask->SetDating(date, 1); });
 }
 
 CStringList& CBackupManage::GetFilter() {
@@ -311,11 +311,11 @@ void CBackupManage::SetFilter(CString text) {
 }
 
 void CBackupManage::AddLocalPath(CString path) {
-    m_pNewTask->AddSrcPath(path);
+    rampart::Guarded(_T("Error:AddLocalPath"), [&] { m_pNewTask->AddSrcPath(path); });
 }
 
 void CBackupManage::AddLocalPath(CStringList& paths) {
-    m_pNewTask->AddSrcPathList(paths);
+    rampart::Guarded(_T("Error:AddLocalPath"), [&] { m_pNewTask->AddSrcPathList(paths); });
 }
 
 void CBackupManage::ClearLocalPathList() {
@@ -327,11 +327,13 @@ int CBackupManage::GetLocalFolderCount() const {
 }
 
 CStringList& CBackupManage::GetLocalFileList() {
-    m_localFileList.RemoveAll();
-    for (SourceInfo const* const source : m_pNewTask->m_localDirList) {
-        if (source != nullptr) {
-            m_localFileList.AddTail(source->path);
+    rampart::Guarded(_T("Error:GetLocalFileList"), [&] {
+        m_localFileList.RemoveAll();
+        for (SourceInfo const* const source : m_pNewTask->m_localDirList) {
+            if (source != nullptr) {
+                m_localFileList.AddTail(source->path);
+            }
         }
-    }
+    });
     return m_localFileList;
 }

@@ -5,6 +5,14 @@
 
 using rampart::DictionaryText;
 
+namespace {
+
+CString HistoryName(int old) {
+    return DictionaryText(old != 0 ? _T("IDS_OLDHISTFOLDER") : _T("IDS_HISTFOLDER"));
+}
+
+}  // namespace
+
 CString CBackupManage::GetSvrDataFolder() {
     return GlobalFunction::GetSvrAppFolder(DictionaryText(_T("IDS_DATAPATH")),
                                            DictionaryText(_T("IDS_DATAFLDDESC")));
@@ -15,8 +23,14 @@ CString CBackupManage::GetSvrInfoFolder() {
                                            DictionaryText(_T("IDS_INFONOTE")));
 }
 
+std::vector<CString> CBackupManage::GetSvrOwnFolders() {
+    CString const encryptedFolder = DictionaryText(_T("IDS_STRENCRYFOLDER"));
+    return {GlobalFunction::GetSvrAppFolderPath(), encryptedFolder + HistoryName(0),
+            encryptedFolder + HistoryName(1)};
+}
+
 CString CBackupManage::GetSvrHistFolder(int encrypted, int old) {
-    CString const name = DictionaryText(old != 0 ? _T("IDS_OLDHISTFOLDER") : _T("IDS_HISTFOLDER"));
+    CString const name = HistoryName(old);
     CString const note = DictionaryText(_T("IDS_HISTNOTE"));
     if (encrypted == 0) {
         return GlobalFunction::GetSvrAppFolder(name, note);

@@ -309,11 +309,16 @@ int CBackupManage::NeedRenameTaskNameToWebDatabase(CString const& name, CString 
 }
 
 void CBackupManage::GetTaskNamesFromWebDatabase(std::vector<CString>& names) {
-    rampart::Guarded(_T("Error:GetTaskNamesFromWebDatabase"), [&] {
+    ReadTaskNames(names);
+}
+
+// The service's code, or that of something unexpected; nothing is appended then.
+int CBackupManage::ReadTaskNames(std::vector<CString>& names) {
+    return rampart::Guarded(_T("Error:GetTaskNamesFromWebDatabase"), rampart::kUnexpected, [&] {
         CString text;
         CString other;
-        if (ApiUtilExp::GetTaskNamesFromWebDatabase(1, text, other) != 0) {
-            return;
+        if (int const code = ApiUtilExp::GetTaskNamesFromWebDatabase(1, text, other); code != 0) {
+            return code;
         }
         for (int bar = text.Find(_T('|')); bar > 0; bar = text.Find(_T('|'))) {
             names.push_back(text.Left(bar));
@@ -323,6 +328,7 @@ void CBackupManage::GetTaskNamesFromWebDatabase(std::vector<CString>& names) {
         if (!text.IsEmpty()) {
             names.push_back(text);
         }
+        return 0;
     });
 }
 
@@ -355,11 +361,15 @@ int CBackupManage::CheckNotExistedTasks() {
     return isDone ? isAnyGone : 0;
 }
 
-// Takes the tasks whose rows are gone off the list, with their log files. False if that failed half way.
+// Takes the tasks whose rows are gone off the list, with their log files. False if that failed half way, or
+// if nobody knows which rows there are: then every task stays.
 bool CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
-    return rampart::Guarded(_T("Error:CheckNotExistedTasks"), [&] {
+    return rampart::Guarded(_T("Error:CheckNotExistedTasks"), false, [&] {
         std::vector<CString> names;
-        GetTaskNamesFromWebDatabase(names);
+        if (int const code = ReadTaskNames(names); code != 0) {
+            LogCode(code);
+            return false;
+        }
         size_t const before = removed.size();
         {
             CWriteSync const write(m_taskListSync);
@@ -370,11 +380,13 @@ bool CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
             m_taskList.erase(firstGone, m_taskList.end());
         }
         for (size_t index = before; index < removed.size(); ++index) {
+            removed[index]->ForgetMeantTime();
             CString const& logFile = removed[index]->m_logFilePath;
             if (!logFile.IsEmpty()) {
                 KXFolder::ForceDelFile(ApiUtil::PathToFullPath(logFile));
             }
             SetNeedReloadTaskListValue(1);
         }
+        return true;
     });
 }

@@ -15,6 +15,23 @@ using rampart::FormatText;
 
 namespace {
 
+// No run of the task begins while its settings change.
+class StartsHeld {
+public:
+    StartsHeld(CBackupManage& manager, CBackupTask& task) : m_task(task), m_before(task.m_isDeleting) {
+        CKorvaneAutoLock const lock(&manager.m_taskLock, _T("UpdateTask"),
+                                    1);  // behind a pass that starts it
+        m_task.m_isDeleting = 1;
+    }
+    ~StartsHeld() { m_task.m_isDeleting = m_before; }
+    StartsHeld(StartsHeld const&) = delete;
+    StartsHeld& operator=(StartsHeld const&) = delete;
+
+private:
+    CBackupTask& m_task;
+    int32_t const m_before;
+};
+
 bool IsRealTime(CBackupTask const& task) {
     return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime;
 }
@@ -122,7 +139,8 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
     return rampart::Guarded(_T("Error:UpdateTask"), 0, [&] {
         DebugLine(_T("Task:edit task"));
         CString const logFilePath = old->m_logFilePath;
-        CBackupTask* const listed = GetTaskByID(old->m_taskID);
+        // Itself before another of its id.
+        CBackupTask* const listed = IsListed(old) ? old : GetTaskByID(old->m_taskID);
         CBackupTask& task = listed != nullptr ? *listed : *old;
         task.m_isResume = 0;
         CString const oldName = task.m_taskName;
@@ -135,10 +153,11 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             GlobalFunction::QuilMessageBox(DictionaryText(_T("IDS_STRTASKRMVERR")), 0, 0, 0);
             return 0;
         }
+        StartsHeld const held(*this, task);
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
                 task.m_description = edited->m_description;
-                rampart::RunUnderLoop(rampart::kLoopPlain, 1, [&] {
+                rampart::RunUnderLoop(_T("Error:UpdateTask"), rampart::kLoopPlain, 1, [&] {
                     theVaultLibApp.SetLoopMsg(DictionaryText(_T("IDS_STRSAVINGTASKCHG")));
                     task.RenameTask(edited->m_taskName);
                 });
@@ -150,6 +169,9 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         if (oldName != edited->m_taskName || edited->m_serverFilePath != task.m_serverFilePath) {
             edited->m_serverFilePath = PathUtilities::Append(
                 PathUtilities::GetParentFolder(edited->m_serverFilePath), edited->m_taskName);
+        }
+        if (oldName != edited->m_taskName) {
+            task.ForgetMeantTime();  // kept by name; the new one takes it over
         }
         task = *edited;
         m_taskListChanged = 1;
@@ -163,6 +185,11 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         }
         return 1;
     });
+}
+
+bool CBackupManage::IsListed(CBackupTask const* task) {
+    CReadSync const read(m_taskListSync);
+    return std::find(m_taskList.begin(), m_taskList.end(), task) != m_taskList.end();
 }
 
 void CBackupManage::ChangeWatchers(CBackupTask& task, CBackupTask const& edited, bool isMoved) {
@@ -256,6 +283,7 @@ void CBackupManage::RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks) {
                 KXFolder::ForceDelFile(ApiUtil::PathToFullPath(task->m_logFilePath));
             }
             RemoveTaskFromWaitlist(task);
+            task->ForgetMeantTime();
             delete task;  // the list owned it
         });
     }

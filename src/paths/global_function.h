@@ -51,6 +51,7 @@ public:
 
     // ---- Paths and settings (paths) ----
     static CString GetSvrAppFolder(CString name, CString note);  // created; empty on failure
+    static CString GetSvrAppFolderPath();  // of the folder that holds those; perhaps not there
     static int IsEncryptionPath(CString path);
     static int IsWINOSBackupType(CString path);
     static void AddColonToPath(CString& path);

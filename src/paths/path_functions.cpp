@@ -28,23 +28,14 @@ bool MakeServerFolder(CString const& path, CString const& name, CString const& n
 
 // The folder of the application on the server, made; empty on failure.
 CString MakeApplicationFolder() {
-    CString folder = _T("\\");
-    const CString applicationCaption = DictionaryText(_T("IDS_STRAPPFOLDERCAP"));
-    const CString applicationNote = DictionaryText(_T("IDS_STRAPPFOLDERNOTE"));
-    if (IsApplicationFolderMode()) {
-        folder += DictionaryText(_T("IDS_STRAPPFOLDER"));
-        return MakeServerFolder(folder, applicationCaption, applicationNote) ? folder : CString();
-    }
-    if (ApiUtil::GetUsertype() == kAdministratorType) {
-        folder += DictionaryText(_T("IDS_STRADMINROOTFOLDER")) + _T("\\");
-    }
-    folder += DictionaryText(_T("IDS_STRQUILFOLDER"));
-    if (!MakeServerFolder(folder, DictionaryText(_T("IDS_STRQUILDATACAP")),
-                          DictionaryText(_T("IDS_STRQUILDATANOTE")))) {
-        return CString();
-    }
-    folder = PathUtilities::Append(folder, DictionaryText(_T("ServerStoreTaskPath")));
-    return MakeServerFolder(folder, applicationCaption, applicationNote) ? folder : CString();
+    const CString folder = GlobalFunction::GetSvrAppFolderPath();
+    const bool hasParent =
+        IsApplicationFolderMode() ||
+        MakeServerFolder(PathUtilities::GetParentFolder(folder), DictionaryText(_T("IDS_STRQUILDATACAP")),
+                         DictionaryText(_T("IDS_STRQUILDATANOTE")));
+    const bool isMade = hasParent && MakeServerFolder(folder, DictionaryText(_T("IDS_STRAPPFOLDERCAP")),
+                                                      DictionaryText(_T("IDS_STRAPPFOLDERNOTE")));
+    return isMade ? folder : CString();
 }
 
 // Section of the per-user settings.
@@ -53,6 +44,18 @@ CString SettingsSection() {
 }
 
 }  // namespace
+
+CString GlobalFunction::GetSvrAppFolderPath() {
+    CString folder = _T("\\");
+    if (IsApplicationFolderMode()) {
+        return folder + DictionaryText(_T("IDS_STRAPPFOLDER"));
+    }
+    if (ApiUtil::GetUsertype() == kAdministratorType) {
+        folder += DictionaryText(_T("IDS_STRADMINROOTFOLDER")) + _T("\\");
+    }
+    folder += DictionaryText(_T("IDS_STRQUILFOLDER"));
+    return PathUtilities::Append(folder, DictionaryText(_T("ServerStoreTaskPath")));
+}
 
 CString GlobalFunction::GetSvrAppFolder(CString name, CString note) {
     return rampart::Guarded(_T("Error:GetSvrAppFolder"), CString(), [&] {

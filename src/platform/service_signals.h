@@ -11,6 +11,9 @@ enum class ServiceSignal { kNone, kStop, kReload };
 // a reload; on Windows the console's events and a named event are a stop. A second interrupt by hand ends the
 // process at once, with the exit code 6.
 void CatchServiceSignals();
+// The wishes before this call, other than the console's, were meant for a program that ran before. Called
+// once it is clear that this one is the service.
+void ForgetEarlierStop();
 // Waits for a wish, for WakeServiceWait or for `timeoutMs`. A stop is told at every call from its first on, a
 // reload once. One thread calls.
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs);

@@ -107,6 +107,28 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     }
     ClearTask();
     WaitForThreads();  // a run that has left the registry still names its task
+    if (m_serverFilePath.CompareNoCase(other.m_serverFilePath) != 0) {
+        GlobalFunction::CreateSrvFolder(other.m_serverFilePath, _T(""), _T(""), nullptr);
+        ApiUtil::GetServerPathlist().RefreshFolder(other.m_serverFilePath, 1, 1);
+    } else {
+        other.m_serverFilePath = m_serverFilePath;
+    }
+    if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
+        // Others walk the list meanwhile.
+        CKorvaneAutoLock const lock(&manager->m_taskLock, _T("CBackupTask"), 1);
+        CWriteSync const write(manager->m_taskListSync);
+        TakeSettings(other);
+    } else {
+        TakeSettings(other);
+    }
+    KeepMeantTime();
+    if (m_type == TaskTypeRealTime) {
+        StartHook();
+    }
+    return *this;
+}
+
+void CBackupTask::TakeSettings(CBackupTask& other) {
     m_taskName = other.m_taskName;
     m_description = other.m_description;
     m_type = other.m_type;
@@ -116,11 +138,7 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     m_filterExList.AddTail(&other.m_filterExList);
     m_filtedPathList.RemoveAll();
     m_filtedPathList.AddTail(&other.m_filtedPathList);
-    if (m_serverFilePath.CompareNoCase(other.m_serverFilePath) != 0) {
-        GlobalFunction::CreateSrvFolder(other.m_serverFilePath, _T(""), _T(""), nullptr);
-        ApiUtil::GetServerPathlist().RefreshFolder(other.m_serverFilePath, 1, 1);
-        m_serverFilePath = other.m_serverFilePath;
-    }
+    m_serverFilePath = other.m_serverFilePath;
     m_logFilePath = other.m_logFilePath;
     m_backupDate = other.m_backupDate;
     m_pcID = other.m_pcID;
@@ -132,7 +150,7 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     m_encryMode = other.m_encryMode;
     m_beginDate = other.m_beginDate;
     m_endDate = other.m_endDate;
-    m_dating = other.m_dating;
+    TakeDating(other);
     m_resumeDate = other.m_resumeDate;
     m_remoteSize = other.m_remoteSize;
     m_pendingChange = 0;
@@ -142,10 +160,6 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     m_nextCountEventDate = other.m_nextCountEventDate;
     m_scheduleEnabled = other.m_scheduleEnabled;
     m_repeatDays = other.m_repeatDays;
-    if (m_type == TaskTypeRealTime) {
-        StartHook();
-    }
-    return *this;
 }
 
 int CBackupTask::operator==(CBackupTask& other) {
@@ -183,6 +197,18 @@ void CBackupTask::SetTaskNameToPrgbar(CString const& name) {
 }
 
 void CBackupTask::ChangeMaxVersion(__int64) {}
+
+CString CBackupTask::IdAndNameMark() const {
+    constexpr uint32_t kFnvBasis = 2166136261u;
+    constexpr uint32_t kFnvPrime = 16777619u;
+    CString lower = m_taskName;
+    lower.MakeLower();
+    uint32_t mark = kFnvBasis;
+    for (char const byte : lower.ToUtf8()) {
+        mark = (mark ^ static_cast<unsigned char>(byte)) * kFnvPrime;
+    }
+    return rampart::FormatText(_T("%d-%08x"), m_taskID, mark);
+}
 
 int CBackupTask::IsEncryptionBackup() {
     return rampart::Guarded(_T("Error:IsEncryptionBackup"), 0, [&] {

@@ -61,10 +61,16 @@ public:
     // A raw time of the hour, minute and second at which the task is meant to run; its date says nothing.
     // m_dating itself may be off it for one night in which the clock changes.
     CTime MeantTime() const;
-    // Sets m_dating to the raw time `next`, a date at the time of day of `meant`.
+    // Sets m_dating to the raw time `next`, a date at the time of day of `meant`, and keeps the latter for
+    // the next process.
     void MoveDating(CTime const& next, CTime const& meant);
     // After m_dating was read from the database: what an earlier process meant by that date.
     void RestoreMeantTime();
+    // The task takes another name, or is deleted.
+    void ForgetMeantTime() const;
+    // Its id and a mark of its name, fit for a part of a name. Programs that make a task in the same
+    // millisecond give it the same id.
+    CString IdAndNameMark() const;
 
     // ---- Sources ----
     CString GetFirstSrcPath() const;
@@ -308,10 +314,14 @@ private:
 
     rampart::Word<HANDLE> m_runThread = nullptr;
     bool IsDatingShifted() const;
+    void TakeSettings(CBackupTask& other);
+    void TakeDating(CBackupTask const& other);
+    void KeepMeantTime() const;
 
-    // When m_dating is a date that could not keep the time of day that was meant: that date, and the time.
-    CTime m_shiftedDating;
-    CTime m_meantDating;
+    // The time of day that is meant by the date m_meantDate, which may not be able to keep it; when m_dating
+    // is another date, nothing.
+    CTime m_meantDate;
+    CTime m_meantTime;
 };
 
 // Thread entries of a run; `task` is a CBackupTask.

@@ -75,7 +75,15 @@ bool IsSameTimeOfDay(CTime const& a, CTime const& b) {
 constexpr TCHAR const* kMeantFormat = _T("%I64d %d %d %d");
 
 CString MeantTimeName(CBackupTask const& task) {
-    return rampart::FormatText(_T("MeantTime%d"), task.m_taskID);
+    return _T("MeantTime") + task.IdAndNameMark();
+}
+
+void SaveMeantTime(CBackupTask const& task, CString const& text) {
+    CString before;
+    GlobalFunction::LoadStringFromRegstry(MeantTimeName(task), before);
+    if (text != before) {
+        GlobalFunction::SaveStringToRegstry(MeantTimeName(task), text);
+    }
 }
 
 // A date travels as its calendar fields, which do not say whether they are those of summer time.
@@ -161,11 +169,11 @@ void CBackupTask::SetNextDating() {
 }
 
 bool CBackupTask::IsDatingShifted() const {
-    return m_shiftedDating != CTime() && m_dating == m_shiftedDating;
+    return !IsSameTimeOfDay(rampart::ToRaw(m_dating), MeantTime());
 }
 
 CTime CBackupTask::MeantTime() const {
-    return IsDatingShifted() ? m_meantDating : rampart::ToRaw(m_dating);
+    return m_dating == m_meantDate ? m_meantTime : rampart::ToRaw(m_dating);
 }
 
 // In a night in which the clock changes an hour does not exist or exists twice, and neither the stored form
@@ -173,18 +181,32 @@ CTime CBackupTask::MeantTime() const {
 // runs after it come at their time again, also when another process has to see to that.
 void CBackupTask::MoveDating(CTime const& next, CTime const& meant) {
     m_dating = rampart::ToStored(next);
-    bool const isShifted = !IsSameTimeOfDay(rampart::ToRaw(m_dating), meant);
-    m_shiftedDating = isShifted ? m_dating.Get() : CTime();
-    m_meantDating = isShifted ? meant : CTime();
+    m_meantDate = m_dating;
+    m_meantTime = meant;
+    KeepMeantTime();
+}
+
+void CBackupTask::KeepMeantTime() const {
+    CTime const meant = MeantTime();
     CTime const read = AsDatabaseReads(m_dating);
     CString kept;
-    if (isShifted || !IsSameTimeOfDay(rampart::ToRaw(read), meant)) {
+    if (IsDatingShifted() || !IsSameTimeOfDay(rampart::ToRaw(read), meant)) {
         kept.Format(kMeantFormat, read.GetTime(), meant.GetHour(), meant.GetMinute(), meant.GetSecond());
     }
-    CString before;
-    GlobalFunction::LoadStringFromRegstry(MeantTimeName(*this), before);
-    if (kept != before) {
-        GlobalFunction::SaveStringToRegstry(MeantTimeName(*this), kept);
+    SaveMeantTime(*this, kept);
+}
+
+void CBackupTask::ForgetMeantTime() const {
+    SaveMeantTime(*this, _T(""));
+}
+
+// Another record's date, with what it means by that; one that says nothing of it changes nothing of an equal
+// date.
+void CBackupTask::TakeDating(CBackupTask const& other) {
+    m_dating = other.m_dating;
+    if (other.m_dating == other.m_meantDate) {
+        m_meantDate = other.m_meantDate;
+        m_meantTime = other.m_meantTime;
     }
 }
 
@@ -198,8 +220,8 @@ void CBackupTask::RestoreMeantTime() {
     // Of another date it was the time once.
     std::istringstream text(kept.ToUtf8());
     if (text >> date >> hour >> minute >> second && date == m_dating.Get().GetTime()) {
-        m_shiftedDating = m_dating;
-        m_meantDating = CTime(2001, 1, 1, hour, minute, second);
+        m_meantDate = m_dating;
+        m_meantTime = CTime(2001, 1, 1, hour, minute, second);
     }
 }
 

@@ -70,6 +70,51 @@ protected:
 
 }  // namespace
 
+// A timer's thread makes the passes, while another one changes the tasks.
+TEST_F(HostAndRuns, PassesMeetChangesWithoutHarm) {
+    EngineHome::SetOption(_T("MultipleRunningTaskCount"), _T("3"));
+    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(1);
+    for (int number = 0; number < kTasks; ++number) {
+        Make(number);
+    }
+    for (int const skipsMissed : {0, 1}) {
+        manager->m_skipMissedTask = skipsMissed;
+        std::atomic<bool> isOver{false};
+        std::thread timer([&] {
+            while (!isOver) {
+                manager->DoScheduleTask();
+                manager->SyncScheduleTask();
+                manager->DoScheduleNextTime();
+            }
+        });
+        for (int round = 0; round < kRounds / 2; ++round) {
+            int const number = round / 3 % kTasks;
+            Start(number);
+            switch (round % 3) {
+                case 0:
+                    Edit(number);
+                    break;
+                case 1:
+                    Replace(number);
+                    break;
+                default:
+                    Refresh();
+                    break;
+            }
+        }
+        isOver = true;
+        timer.join();
+    }
+    for (int number = 0; number < kTasks; ++number) {
+        CBackupTask* const task = Find(number);
+        ASSERT_NE(nullptr, task) << number;
+        WaitForEnd(*task);
+        manager->RemoveTaskFromWaitlist(task);
+        EXPECT_EQ(TaskStateFinished, Run(*task)) << number;
+    }
+    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(0);
+}
+
 TEST_F(HostAndRuns, MeetWithoutHarm) {
     EngineHome::SetOption(_T("MultipleRunningTaskCount"), _T("3"));
     ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(1);

@@ -113,6 +113,195 @@ TEST_F(RunEnd, StateRetryAndNextDateFollowFromTheResult) {
     }
 }
 
+struct EndMarks {
+    char const* what;
+    int mode = TaskTypeDaily;
+    // Before the end.
+    bool isError = false;
+    bool hasFailedFiles = false;
+    int lateSeconds = 3601;
+    bool isRetryKnown = false;
+    bool isTried = false;
+    bool mayRetry = true;
+    bool isEnabled = true;
+    int type = BACKUP_THREAD_FULL;
+    int result = 0;
+    // After it.
+    int state = TaskStateFinished;
+    bool isRetryPlanned = false;
+    bool isDateMoved = true;
+    bool isResumeKept = false;
+    bool hasRealTimeFailed = true;  // as before
+    bool isTaskChanged = false;
+    bool isTriedAfter = false;
+};
+
+TEST_F(RunEnd, MarksAndRetriesFollowFromWhatWasBefore) {
+    constexpr int kDateThread = 2;
+    EndMarks const kEnds[] = {
+        {.what = "good at the very date",
+         .lateSeconds = 0,
+         .isDateMoved = false,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "failed files at the very date, retry known",
+         .hasFailedFiles = true,
+         .lateSeconds = 0,
+         .isRetryKnown = true,
+         .isDateMoved = false,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "error at the very date, retry known",
+         .isError = true,
+         .lateSeconds = 0,
+         .isRetryKnown = true,
+         .state = TaskStateFailed,
+         .isDateMoved = false},
+        {.what = "daily, retries off", .isError = true, .mayRetry = false, .state = TaskStateFailed},
+        {.what = "weekly, retries off",
+         .mode = TaskTypeWeekly,
+         .isError = true,
+         .mayRetry = false,
+         .state = TaskStateFailed},
+        {.what = "once, retries off",
+         .mode = TaskTypeOnce,
+         .isError = true,
+         .mayRetry = false,
+         .state = TaskStateFailed},
+        {.what = "real time, retries off",
+         .mode = TaskTypeRealTime,
+         .isError = true,
+         .mayRetry = false,
+         .state = TaskStateFailed,
+         .isDateMoved = false},
+        {.what = "failed files, retries off",
+         .hasFailedFiles = true,
+         .mayRetry = false,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "real time, cancelled with an error",
+         .mode = TaskTypeRealTime,
+         .isError = true,
+         .result = kCancelled,
+         .state = TaskStateCanceled,
+         .isDateMoved = false,
+         .hasRealTimeFailed = false},
+        {.what = "once, cancelled with an error",
+         .mode = TaskTypeOnce,
+         .isError = true,
+         .result = kCancelled,
+         .state = TaskStateCanceled,
+         .hasRealTimeFailed = false},
+        {.what = "real time, its date only, cancelled with an error",
+         .mode = TaskTypeRealTime,
+         .isError = true,
+         .type = kDateThread,
+         .result = kCancelled,
+         .state = TaskStateCanceled,
+         .isDateMoved = false},
+        {.what = "weekly, failed files",
+         .mode = TaskTypeWeekly,
+         .hasFailedFiles = true,
+         .lateSeconds = -3601,
+         .isRetryPlanned = true,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "real time, error, retry known",
+         .mode = TaskTypeRealTime,
+         .isError = true,
+         .isRetryKnown = true,
+         .state = TaskStateFailed,
+         .isDateMoved = false},
+        {.what = "real time, changes only",
+         .mode = TaskTypeRealTime,
+         .type = BACKUP_THREAD_CHANGE,
+         .isDateMoved = false,
+         .isTaskChanged = true},
+        {.what = "real time, its date only",
+         .mode = TaskTypeRealTime,
+         .type = kDateThread,
+         .isDateMoved = false,
+         .isResumeKept = true,
+         .isTaskChanged = true},
+        {.what = "disabled with an error",
+         .isError = true,
+         .isEnabled = false,
+         .state = TaskStateDisabled,
+         .isRetryPlanned = true,
+         .isDateMoved = false},
+        {.what = "failed files, early, tried",
+         .hasFailedFiles = true,
+         .lateSeconds = -3601,
+         .isTried = true,
+         .isDateMoved = false,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true,
+         .isTriedAfter = true},
+        {.what = "failed files, late, tried",
+         .hasFailedFiles = true,
+         .isTried = true,
+         .isRetryPlanned = true,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "good, early, tried",
+         .lateSeconds = -3601,
+         .isTried = true,
+         .isDateMoved = false,
+         .hasRealTimeFailed = false,
+         .isTaskChanged = true},
+        {.what = "failed files, cancelled, tried",
+         .hasFailedFiles = true,
+         .isTried = true,
+         .result = kCancelled,
+         .state = TaskStateCanceled,
+         .hasRealTimeFailed = false},
+        {.what = "no space", .result = kNoSpace, .state = TaskStateCanceled, .hasRealTimeFailed = false},
+    };
+    CString const retryFlag = ApiUtil::GetCustomerID() + DictUtil::GetValue(_T("TaskRetryOnceReg"), _T(""));
+    CTime const resume = StoredNow() + CTimeSpan(7);
+    for (EndMarks const& end : kEnds) {
+        SCOPED_TRACE(end.what);
+        GlobalFunction::SaveFlag(retryFlag, end.mayRetry ? 1 : 0);
+        m_task.m_type = static_cast<TaskType>(end.mode);
+        m_task.m_state = TaskStateRunning;
+        m_task.m_errorOccured = end.isError;
+        m_task.m_hadFileFailure = end.hasFailedFiles;
+        m_task.m_failureRetryTried = end.isTried;
+        m_task.m_retryScheduled = end.isRetryKnown;
+        m_task.m_scheduleEnabled = end.isEnabled;
+        m_task.m_errorRetryFactor = 0;
+        m_task.m_isResume = 1;
+        m_task.m_resumeDate = resume;
+        m_task.m_realTimeFailed = 1;
+        m_task.m_taskChanged = 0;
+        m_task.m_lastRetryDate = StoredNow();
+        CTime const dating = m_task.m_dating = StoredNow() - CTimeSpan(end.lateSeconds);
+        Done(end.result, static_cast<BackupThreadType>(end.type));
+        EXPECT_EQ(m_task.m_state, end.state);
+        EXPECT_EQ(IsRetryPlanned(), end.isRetryPlanned);
+        EXPECT_EQ(m_task.m_isResume != 0, end.isRetryPlanned || end.isResumeKept);
+        EXPECT_EQ(m_task.m_dating != dating, end.isDateMoved);
+        EXPECT_EQ(m_task.m_realTimeFailed != 0, end.hasRealTimeFailed);
+        EXPECT_EQ(m_task.m_taskChanged != 0, end.isTaskChanged);
+        EXPECT_EQ(m_task.m_failureRetryTried != 0, end.isTriedAfter);
+    }
+}
+
+TEST_F(RunEnd, OptionsSayWhenAFailureIsTriedAgainAndWhenItCounts) {
+    EngineHome::SetOption(_T("errorRetryInterval"), _T("7"));
+    EngineHome::SetOption(_T("FlexEmailTimeMinutes"), _T("2"));
+    m_task.m_type = TaskTypeRealTime;
+    m_task.m_errorOccured = 1;
+    Done(0);
+    EXPECT_EQ(m_task.m_resumeDate, ToStored(RawNow() + CTimeSpan(7 * 60)));
+    for (auto const& [seconds, counts] : {std::pair(119, false), {1, true}}) {
+        m_clock.Advance(seconds);
+        m_task.m_errorOccured = 0;
+        Done(0, BACKUP_THREAD_CHANGE);
+        EXPECT_EQ(m_task.m_errorOccured != 0, counts) << seconds;
+    }
+}
+
 TEST_F(RunEnd, RetryOfFailedFilesIsPlannedOnceForEachDate) {
     m_task.m_hadFileFailure = 1;
     Done(0);

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <optional>
+#include <set>
 
 #include "paths/global_function.h"
 #include "support/engine_home.h"
@@ -57,8 +58,10 @@ struct Expectation {
     }
 };
 
-class Year : public testing::Test {
+// With runs that were missed made up (0), or skipped (1).
+class Year : public testing::TestWithParam<int> {
 protected:
+    static bool SkipsMissedRuns() { return GetParam() != 0; }
     // 2028, a leap year, and the days around it in a zone with daylight saving time.
     Year() : m_clock(Utc(2027, 12, 27, 23), 3600) {
         m_clock.AddZoneChange(Utc(2028, 3, 26, 1), 7200);
@@ -85,7 +88,10 @@ protected:
 
     void Make(int i) {
         Expectation expected;
-        expected.mode = i % 12 == 11 ? TaskTypeRealTime : i % 6 == 5 ? TaskTypeOnce : 1 + i % 2;
+        // A weekly task that skips a date may skip a later one of the same week, too: left to tests of its
+        // own.
+        int const repeating = SkipsMissedRuns() ? TaskTypeDaily : 1 + i % 2;
+        expected.mode = i % 12 == 11 ? TaskTypeRealTime : i % 6 == 5 ? TaskTypeOnce : repeating;
         constexpr int kHours[] = {2, 7, 0, 3, 14, 22, 1, 18, 11, 3, 2, 5};
         expected.hour = kHours[i % 12];
         expected.minute = i % 3 == 0 ? 30 : 0;
@@ -121,6 +127,7 @@ protected:
         theVaultLibApp.m_pBackupManage = manager.get();
         manager->m_myID = machine;
         manager->Initialize();
+        manager->m_skipMissedTask = GetParam();
         ASSERT_EQ(1, manager->LoadTaskListFromWebDatabase());
         ASSERT_EQ(m_expected.size(), manager->m_taskList.size());
         for (CBackupTask* const task : manager->m_taskList) {
@@ -139,11 +146,17 @@ protected:
         return expected.retry && ToStored(*expected.retry) <= StoredNow();
     }
 
+    // Whether there was a date that still counts.
+    static bool IsDateDue(Expectation const& expected, CTime const& from, CTime const& to) {
+        bool const isSkipped = SkipsMissedRuns() && expected.mode != TaskTypeOnce;
+        return expected.HasDate(isSkipped ? to - CTimeSpan(kSecondsOfMinute) : from, to);
+    }
+
     bool IsExpected(Expectation const& expected, CTime const& from, CTime const& to) const {
         if (expected.mode == TaskTypeRealTime) {
             return expected.renewed && StoredMinute() >= *expected.renewed + CTimeSpan(kRenewSeconds);
         }
-        return expected.HasDate(from, to) || IsRetryDue(expected);
+        return IsDateDue(expected, from, to) || IsRetryDue(expected);
     }
 
     // In these hours a run may come an hour early or late, for the hour of its time is not there or comes
@@ -175,7 +188,7 @@ protected:
             Expectation& expected = m_expected[task->m_taskName];
             bool const isDue = task->NowDating() != 0;
             bool const isMine = expected.machine == manager.m_myID;
-            bool const isRetry = IsRetryDue(expected) && !expected.HasDate(from, to);
+            bool const isRetry = IsRetryDue(expected) && !IsDateDue(expected, from, to);
             SCOPED_TRACE(task->m_taskName.ToUtf8() + " of mode " + std::to_string(expected.mode) + " at " +
                          to.Format(_T("%Y-%m-%d %H:%M")).ToUtf8() + ", dated " +
                          ToRaw(task->m_dating).Format(_T("%Y-%m-%d %H:%M")).ToUtf8());
@@ -224,7 +237,7 @@ protected:
     int m_sleeps = 0;
 };
 
-TEST_F(Year, EveryDueRunHappensOnceAtItsTime) {
+TEST_P(Year, EveryDueRunHappensOnceAtItsTime) {
     // A continuous task has run before it renews its date.
     for (auto& [machine, manager] : m_managers) {
         theVaultLibApp.m_pBackupManage = manager.get();
@@ -257,6 +270,7 @@ TEST_F(Year, EveryDueRunHappensOnceAtItsTime) {
             if (sleeps) {
                 theVaultLibApp.m_pBackupManage = manager.get();
                 manager->SyncScheduleTask();
+                manager->DoScheduleNextTime();
             }
             m_clock.SetSeconds(moment);
             Look(*manager, last, now);
@@ -271,6 +285,85 @@ TEST_F(Year, EveryDueRunHappensOnceAtItsTime) {
     std::printf("%zu tasks on 2 machines, %d runs, %d failures, %d retries, %d restarts, %d sleeps\n",
                 m_expected.size(), m_runs, m_failures, m_retries, m_restarts, m_sleeps);
     RecordProperty("runs", m_runs);
+}
+
+INSTANTIATE_TEST_SUITE_P(MissedRuns, Year, testing::Values(0, 1),
+                         [](testing::TestParamInfo<int> const& info) {
+                             return info.param == 0 ? "MadeUp" : "Skipped";
+                         });
+
+struct SpringClock {
+    SpringClock() : clock(Utc(2028, 3, 9, 11), 3600) { clock.AddZoneChange(Utc(2028, 3, 26, 1), 7200); }
+    ScriptedClock clock;
+};
+
+// Weeks of passes over real runs, of which one at a time may go on.
+class Weeks : private SpringClock, public EngineTest {
+protected:
+    CBackupTask& Make(std::string const& name, TaskType mode, CTime const& first, int days = 0) {
+        m_tree.Write(name + "/file", name);
+        CBackupTask& task = MakeTask(name, {m_tree.Native(name)});
+        task.m_type = mode;
+        task.m_repeatDays = days;
+        task.SetDating(ToStored(first), 0);
+        m_seen[&task] = task.m_backupDate;
+        return task;
+    }
+
+    // What is due at this moment, one run after the other. A run that ends in the very second of its date
+    // would be made again, so the pass comes a second later, as that of a host does.
+    void Pass(int64_t moment) {
+        clock.SetSeconds(moment + 1);
+        do {
+            manager->DoScheduleTask();
+            for (auto& [task, seen] : m_seen) {
+                WaitForEnd(*task);
+                if (task->m_backupDate != seen) {
+                    seen = task->m_backupDate;
+                    runs[task].push_back(ToRaw(seen));
+                    EXPECT_EQ(TaskStateFinished, task->m_state);
+                }
+            }
+        } while (!manager->m_waitList.IsEmpty());
+    }
+
+    std::map<CBackupTask*, std::vector<CTime>> runs;  // when each ended, raw
+
+private:
+    TempFolder m_tree;
+    std::map<CBackupTask*, CTime> m_seen;
+};
+
+TEST_F(Weeks, PassesStartWhatIsDueAndWhatWaitedForItsTurn) {
+    constexpr int kDays = 28;
+    constexpr int kMonday = 1 << 1;
+    constexpr int kThursday = 1 << 4;
+    CBackupTask& first = Make("first", TaskTypeDaily, CTime(2028, 3, 10, 2, 30, 0));
+    CBackupTask& second = Make("second", TaskTypeDaily, CTime(2028, 3, 10, 2, 30, 0));
+    CBackupTask& weekly = Make("weekly", TaskTypeWeekly, CTime(2028, 3, 9, 22, 0, 0), kMonday | kThursday);
+    CBackupTask& once = Make("once", TaskTypeOnce, CTime(2028, 3, 20, 2, 30, 0));
+    int64_t const begin = RawNow().GetTime();
+    for (int64_t moment = begin; moment < begin + kDays * kDaySeconds; moment += kStepSeconds) {
+        Pass(moment);
+        ASSERT_FALSE(HasFailure()) << RawNow().Format(_T("%Y-%m-%d %H:%M")).ToUtf8();
+    }
+    EXPECT_EQ(1u, runs[&once].size());
+    EXPECT_EQ(8u, runs[&weekly].size());
+    for (CTime const& run : runs[&weekly]) {
+        EXPECT_EQ(_T("22:0"), run.Format(_T("%H:%M")).Left(4)) << run.Format(_T("%Y-%m-%d %H:%M")).ToUtf8();
+        EXPECT_TRUE(run.GetDayOfWeek() == 2 || run.GetDayOfWeek() == 5);
+    }
+    for (CBackupTask* const task : {&first, &second}) {
+        EXPECT_EQ(static_cast<size_t>(kDays), runs[task].size());
+        std::set<CString> days;
+        for (CTime const& run : runs[task]) {
+            CString const day = run.Format(_T("%m-%d"));
+            EXPECT_TRUE(days.insert(day).second) << day.ToUtf8();
+            if (day != _T("03-26")) {
+                EXPECT_EQ(_T("02:3"), run.Format(_T("%H:%M")).Left(4)) << day.ToUtf8();
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -1,16 +1,14 @@
 // Tasks and their rows in the database of a real vault.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "engine/vaultlib_app.h"
 #include "paths/global_function.h"
-#include "storage/embedded_service.h"
 #include "storage/service_code.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
-#include "support/scripted_service.h"
 #include "task/schedule_calendar.h"
 #include "task/stored_time.h"
-#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -46,16 +44,6 @@ protected:
         EXPECT_EQ(reader.LoadTaskListFromWebDatabase(), 1);
         EXPECT_EQ(reader.m_taskList.size(), 1u);
         return *reader.m_taskList.front();
-    }
-
-    // The vault behind a service that answers as the test says.
-    template <typename Service = ScriptedService>
-    std::shared_ptr<Service> Script() {
-        std::unique_ptr<EmbeddedService> opened;
-        EXPECT_TRUE(EmbeddedService::Open(m_home.Native("vault"), {}, opened).Ok());
-        auto service = std::make_shared<Service>(std::shared_ptr<StorageService>(std::move(opened)));
-        SetStorageService(service);
-        return service;
     }
 
     ScriptedClock m_clock{Utc(2024, 5, 15, 10, 0, 5), 7200};
@@ -162,6 +150,24 @@ TEST_F(ForeignReply, WithoutStatesLoadsEveryTaskReady) {
     EXPECT_EQ(Manager().m_taskList[1]->m_scheduleEnabled, 1);
 }
 
+TEST_F(ForeignReply, NumbersAreReadAsFarAsTheyGo) {
+    CString reply = Reply();
+    ASSERT_EQ(reply.Replace(_T("ETURN_MaxVersion=10"), _T("ETURN_MaxVersion=12abc")), 2);
+    ASSERT_EQ(reply.Replace(_T("RETURN_Type=1"), _T("RETURN_Type=x")), 2);
+    EXPECT_EQ(Manager().ParseTaskListFromWebDatabase(reply, 0), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 2u);
+    EXPECT_EQ(Manager().m_taskList[0]->m_maxVersion, 12);
+    EXPECT_EQ(Manager().m_taskList[0]->m_type, TaskTypeRealTime);
+}
+
+TEST_F(ForeignReply, RowThatComesTwiceIsOneTaskOfARefresh) {
+    CString reply = Reply();
+    ASSERT_EQ(reply.Replace(_T("RETURN_TaskName=b"), _T("RETURN_TaskName=a")), 1);
+    EXPECT_EQ(Manager().ParseTaskListFromWebDatabase(reply, 1), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().m_taskList[0]->m_taskName, _T("a"));
+}
+
 TEST_F(ForeignReply, EndsWhereAColumnEnds) {
     CString reply = Reply();
     int const last = reply.Find(_T("ETURN_MaxVersion="), reply.Find(_T("ETURN_MaxVersion=")) + 1);
@@ -222,8 +228,14 @@ TEST_F(TaskDatabase, NewTaskGoesFromCreationToListAndDatabase) {
     CBackupTask* const first = Manager().m_pNewTask;
     ASSERT_EQ(Manager().BeginNewTask(), 1);
     EXPECT_NE(Manager().m_pNewTask, first);
+    EXPECT_NE(Manager().GetTaskName(), first->m_taskName);
     Manager().CancelNewTask();
     EXPECT_EQ(Manager().m_pNewTask, first) << "the creation that was set aside comes back";
+    first->m_taskName = FormatText(DictUtil::GetValue(_T("IDS_TASKNAMEFOR"), _T("")), 1);
+    ASSERT_EQ(Manager().BeginNewTask(), 1);
+    EXPECT_EQ(Manager().GetTaskName(), FormatText(DictUtil::GetValue(_T("IDS_TASKNAMEFOR"), _T("")), 2))
+        << "neither a listed name nor that of the creation that was set aside";
+    Manager().CancelNewTask();
 }
 
 TEST_F(TaskDatabase, DisabledContinuousTaskIsAddedAndLeftAlone) {
@@ -302,7 +314,7 @@ TEST_F(TaskDatabase, RowWhoseSourcesCannotBeReadWaitsForTheNextRefresh) {
     std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
     task->AddSrcPath(_T("C:\\a"));
     Add(*task);
-    std::shared_ptr<ScriptedService> const service = Script();
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
     service->Answer("QueryTasks", kConnectionFailed, kAlways, 1);
     ASSERT_EQ(Manager().LoadTaskListFromWebDatabase(), 1);
     EXPECT_TRUE(Manager().m_taskList.empty());
@@ -311,6 +323,24 @@ TEST_F(TaskDatabase, RowWhoseSourcesCannotBeReadWaitsForTheNextRefresh) {
     ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
     ASSERT_EQ(Manager().m_taskList.size(), 1u);
     EXPECT_EQ(Manager().m_taskList.front()->GetFirstSrcPath(), _T("C:\\a"));
+}
+
+TEST_F(TaskDatabase, TasksStayWhileTheirNamesCannotBeRead) {
+    CBackupTask* const first = NewTask(_T("first")).release();
+    ASSERT_EQ(Manager().AddTask(first), 1);
+    ASSERT_EQ(Manager().AddTask(NewTask(_T("second")).release()), 1);
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
+    for (int const code : {static_cast<int>(kConnectionFailed), static_cast<int>(kVaultDamaged)}) {
+        service->Answer("TaskNames", code, kAlways);
+        int refreshed = 0;
+        EXPECT_EQ(Manager().RefreshTaskListFromDatabase(refreshed), 1);
+        EXPECT_EQ(Manager().CheckNotExistedTasks(), 0);
+        EXPECT_EQ(Manager().m_taskList.size(), 2u) << code;
+    }
+    service->Answer("TaskNames", 0, 0);
+    ASSERT_EQ(ApiUtilExp::DeleteTaskFromWebDatabase(_T("second|")), 0);
+    EXPECT_EQ(Manager().CheckNotExistedTasks(), 1);
+    EXPECT_EQ(Manager().m_taskList, std::vector<CBackupTask*>{first});
 }
 
 TEST_F(TaskDatabase, NameOfAnotherMachinesRowIsRefusedAndARenameOffered) {
@@ -340,7 +370,7 @@ TEST_F(TaskDatabase, TaskWhoseDataCannotBeDeletedIsKept) {
     CBackupTask& task = *added;
     ASSERT_TRUE(GlobalFunction::CreateSrvFolder(task.m_serverFilePath, _T(""), _T(""), nullptr));
     ASSERT_EQ(Manager().AddTask(added.release()), 1);
-    std::shared_ptr<ScriptedService> const service = Script();
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
     CStringList names;
     names.AddTail(_T("t"));
     int code = 0;
@@ -373,7 +403,7 @@ public:
 };
 
 TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
-    std::shared_ptr<NamesOnly> const service = Script<NamesOnly>();
+    std::shared_ptr<NamesOnly> const service = m_home.Script<NamesOnly>();
     struct Case {
         char const* text;
         std::vector<CString> names;
@@ -399,7 +429,7 @@ TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
 
 TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
     EngineHome::SetOption(_T("UploadLocalPathCount"), _T("1"));
-    std::shared_ptr<ScriptedService> const service = Script();
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
     auto add = [&](TCHAR const* name, int failing) {
         std::unique_ptr<CBackupTask> const task = NewTask(name);
         CStringList paths;
@@ -419,12 +449,50 @@ TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
     EXPECT_EQ(Manager().AddOrEditTaskToDatabase(nullptr, _T("Add"), _T("0"), _T(""), _T("1")), 7);
 }
 
+class RequestLog : public ScriptedService {
+public:
+    using ScriptedService::ScriptedService;
+    ServiceResult StoreTask(std::string const& request) override {
+        requests.push_back(request);
+        return ScriptedService::StoreTask(request);
+    }
+    std::vector<std::string> requests;
+};
+
+TEST_F(TaskDatabase, HundredPathsGoWithOneRequestUnlessAnOptionSaysOtherwise) {
+    using testing::HasSubstr;
+    using testing::Not;
+    std::shared_ptr<RequestLog> const service = m_home.Script<RequestLog>();
+    struct Case {
+        int paths;
+        std::vector<int> counts;  // of paths in each request
+    };
+    for (Case const& each : {Case{0, {0}}, {1, {1}}, {99, {99}}, {100, {100, 0}}, {101, {100, 1}}}) {
+        SCOPED_TRACE(each.paths);
+        service->requests.clear();
+        std::unique_ptr<CBackupTask> const task = NewTask(FormatText(_T("t%d"), each.paths));
+        for (int index = 0; index < each.paths; ++index) {
+            task->m_localDirList.push_back(new SourceInfo{FormatText(_T("C:\\%d"), index), 1, 1});  // its own
+        }
+        Add(*task);
+        ASSERT_EQ(service->requests.size(), each.counts.size());
+        for (size_t index = 0; index < each.counts.size(); ++index) {
+            std::string const& request = service->requests[index];
+            EXPECT_THAT(request, HasSubstr(index == 0 ? "&Action=Add&" : "&Action=Edit&"));
+            EXPECT_THAT(request, HasSubstr("TaskName=" + task->m_taskName.ToUtf8() + "&"));
+            EXPECT_THAT(request,
+                        testing::EndsWith("&localPathNum=" + std::to_string(each.counts[index]) + "&"));
+            EXPECT_THAT(request, Not(HasSubstr("&Path" + std::to_string(each.counts[index]) + "=")));
+        }
+    }
+}
+
 TEST_F(TaskDatabase, EnabledContinuousTaskIsWatchedAnewOnceItsRowIsWritten) {
     std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
     CBackupTask& task = *added;
     ASSERT_EQ(Manager().AddTask(added.release()), 1);
     task.m_type = TaskTypeRealTime;
-    std::shared_ptr<ScriptedService> const service = Script();
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
     task.m_hookStop = 1;
     service->Answer("StoreTask", kFailed);
     EXPECT_EQ(Manager().EnableTask(&task), 1);
@@ -456,7 +524,7 @@ TEST_F(TaskDatabase, AccountThatIsNotPaidForTakesTwoTasks) {
         asked.emplace_back(text);
         return answer;
     });
-    std::shared_ptr<Account> const service = Script<Account>();
+    std::shared_ptr<Account> const service = m_home.Script<Account>();
     m_home.ListedTask(_T("first"));
     EXPECT_EQ(Manager().BeginNewTask(), 1);
     Manager().CancelNewTask();
@@ -513,6 +581,28 @@ TEST_F(TaskDatabase, EditKeepsTheTaskAndMovesItsFolderWithTheName) {
     CBackupTask stranger;
     stranger.m_taskID = task.m_taskID + 1;
     EXPECT_EQ(Manager().UpdateTask(&stranger, &edited), 0);
+}
+
+TEST_F(TaskDatabase, EditChangesTheTaskItselfBeforeAnotherOfItsId) {
+    std::unique_ptr<CBackupTask> addedFirst = NewTask(_T("first"));
+    std::unique_ptr<CBackupTask> addedSecond = NewTask(_T("second"));
+    CBackupTask& first = *addedFirst;
+    CBackupTask& second = *addedSecond;
+    second.m_taskID = first.m_taskID;
+    EXPECT_NE(first.IdAndNameMark(), second.IdAndNameMark());
+    for (std::unique_ptr<CBackupTask>* const task : {&addedFirst, &addedSecond}) {
+        ASSERT_EQ(Manager().AddTask(task->release()), 1);
+    }
+    CBackupTask edited;
+    edited.m_taskID = second.m_taskID;
+    edited.m_taskName = edited.m_description = second.m_taskName;
+    edited.m_serverFilePath = second.m_serverFilePath;
+    edited.m_maxVersion = 99;
+    ASSERT_EQ(Manager().UpdateTask(&second, &edited), 1);
+    EXPECT_EQ(second.m_maxVersion, 99);
+    EXPECT_EQ(first.m_taskName, _T("first"));
+    EXPECT_EQ(first.m_maxVersion, 10);
+    EXPECT_EQ(Names(), (std::vector<CString>{_T("first"), _T("second")}));
 }
 
 TEST_F(TaskDatabase, DeletedTaskTakesRowAndDataAlong) {
@@ -575,10 +665,19 @@ TEST_F(TaskDatabase, RefreshTakesWhatOthersChanged) {
     Add(*added);
     ASSERT_EQ(ApiUtilExp::DeleteTaskFromWebDatabase(_T("gone|")), 0);
 
+    // A task of another machine is read anew whatever its row says.
+    std::unique_ptr<CBackupTask> theirs = NewTask(_T("theirs"));
+    theirs->m_pcID = Manager().m_myID + 1;
+    ASSERT_EQ(Manager().AddTask(theirs.release()), 1);
+    Manager().GetTaskByName(_T("theirs"))->m_maxVersion = 1;
+    keptTask->m_maxVersion = 1;
+
     Manager().SetNeedReloadTaskListValue(0);
     int code = 0;
     ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
     EXPECT_EQ(Manager().GetNeedReloadTaskListValue(), 1);
+    EXPECT_EQ(Manager().GetTaskByName(_T("theirs"))->m_maxVersion, 10);
+    EXPECT_EQ(keptTask->m_maxVersion, 1);
     EXPECT_EQ(Manager().GetTaskByName(_T("kept")), keptTask);
     ASSERT_NE(Manager().GetTaskByName(_T("changed")), nullptr);
     EXPECT_EQ(Manager().GetTaskByName(_T("changed"))->m_maxVersion, 99);

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "paths/global_function.h"
+#include "storage/service_code.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
 #include "task/stored_time.h"
@@ -132,6 +133,81 @@ TEST_F(TaskList, FailedAndLatelyCancelledTasksAreDroppedFromTheWaitList) {
     EXPECT_TRUE(Manager().m_waitList.IsEmpty());
     EXPECT_EQ(failed.m_state, TaskStateReady);
     EXPECT_EQ(cancelled.m_state, TaskStateReady);
+}
+
+// A second caller neither waits behind the pass that goes on nor looks at anything.
+TEST_F(TaskList, PassThatMeetsAnotherOneDoesNothing) {
+    auto told = [] {
+        FlushDebugLog();
+        KXFile file(GetManageDebugLog().GetFilePath(), CFile::modeRead | CFile::shareDenyNone);
+        std::string text(static_cast<size_t>(file.GetLength()), ' ');
+        file.Read(text.data(), static_cast<UINT>(text.size()));
+        size_t count = 0;
+        for (size_t at = 0; (at = text.find("Manage: Tasks are being scheduled.", at)) != text.npos; ++at) {
+            ++count;
+        }
+        return count;
+    };
+    CBackupTask& task = Task(_T("due"));
+    CBackupTask& other = Task(_T("other"));
+    for (CBackupTask* const each : {&task, &other}) {
+        each->m_type = TaskTypeDaily;
+        each->m_dating = StoredNow() + CTimeSpan(3600);
+    }
+    task.m_dating = StoredNow() - CTimeSpan(30);
+    Manager().m_checkNetworkBeforeRun = 1;
+    size_t before = 0;
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
+    service->Before("Ping", [&] {  // in the middle of a pass
+        task.m_isDeleting = 1;     // so that its start is refused
+        other.m_dating = StoredNow() - CTimeSpan(30);
+        before = told();
+        std::thread second([&] { Manager().DoScheduleTask(); });
+        second.join();
+        EXPECT_EQ(told(), before + 1);
+        EXPECT_FALSE(IsWaiting(other));
+    });
+    Manager().DoScheduleTask();
+    EXPECT_EQ(service->Calls("Ping"), 1);
+    EXPECT_TRUE(IsWaiting(task));
+    EXPECT_FALSE(IsWaiting(other));
+    Manager().m_checkNetworkBeforeRun = 0;
+    other.m_isDeleting = 1;
+    Manager().DoScheduleTask();
+    EXPECT_FALSE(IsWaiting(other));
+    other.m_isDeleting = 0;
+}
+
+TEST_F(TaskList, WithoutANetworkThoseThatWaitKeepTheirPlaceOrAreSentBack) {
+    CBackupTask& task = Task(_T("a"));
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
+    Manager().AddTaskToWaitlist(&task, 0);
+    constexpr int kAlways = 1000000;
+    service->Answer("Ping", kConnectionFailed, kAlways);
+    Manager().m_checkNetworkBeforeRun = 1;
+    Manager().DoScheduleTask();
+    EXPECT_TRUE(IsWaiting(task));
+    EXPECT_EQ(task.m_state, TaskStateWaiting);
+    EXPECT_EQ(Manager().ConnectLoopNetwork(), 0);
+    EXPECT_TRUE(Manager().m_waitList.IsEmpty());
+    EXPECT_EQ(task.m_state, TaskStateReady);
+    Manager().AddTaskToWaitlist(&task, 0);
+    service->Answer("Ping", 0, 0);
+    EXPECT_EQ(Manager().ConnectLoopNetwork(), 1);
+    EXPECT_TRUE(IsWaiting(task));
+}
+
+TEST_F(TaskList, ChangesOfContinuousTasksAreWorkedOffByTheirNextRun) {
+    CBackupTask& watched = Task(_T("watched"));
+    CBackupTask& dated = Task(_T("dated"));
+    dated.m_type = TaskTypeDaily;
+    dated.m_actionList.AddAction(new ActionInfo);  // the list's own
+    EXPECT_EQ(Manager().HaveActionToProcess(), 0);
+    watched.m_actionList.AddAction(new ActionInfo);
+    EXPECT_EQ(Manager().HaveActionToProcess(), 1);
+    EXPECT_EQ(Manager().ProcessAlltheAction(), 1);
+    EXPECT_EQ(watched.m_actionsPending, 1);
+    EXPECT_EQ(dated.m_actionsPending, 0);
 }
 
 // A day later the cancel no longer counts.

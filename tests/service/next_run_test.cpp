@@ -78,6 +78,23 @@ TEST_F(NextRunWords, ContinuousTask) {
     EXPECT_EQ("runs on Tue 2026-12-01 at 00:00: its window begins then", Words());
 }
 
+TEST_F(NextRunWords, NothingRunsBeforeItsWindowBegins) {
+    task.m_beginDate = ToStored(At("2026-12-01T06:00"));
+    for (char const* const now : {"2026-11-24T10:00", "2026-11-26T10:00"}) {  // before its date, and after it
+        SCOPED_TRACE(now);
+        for (TaskType const mode : {TaskTypeOnce, TaskTypeDaily}) {
+            task.m_type = mode;
+            EXPECT_THAT(Words(now), HasSubstr("runs on Tue 2026-12-01 at 06:00: its window begins then"));
+        }
+        surroundings.skipsMissedRuns = true;
+        EXPECT_THAT(Words(now), HasSubstr("runs on Wed 2026-12-02 at 02:30: "));
+        task.m_type = TaskTypeOnce;
+        EXPECT_THAT(Words(now), HasSubstr("2026-12-01 at 06:00"));
+        surroundings.skipsMissedRuns = false;
+    }
+    EXPECT_THAT(Words("2026-12-01T07:00"), HasSubstr("it is started now"));
+}
+
 }  // namespace
 
 }  // namespace rampart::host

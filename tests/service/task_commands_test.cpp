@@ -66,6 +66,14 @@ TEST_F(TaskCommands, RenamedTaskTakesItsFolderAlong) {
     EXPECT_EQ(0, again.Json()["transferred"]);
 }
 
+TEST_F(TaskCommands, WindowThatComesLaterHoldsUpTheOneRun) {
+    ASSERT_EQ(0, Task(AddDocs({"--once", "2090-12-01T08:00"})).exitCode);
+    EXPECT_EQ(2, Task({"edit", "docs", "--window", "2090-12-02.."}).exitCode);
+    EXPECT_EQ(2, Task({"edit", "docs", "--window", "..2090-11-30"}).exitCode);
+    ASSERT_EQ(0, Task({"edit", "docs", "--window", "2090-12-01..2090-12-02"}).exitCode);
+    EXPECT_THAT(Task({"next", "docs"}).out, HasSubstr("on Fri 2090-12-01 at 08:00: it runs once"));
+}
+
 TEST_F(TaskCommands, RunTransfersAndMovesTheDate) {
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--exclude", "*.log"})).exitCode);
     Outcome const ran = Task({"run", "docs", "--json"});
@@ -91,12 +99,18 @@ TEST_F(TaskCommands, DeletedTaskLeavesItsBackupUnlessToldOtherwise) {
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
     ASSERT_EQ(0, Task({"run", "docs"}).exitCode);
     ASSERT_EQ(0, Task({"delete", "docs"}).exitCode);
-    EXPECT_EQ("[]\n", Task({"list", "--json"}).out);
+    EXPECT_EQ(nlohmann::json::array(), Task({"list", "--json"}).Json());
     EXPECT_THAT(Rampart({"ls", "-r", "/kept/docs"}).out, HasSubstr("a.txt"));
 
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
     ASSERT_EQ(0, Task({"delete", "docs", "--with-backup"}).exitCode);
     EXPECT_NE(0, Rampart({"ls", "-r", "/kept/docs"}).exitCode);
+
+    ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/"})).exitCode);
+    Outcome const refused = Task({"delete", "docs", "--with-backup"});
+    EXPECT_EQ(2, refused.exitCode);
+    EXPECT_THAT(refused.err, HasSubstr("root of the vault"));
+    EXPECT_EQ(0, Task({"delete", "docs"}).exitCode);
 }
 
 TEST_F(TaskCommands, EachTaskHasAFolderOfItsOwn) {
@@ -144,6 +158,8 @@ TEST_F(TaskCommands, WrongUseChangesNothing) {
         {"edit", "docs", "--drop", docs},           // its last source
         {"edit", "docs", "--drop", tree.Native()},  // not one of its sources
         {"edit", "docs", "--include", "a", "--exclude", "b"},
+        {"edit", "docs"},
+        {"add", docs, "--name", "x", "--daily", "2:00", "--to", "/RampartData/Backup/History"},
         {"run", "nobody"},
         {"delete", "nobody"},
         {}};

@@ -11,8 +11,11 @@
 #include "engine/vaultlib.h"
 #include "platform/clock.h"
 #include "platform/path_mapping.h"
+#include "storage/embedded_service.h"
+#include "support/scripted_service.h"
 #include "support/temp_home.h"
 #include "support/temp_tree.h"
+#include "transferlib/service_connection.h"
 
 namespace rampart::test {
 
@@ -26,6 +29,16 @@ public:
         return *task.release();  // the list's own
     }
 
+    // From now on the vault behind a service that answers as the test says.
+    template <typename Service = ScriptedService>
+    std::shared_ptr<Service> Script() {
+        std::unique_ptr<EmbeddedService> opened;
+        EXPECT_TRUE(EmbeddedService::Open(Native("vault"), {}, opened).Ok());
+        auto service = std::make_shared<Service>(std::shared_ptr<StorageService>(std::move(opened)));
+        SetStorageService(service);
+        return service;
+    }
+
     static void SetOption(TCHAR const* key, TCHAR const* value) {
         ASSERT_TRUE(DictUtil::SetConfigString(_T("Options"), key, value));
         DictUtil::Refresh();
@@ -34,6 +47,7 @@ public:
 private:
     struct OpenVault {
         explicit OpenVault(std::string const& folder) {
+            DictUtil::Refresh();  // this home's options, not those of an earlier one
             CString message;
             EXPECT_EQ(0, VaultAdmin::Open(CString::FromUtf8("vault://" + folder), true, message))
                 << message.ToUtf8();

@@ -116,6 +116,26 @@ TEST_F(DueTask, RealTimeTaskRenewsItsDateAfterAnHour) {
     EXPECT_EQ(m_task.NowDating(), 0) << "it has never run: its first run is not a renewal";
 }
 
+TEST_F(DueTask, OptionsSayHowOftenAContinuousTaskLooksAtItself) {
+    m_task.m_type = TaskTypeRealTime;
+    EngineHome::SetOption(_T("OnlyUpdateBackupDate"), _T("0"));
+    m_task.m_backupDate = m_now;
+    EXPECT_EQ(m_task.NowDating(), 1);
+    EngineHome::SetOption(_T("OnlyUpdateBackupDate"), _T("2"));
+    m_clock.Advance(119);
+    EXPECT_EQ(m_task.NowDating(), 0);
+    m_clock.Advance(1);
+    EXPECT_EQ(m_task.NowDating(), 1);
+
+    EngineHome::SetOption(_T("MonitorTimeSpan"), _T("10"));
+    m_task.m_actionsPending = 1;
+    ASSERT_EQ(m_task.NowDating(), 1);
+    m_clock.Advance(9);
+    EXPECT_EQ(m_task.NowDating(), 0);
+    m_clock.Advance(1);
+    EXPECT_EQ(m_task.NowDating(), 1);
+}
+
 TEST_F(DueTask, NextDateIsKeptInStoredForm) {
     m_task.m_dating = ToStored(CTime(2024, 5, 1, 0, 30, 0));  // half past midnight here
     m_task.SetNextDating();

@@ -46,6 +46,9 @@ void CatchServiceSignals() {
     CatchSignals(&OnSignal);
 }
 
+// A signal goes to one process.
+void ForgetEarlierStop() {}
+
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {
     pollfd wake{s_wake, POLLIN, 0};
     constexpr uint32_t kLongest = 0x7fffffff;

@@ -34,10 +34,13 @@ void CatchServiceSignals() {
         s_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         s_stopEvent = NamedEvent(TRUE, L"KorvaneRampartServiceStop");
         s_reloadEvent = NamedEvent(FALSE, L"KorvaneRampartServiceReload");
-        ResetEvent(s_stopEvent);
     }
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have switched the signal off
     SetConsoleCtrlHandler(&OnServiceControl, TRUE);
+}
+
+void ForgetEarlierStop() {
+    ResetEvent(s_stopEvent);
 }
 
 ServiceSignal WaitForServiceSignal(uint32_t timeoutMs) {
