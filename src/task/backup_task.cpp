@@ -1,12 +1,15 @@
 // The record: defaults, copy and compare, end of life.
 #include "task/backup_task.h"
 
+#include <random>
+
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "platform/clock.h"
+#include "platform/process.h"
 #include "progress/task_prg.h"
 #include "task/machine_name.h"
 #include "task/stored_time.h"
@@ -33,10 +36,14 @@ void LeaveWaitList(CBackupTask& task, CBackupManage* manager) {
     }
 }
 
+// Of the tick and a random number. Tasks of one millisecond, made here or by another program, have ids of
+// their own: events and edits go by them.
 int32_t NewTaskID() {
+    static rampart::Word<uint32_t> s_made = 0;
     uint32_t const tick = rampart::platform::TickCount();
-    srand(tick);
-    return static_cast<int32_t>(static_cast<uint32_t>(rand()) - 1u + tick);
+    std::seed_seq seed{tick, rampart::platform::ProcessId(), ++s_made};
+    std::mt19937 random(seed);
+    return static_cast<int32_t>(static_cast<uint32_t>(random()) - 1u + tick);
 }
 
 }  // namespace
