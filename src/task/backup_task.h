@@ -68,8 +68,8 @@ public:
     void RestoreMeantTime();
     // The task takes another name, or is deleted.
     void ForgetMeantTime() const;
-    // Its id and a mark of its name, fit for a part of a name. Programs that make a task in the same
-    // millisecond give it the same id.
+    // Its id and a mark of its name, fit for a part of a name. An id alone is random: two tasks may share
+    // one.
     CString IdAndNameMark() const;
 
     // ---- Sources ----
