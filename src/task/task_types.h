@@ -30,7 +30,7 @@ struct VAULTLIB_API SourceInfo {
     int32_t isFolder = 0;
 };
 
-enum BackupThreadType {
+enum BackupThreadType : int32_t {
     BACKUP_THREAD_FULL = 0,
     BACKUP_THREAD_CHANGE = 1,
 };

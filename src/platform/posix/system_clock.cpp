@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <time.h>
 
+#include "platform/immortal.h"
 #include "platform/offset_cache.h"
 
 namespace rampart::platform {
@@ -49,8 +50,8 @@ public:
 }  // namespace
 
 Clock& SystemClock() {
-    static PosixClock clock;
-    return clock;
+    static Immortal<PosixClock> clock;  // threads ask it while the process ends
+    return *clock;
 }
 
 }  // namespace rampart::platform

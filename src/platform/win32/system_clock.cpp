@@ -1,5 +1,6 @@
 #include "platform/system_clock.h"
 
+#include "platform/immortal.h"
 #include "platform/offset_cache.h"
 #include "platform/win32/native.h"
 
@@ -73,8 +74,8 @@ public:
 }  // namespace
 
 Clock& SystemClock() {
-    static WindowsClock clock;
-    return clock;
+    static Immortal<WindowsClock> clock;  // threads ask it while the process ends
+    return *clock;
 }
 
 }  // namespace rampart::platform
