@@ -43,6 +43,11 @@ void ClearFilters(CBackupTask& task) {
     task.m_filterType = _T("0");
 }
 
+// Names that differ only in case are two sources where the file system tells them apart.
+bool IsSameSource(CString const& a, CString const& b) {
+    return a == b || (a.CompareNoCase(b) == 0 && IsSameFileLocal(a, b) != 0);
+}
+
 std::vector<CString> ExistingSources(std::vector<std::string> const& paths) {
     std::vector<CString> sources;
     for (std::string const& path : paths) {
@@ -50,7 +55,8 @@ std::vector<CString> ExistingSources(std::vector<std::string> const& paths) {
         if (source.IsEmpty() || !PathUtilities::IsExisting(source)) {
             throw CommandError(kExitUsage, "there is no file or folder " + Printable(path));
         }
-        if (std::find(sources.begin(), sources.end(), source) == sources.end()) {
+        if (std::none_of(sources.begin(), sources.end(),
+                         [&](CString const& other) { return IsSameSource(source, other); })) {
             sources.push_back(source);
         }
     }
@@ -194,7 +200,7 @@ std::unique_ptr<CBackupTask> CopyOf(CBackupTask& task) {
     return copy;
 }
 
-// Null if there is none of exactly that path.
+// Null if the task has none of exactly that path.
 SourceInfo* FindExactSource(CBackupTask const& task, CString const& path) {
     auto const found =
         std::find_if(task.m_localDirList.begin(), task.m_localDirList.end(),
@@ -202,10 +208,29 @@ SourceInfo* FindExactSource(CBackupTask const& task, CString const& path) {
     return found != task.m_localDirList.end() ? *found : nullptr;
 }
 
+bool HasSource(CBackupTask const& task, CString const& path) {
+    return std::any_of(task.m_localDirList.begin(), task.m_localDirList.end(), [&](SourceInfo const* source) {
+        return source != nullptr && IsSameSource(source->path, path);
+    });
+}
+
 struct SourceChanges {
     std::vector<SourceInfo> added;
     std::vector<SourceInfo> dropped;
 
+    // What an earlier change could not tell the database, as far as `copy`, the task to be, agrees with it.
+    void TakeUntold(CBackupTask const& task, CBackupTask const& copy) {
+        for (SourceInfo const* const source : task.m_newPathList) {
+            if (FindExactSource(copy, source->path) != nullptr) {
+                added.push_back(*source);
+            }
+        }
+        for (SourceInfo const* const source : task.m_deletePathList) {
+            if (FindExactSource(copy, source->path) == nullptr) {
+                dropped.push_back(*source);
+            }
+        }
+    }
     // Leaves them with the task, whose next row takes them to the database; that may be told twice.
     void TellDatabase(CBackupTask& task) const {
         task.ClearAddPathList();
@@ -244,7 +269,7 @@ SourceChanges ChangeSources(CBackupTask& copy, TaskChange const& change) {
     }
     CBackupTask scratch;
     for (CString const& path : added) {
-        if (FindExactSource(copy, path) == nullptr) {
+        if (!HasSource(copy, path)) {
             scratch.AddSrcPath(path);
             changes.added.push_back(*scratch.m_localDirList.back());
             copy.m_localDirList.push_back(std::make_unique<SourceInfo>(changes.added.back()).release());
@@ -343,6 +368,10 @@ void ChangeDates(CBackupTask const& task, CBackupTask& copy, TaskChange const& c
     } else if (change.window && !IsOnceDone(task)) {
         // The one run keeps its date when only the window moves.
         RequireInWindow(copy, TaskTypeOnce, ToRaw(copy.m_dating));
+    } else if (change.window && !IsOnceDone(copy)) {
+        throw CommandError(kExitUsage,
+                           "the one run was made outside that window and would be made again: name its new "
+                           "moment, too (--once)");
     }
 }
 
@@ -372,10 +401,15 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     if (!change.newName.empty()) {
         Rename(manager, task, *copy, change.newName);
     }
-    SourceChanges const sources = ChangeSources(*copy, change);
+    SourceChanges sources = ChangeSources(*copy, change);
+    sources.TakeUntold(task, *copy);
     ChangeDates(task, *copy, change);
     bool const isDated = change.schedule || change.window;
-    SetEnabled(*copy, task.m_scheduleEnabled != 0);
+    if (task.m_scheduleEnabled == 0) {
+        SetEnabled(*copy, false);
+    } else if (copy->m_state == TaskStateRunning || copy->m_state == TaskStateWaiting) {
+        copy->m_state = TaskStateReady;  // how an earlier run ended stays
+    }
     sources.TellDatabase(task);
     if (!manager.UpdateTask(&task, copy.get())) {
         throw CommandError(kExitFailed, "the task " + Quoted(task) + " is gone");
@@ -419,8 +453,12 @@ std::string Enable(CBackupManage& manager, TaskChange const& change) {
         SetSchedule(task, ScheduleOf(task));
         task.m_serverNextDate = task.m_dating;
     }
+    int const state = task.m_state;
     SetEnabled(task, isEnabled);
     if (int const code = WriteTask(manager, task)) {
+        // As the database has it, so that the command can be repeated.
+        SetEnabled(task, !isEnabled);
+        task.m_state = isEnabled ? TaskStateDisabled : state;
         throw CommandError(kExitFailed, "the change could not be stored: " + CodeText(code));
     }
     if (isEnabled && ScheduleMode(task.m_type) == TaskTypeRealTime) {

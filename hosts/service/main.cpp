@@ -22,11 +22,18 @@ constexpr unsigned int kEndPollMs = 50;
 
 // Stops the BackupService that runs, and waits for its end.
 int StopOther() {
-    if (!host::AskService(host::RequestKind::kEnd)) {
+    if (!GlobalFunction::IsBackupServiceRunning()) {
         std::cout << "no BackupService runs" << std::endl;
         return host::kExitDone;
     }
-    while (GlobalFunction::IsBackupServiceRunning()) {
+    for (bool isAsked = false; GlobalFunction::IsBackupServiceRunning();) {
+        if (!isAsked) {
+            try {
+                isAsked = host::AskService(host::RequestKind::kEnd).has_value();
+            } catch (host::CommandError const&) {
+                // It starts, or is on its way to its end: both may take long.
+            }
+        }
         if (WaitForServiceSignal(kEndPollMs) == ServiceSignal::kStop) {
             throw host::CommandError(host::kExitCancelled, "BackupService was told to stop and still runs");
         }

@@ -47,9 +47,17 @@ ServiceAnswer Service::Do(RequestKind kind, nlohmann::json const& body) {
         case RequestKind::kLedger:
             return {host::kExitDone, "", m_manager.Ledgers().Of(body.at("task"))->ToJson()};
         case RequestKind::kChange: {
-            std::string const text = host::ApplyChange(m_manager, body.get<host::TaskChange>(), true);
-            Log(text);
-            return {host::kExitDone, text, {}};
+            try {
+                std::string const text = host::ApplyChange(m_manager, body.get<host::TaskChange>(), true);
+                Log(text);
+                return {host::kExitDone, text, {}};
+            } catch (CommandError const& error) {
+                if (error.Code() == host::kExitFailed) {
+                    m_seenRows.reset();  // what is stored holds, not half of the change
+                    m_isReloadWanted = true;
+                }
+                throw;
+            }
         }
         case RequestKind::kRun:
             return StartTask(body.at("task"));
