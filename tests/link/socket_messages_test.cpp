@@ -81,7 +81,13 @@ public:
         ASSERT_TRUE(m_socket->Start());
     }
     ~Service() override { End(); }
-    void End() { m_socket.reset(); }
+    // The receive thread uses the socket until it has ended.
+    void End() {
+        if (m_socket) {
+            m_socket->ReInitSocketCommunition();
+            m_socket.reset();
+        }
+    }
     void HandleRequestCommand(CArchive& archive, int command) override {
         requests.Put(ReadRequest(archive, command));
         if (onRequest) {

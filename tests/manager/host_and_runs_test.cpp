@@ -85,6 +85,11 @@ TEST_F(HostAndRuns, PassesMeetChangesWithoutHarm) {
                 manager->DoScheduleTask();
                 manager->SyncScheduleTask();
                 manager->DoScheduleNextTime();
+                manager->SyncRealTimeTask();
+                if (manager->HaveActionToProcess()) {
+                    manager->ProcessAlltheAction();
+                }
+                EXPECT_LE(manager->GetTaskStatusMapValue().size(), static_cast<size_t>(kTasks));
             }
         });
         for (int round = 0; round < kRounds / 2; ++round) {

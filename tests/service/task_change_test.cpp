@@ -187,6 +187,17 @@ TEST_F(ChangeOfTasks, LastTimeThatWasSetForANightIsTheOneThatIsMeant) {
         EXPECT_EQ(std::string("daily at ") + time, ScheduleText(*Manager().GetTaskByName(_T("docs"))));
         EXPECT_EQ(std::string("daily at ") + time, ScheduleText(Reader(Manager()).Task("docs")));
     }
+    tasks.Apply(EditOf("docs", Schedule::Weekly("sun 02:30")));
+    {
+        Reader reader(Manager());
+        CBackupTask& weekly = reader.Task("docs");
+        EXPECT_EQ("every Sun at 02:30", ScheduleText(weekly));
+        clock.SetSeconds(ToRaw(weekly.m_dating).GetTime() + 2);
+        weekly.SetNextDating();
+        EXPECT_EQ("2026-04-05 02:30:00", WhenText(weekly.m_dating));
+        clock.SetSeconds(Utc(2026, 3, 28, 12));
+    }
+    tasks.Apply(EditOf("docs", Schedule::Daily("02:30")));
     TaskChange rename = EditOf("docs");
     rename.newName = "papers";
     tasks.Apply(rename);

@@ -11,8 +11,9 @@ using testing::HasSubstr;
 TEST_F(Cli, KeysPauseARunLetItGoOnAndCancelIt) {
     MakeVault();
     TempFolder const tree;
-    WriteHoles(tree, "d", 8);
-    TerminalProgram program({RAMPART_PROGRAM, "backup", tree.Native("d"), "--name", "d", "--vault", Vault()});
+    WriteHoles(tree, "d", 5);
+    TerminalProgram program(
+        {RAMPART_PROGRAM, "backup", tree.Native("d"), "--name", "d", "--no", "--vault", Vault()});
     ASSERT_TRUE(program.WaitFor("\r"));
     program.Press('p');
     ASSERT_TRUE(program.WaitFor("paused; ")) << program.Shown();

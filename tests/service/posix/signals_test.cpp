@@ -43,7 +43,7 @@ TEST_F(ServiceProgram, HangupReadsWhatAnotherMachineWrote) {
 
 TEST_F(ServiceProgram, KeysReachARunOfTheServiceFromTheRunAndFromTheStatus) {
     TempFolder const holes;
-    WriteHoles(holes, "d", 8);
+    WriteHoles(holes, "d", 5);
     ASSERT_EQ(0, Task({"add", holes.Native("d"), "--name", "d", "--daily", "02:30"}).exitCode);
     StartService();
     TerminalProgram run({RAMPART_PROGRAM, "task", "run", "d", "--vault", Vault()});

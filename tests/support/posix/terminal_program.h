@@ -77,13 +77,13 @@ private:
     size_t m_seen = 0;
 };
 
-// Files of two gigabytes that are holes: they cost no room, and their bytes are read and named like all
+// Files of a gigabyte that are holes: they cost no room, and their bytes are read and named like all
 // others.
 inline void WriteHoles(TempFolder const& tree, std::string const& folder, int files) {
     for (int i = 0; i < files; ++i) {
         std::string const name = folder + "/" + std::to_string(i);
         tree.Write(name, std::to_string(i));
-        std::filesystem::resize_file(tree.Path(name), 2ull << 30);
+        std::filesystem::resize_file(tree.Path(name), 1ull << 30);
     }
 }
 
