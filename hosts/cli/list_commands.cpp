@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "common/exit_code.h"
+#include "common/task_report.h"
 #include "file_versions.h"
 #include "output.h"
 #include "session.h"
@@ -36,12 +37,6 @@ std::string LineOf(VaultEntry const& entry, CString const& base) {
     return start + PrintableServerPath(rest) + (entry.isFolder ? "/" : "");
 }
 
-std::string WhenOf(CTime const& stored) {
-    CTime raw = stored;
-    TimeUtil::UtcTimeToLocalTime(raw);
-    return stored <= CTime(1971, 1, 2, 0, 0, 0) ? "never" : Utf8(raw.Format(_T("%Y-%m-%d %H:%M:%S")));
-}
-
 int ListTasks(CommonOptions const& common, CBackupManage& manager) {
     nlohmann::json list = nlohmann::json::array();
     CReadSync const lock(manager.m_taskListSync);
@@ -55,12 +50,12 @@ int ListTasks(CommonOptions const& common, CBackupManage& manager) {
         }
         list.push_back({{"task", Utf8(task->m_taskName)},
                         {"state", Utf8(task->GetStateString())},
-                        {"lastRun", WhenOf(task->m_backupDate)},
+                        {"lastRun", WhenText(task->m_backupDate)},
                         {"folder", PrintableServerPath(task->m_serverFilePath)},
                         {"versions", static_cast<long long>(task->m_maxVersion)},
                         {"sources", sources}});
         PrintLine(common, Utf8(task->m_taskName) + "  (" + PrintableServerPath(task->m_serverFilePath) + ")");
-        PrintLine(common, "  last run " + WhenOf(task->m_backupDate) + ", " + Utf8(task->GetStateString()) +
+        PrintLine(common, "  last run " + WhenText(task->m_backupDate) + ", " + Utf8(task->GetStateString()) +
                               "; " + paths);
     }
     if (common.json) {

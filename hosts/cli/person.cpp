@@ -38,6 +38,19 @@ bool WaitForAnswer(unsigned long timeoutSeconds) {
     return false;
 }
 
+Wish WishOf(char key) {
+    switch (key) {
+        case 'p':
+        case 'P':
+            return Wish::kPause;
+        case 'q':
+        case 'Q':
+            return Wish::kEnd;
+        default:
+            return Wish::kNone;
+    }
+}
+
 }  // namespace
 
 void SetAnswers(Answers answers) {
@@ -84,15 +97,15 @@ Keys::~Keys() {
     s_keys.reset();
 }
 
-char Keys::Next(unsigned int timeoutMs) {
+Wish Keys::Next(unsigned int timeoutMs) {
     {
         std::unique_lock const lock(s_lock, std::try_to_lock);
         if (lock.owns_lock() && s_keys) {
-            return s_keys->Next(timeoutMs);
+            return WishOf(s_keys->Next(timeoutMs));
         }
     }
     SleepMilliseconds(timeoutMs);
-    return 0;
+    return Wish::kNone;
 }
 
 }  // namespace rampart::cli

@@ -14,6 +14,9 @@ int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutS
 // Whether a question waits for its answer, so that nothing else is written to the terminal.
 bool IsQuestionOpen();
 
+// What a person wants of the run or the display at hand.
+enum class Wish { kNone, kPause, kEnd };  // keys p and q; a second p takes the pause back
+
 // Reads keys while it lives, if there is a terminal to show what they do. One at a time.
 class Keys {
 public:
@@ -21,8 +24,8 @@ public:
     ~Keys();
     Keys(Keys const&) = delete;
     Keys& operator=(Keys const&) = delete;
-    // Waits that long for a key; 0 if none came, or while a question waits for its answer.
-    char Next(unsigned int timeoutMs);
+    // Waits that long for a key; none also while a question waits for its answer.
+    Wish Next(unsigned int timeoutMs);
 };
 
 }  // namespace rampart::cli

@@ -98,11 +98,11 @@ int Watch(CommonOptions const& common, CBackupManage& manager) {
                 before.swap(lines);
             }
         }
-        char const key = keys.Next(kWatchMs);
-        if (key == 'p' || key == 'P') {
+        Wish const wish = keys.Next(kWatchMs);
+        if (wish == Wish::kPause) {
             TogglePause(tasks);
         }
-        if (key == 'q' || key == 'Q' || IsInterrupted()) {
+        if (wish == Wish::kEnd || IsInterrupted()) {
             return kExitDone;
         }
     }

@@ -96,16 +96,14 @@ int WaitForService(CommonOptions const& common, CBackupManage& manager, std::str
             nlohmann::json const progress = task.value("progress", nlohmann::json::object());
             display->Show(state == "waiting" ? "waits for its turn" : ProgressText(progress));
             switch (keys->Next(kServicePollMs)) {
-                case 'p':
-                case 'P':
+                case Wish::kPause:
                     Ask(RequestKind::kPause,
                         {{"task", name}, {"isPaused", !progress.value("isPaused", false)}});
                     break;
-                case 'q':
-                case 'Q':
+                case Wish::kEnd:
                     isCancelled = true;
                     break;
-                default:
+                case Wish::kNone:
                     break;
             }
             continue;

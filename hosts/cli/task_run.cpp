@@ -46,15 +46,13 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
         }
         display.Show(task);
         switch (keys.Next(kRunPollMs)) {
-            case 'p':
-            case 'P':
+            case Wish::kPause:
                 SetRunPaused(task, !task.m_pTaskPrg->IsPaused());
                 break;
-            case 'q':
-            case 'Q':
+            case Wish::kEnd:
                 isEndWanted = true;
                 break;
-            default:
+            case Wish::kNone:
                 break;
         }
     }

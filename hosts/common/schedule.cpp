@@ -229,6 +229,16 @@ void from_json(nlohmann::json const& json, Window& window) {
     window.end = json.at(1).get<long long>();
 }
 
+Schedule ScheduleOf(CBackupTask const& task) {
+    Schedule schedule;
+    schedule.mode = static_cast<TaskType>(ScheduleMode(task.m_type));
+    schedule.hour = task.MeantTime().GetHour();
+    schedule.minute = task.MeantTime().GetMinute();
+    schedule.days = task.m_repeatDays;
+    schedule.moment = ToRaw(task.m_dating).GetTime();
+    return schedule;
+}
+
 CTime ToStored(CTime raw) {
     TimeUtil::LocalTimeToUtcTime(raw);
     return raw;

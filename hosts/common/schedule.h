@@ -42,6 +42,9 @@ void from_json(nlohmann::json const& json, Schedule& schedule);
 void to_json(nlohmann::json& json, Window const& window);
 void from_json(nlohmann::json const& json, Window& window);
 
+// The schedule that the task has.
+Schedule ScheduleOf(CBackupTask const& task);
+
 // The two time forms: a task keeps its dates in stored form, the calendar is that of raw time.
 CTime ToStored(CTime raw);
 CTime ToRaw(CTime stored);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/exit_code.h"
+#include "common/paths.h"
 #include "common/service_link.h"
 #include "common/session.h"
 #include "common/task_report.h"
@@ -92,18 +93,6 @@ void SetSchedule(CBackupTask& task, Schedule const& schedule) {
         // A run of long ago is not the one that is meant now.
         task.m_backupDate = CTime(1971, 1, 1, 0, 0, 0);
     }
-}
-
-// The schedule that the task has.
-Schedule ScheduleOf(CBackupTask const& task) {
-    CTime const dating = ToRaw(task.m_dating);
-    Schedule schedule;
-    schedule.mode = static_cast<TaskType>(ScheduleMode(task.m_type));
-    schedule.hour = task.MeantTime().GetHour();
-    schedule.minute = task.MeantTime().GetMinute();
-    schedule.days = task.m_repeatDays;
-    schedule.moment = dating.GetTime();
-    return schedule;
 }
 
 void SetWindow(CBackupTask& task, Window const& window) {
@@ -279,10 +268,6 @@ SourceChanges ChangeSources(CBackupTask& copy, TaskChange const& change) {
         throw CommandError(kExitUsage, "a task needs something to back up: its last source cannot go");
     }
     return changes;
-}
-
-bool LiesWithin(CString const& path, CString const& folder) {
-    return (path + _T("\\")).Left(folder.GetLength() + 1).CompareNoCase(folder + _T("\\")) == 0;
 }
 
 // Another task whose stored files, or older versions of them, lie where those of a task with that folder do:

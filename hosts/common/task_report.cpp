@@ -1,5 +1,6 @@
 #include "common/task_report.h"
 
+#include "common/paths.h"
 #include "common/schedule.h"
 #include "common/text.h"
 
@@ -40,16 +41,6 @@ std::string ModeReason(CBackupTask const& task) {
     }
 }
 
-// The first time of a daily or weekly task that is not before `earliest`.
-CTime ScheduledFrom(CBackupTask const& task, CTime const& earliest) {
-    Schedule schedule;
-    schedule.mode = static_cast<TaskType>(ModeOf(task));
-    schedule.hour = task.MeantTime().GetHour();
-    schedule.minute = task.MeantTime().GetMinute();
-    schedule.days = task.m_repeatDays;
-    return schedule.FirstRun(earliest);
-}
-
 // A date that has come: what happens to it depends on who looks at it, and on whether the window has begun.
 NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating,
                CTime const& now) {
@@ -57,7 +48,8 @@ NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime 
     std::string const since = "its time was " + DayAndTime(dating, now);
     bool const isSkipped = surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce;
     if (isSkipped && (begin > now || !surroundings.isServiceRunning)) {
-        return {ScheduledFrom(task, std::max(now, begin)), since + "; runs that were missed are skipped"};
+        return {ScheduleOf(task).FirstRun(std::max(now, begin)),
+                since + "; runs that were missed are skipped"};
     }
     if (begin > now) {
         return {begin, "its window begins then"};
@@ -73,7 +65,7 @@ NextRun PlannedRun(CBackupTask const& task, Surroundings const& surroundings, CT
         return {dating, ModeReason(task)};
     }
     if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce) {
-        return {ScheduledFrom(task, begin), ModeReason(task)};
+        return {ScheduleOf(task).FirstRun(begin), ModeReason(task)};
     }
     return {begin, "its window begins then"};
 }
@@ -251,9 +243,7 @@ std::string FileAtWork(CTaskPrgClass& progress) {
     CString const path = progress.GetFilePath();
     CString cache;
     CPathManage::GetTempFolder(cache, 0, 1);
-    return cache.IsEmpty() || path.Left(cache.GetLength()).CompareNoCase(cache) != 0
-               ? PrintablePath(path)
-               : Printable(Utf8(PathUtilities::GetFileName(path)));
+    return LiesWithin(path, cache) ? Printable(Utf8(PathUtilities::GetFileName(path))) : PrintablePath(path);
 }
 
 }  // namespace

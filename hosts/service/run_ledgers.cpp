@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/paths.h"
 #include "common/text.h"
 
 namespace rampart::service {
@@ -10,13 +11,6 @@ namespace {
 
 std::string PrintableName(CString const& name) {
     return host::Printable(host::Utf8(name));
-}
-
-bool LiesIn(CString const& path, CString const& source) {
-    CString const folder = PathUtilities::RemoveBackslash(source);
-    int const length = folder.GetLength();
-    return path.Left(length).CompareNoCase(folder) == 0 &&
-           (path.GetLength() == length || path.GetAt(length) == _T('\\'));
 }
 
 }  // namespace
@@ -48,8 +42,9 @@ std::shared_ptr<host::Ledger const> RunLedgers::Of(std::string const& name) cons
 void RunLedgers::Note(SkippedEntry const& entry) {
     std::lock_guard const lock(m_mutex);
     for (auto& [name, run] : m_runs) {
-        if (!run.isOver && std::any_of(run.sources.begin(), run.sources.end(),
-                                       [&](CString const& source) { return LiesIn(entry.path, source); })) {
+        if (!run.isOver && std::any_of(run.sources.begin(), run.sources.end(), [&](CString const& source) {
+                return host::LiesWithin(entry.path, source);
+            })) {
             run.ledger->Add(entry);
         }
     }

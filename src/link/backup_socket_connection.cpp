@@ -12,14 +12,14 @@ void LogIfEmpty(int command, int size) {
     if (size < 1) {
         CString line;
         line.Format(_T("CMD:%d is null"), command);
-        AddDebugLine(line);
+        DebugLine(line);
     }
 }
 
 void LogRequest(int messageType, int command) {
     CString line;
     line.Format(_T("Recv msgType:%d, commandType:%d"), messageType, command);
-    AddDebugLine(line);
+    DebugLine(line);
 }
 
 }  // namespace
@@ -34,7 +34,7 @@ void BackupSocketConnection::SocketEvent(SocketEventParams*) {}
 
 void BackupSocketConnection::SocketDataReceived(char* data, int size) {
     if (!data) {
-        AddDebugLine(_T("CMD: buffer is null."));
+        DebugLine(_T("CMD: buffer is null."));
         return;
     }
     Guarded(_T("Error: SocketDataReceived"), [&] {

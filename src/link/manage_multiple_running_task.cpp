@@ -2,9 +2,9 @@
 
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
-#include "link/debug_line.h"
 #include "progress/task_prg.h"
 #include "task/backup_task.h"
+#include "task/engine_text.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ void ManageMultipleRunningTask::InitAllowTwoTasksConcurrently() {
     }
     CString value;
     if (CRegSettingUtil::GetRegInfo(section, name, value) && value == kAllowedValue) {
-        rampart::AddDebugLine(_T("InitAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
+        rampart::DebugLine(_T("InitAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
         m_bAllowTwoTasks = 1;
         m_nMaxRunningTasks = ConfiguredMaximum();
     } else {
@@ -46,10 +46,10 @@ void ManageMultipleRunningTask::SetAllowTwoTasksConcurrently(int allow) {
     m_bAllowTwoTasks = allow;
     if (allow) {
         m_nMaxRunningTasks = ConfiguredMaximum();
-        rampart::AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
+        rampart::DebugLine(_T("SetAllowTwoTasksConcurrently-- Allow Two Tasks Concurrently "));
     } else {
         m_nMaxRunningTasks = 1;
-        rampart::AddDebugLine(_T("SetAllowTwoTasksConcurrently-- Allow one task run "));
+        rampart::DebugLine(_T("SetAllowTwoTasksConcurrently-- Allow one task run "));
     }
 }
 

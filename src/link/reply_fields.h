@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "framework/framework.h"
-#include "link/debug_line.h"
 #include "link/socket_commands.h"
+#include "task/engine_text.h"
 
 namespace rampart {
 
@@ -39,7 +39,7 @@ public:
     void SetResultBuffer(char* buffer) {
         Guarded(_T("Error: SetResultBuffer"), [&] {
             if (!buffer) {
-                AddDebugLine(_T("CMD: buffer is null."));
+                DebugLine(_T("CMD: buffer is null."));
                 return;
             }
             CriticalLock lock(Own().m_resultLock);

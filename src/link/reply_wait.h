@@ -1,7 +1,6 @@
 // How a message is sent, with and without a wait for its reply. `Sender` is one of ReplyFields.
 #pragma once
 
-#include "link/debug_line.h"
 #include "link/reply_fields.h"
 
 namespace rampart {
@@ -12,7 +11,7 @@ int SendOnly(Sender& sender, unsigned char* buffer, int size) {
         if (sender.SendBuffer(buffer, size)) {
             return 1;
         }
-        AddDebugLine(_T("CMD: failed to send."));
+        DebugLine(_T("CMD: failed to send."));
         return 0;
     });
 }
@@ -47,7 +46,7 @@ int SendAndWait(Sender& sender, unsigned char* buffer, int size, SocketCommands 
         BeginWait(sender, command);
         if (!sender.SendBuffer(buffer, size)) {
             EndWait(sender);
-            AddDebugLine(_T("CMD: failed to send buffer"));
+            DebugLine(_T("CMD: failed to send buffer"));
             sender.SetWaitResultEvent();
             return 0;
         }

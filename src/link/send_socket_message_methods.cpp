@@ -9,7 +9,7 @@ namespace {
 void LogCommand(int command, int size) {
     CString line;
     line.Format(size < 1 ? _T("CMD: %d size is 0") : _T("CMD: %d"), command);
-    AddDebugLine(line);
+    DebugLine(line);
 }
 
 }  // namespace

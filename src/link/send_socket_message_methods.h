@@ -28,6 +28,6 @@ public:
     std::unique_ptr<unsigned char[]> m_pResult;
     int m_nResultSize = 0;
     int m_bRecvSuccess = 0;
-    mutable CCriticalSection
-        m_resultLock;  // the fields of the wait; a leaf, never held during a call outside
+    // The fields of the wait; a leaf, never held during a call outside.
+    mutable CCriticalSection m_resultLock;
 };

@@ -19,8 +19,8 @@ namespace {
 class StartsHeld {
 public:
     StartsHeld(CBackupManage& manager, CBackupTask& task) : m_task(task), m_before(task.m_isDeleting) {
-        CKorvaneAutoLock const lock(&manager.m_taskLock, _T("UpdateTask"),
-                                    1);  // behind a pass that starts it
+        // Behind a pass that starts it.
+        CKorvaneAutoLock const lock(&manager.m_taskLock, _T("UpdateTask"), 1);
         m_task.m_isDeleting = 1;
     }
     ~StartsHeld() { m_task.m_isDeleting = m_before; }

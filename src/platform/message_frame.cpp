@@ -1,5 +1,7 @@
 #include "platform/message_frame.h"
 
+#include "platform/fnv_hash.h"
+
 namespace rampart::platform {
 namespace {
 
@@ -76,12 +78,10 @@ void AnswerMessage(MessageConnection& connection, const MessageReceiver::Handler
 std::string PlainReceiverName(TextView name) {
     std::string text = ToUtf8(name);
     bool plain = !text.empty() && text.size() <= kLongestName;
-    uint64_t hash = 14695981039346656037u;
     for (const char byte : text) {
         plain = plain && (isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_');
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
     }
-    return plain ? "message-" + text : "message." + std::to_string(hash);
+    return plain ? "message-" + text : "message." + std::to_string(Fnv64(text));
 }
 
 }  // namespace rampart::platform

@@ -8,7 +8,6 @@ namespace rampart::platform {
 
 inline constexpr uint32_t kMessageMagic = 0x31504d52;
 inline constexpr uint32_t kReceiveTimeoutMs = 10'000;  // for a sender that began a message and does not go on
-inline constexpr int kRestMs = 100;  // before a connection that could not be taken is tried again
 inline constexpr size_t kLongestSender = 64 << 10;
 
 // Both ends are on one machine, so numbers travel as they lie in memory.

@@ -9,6 +9,7 @@
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "platform/clock.h"
+#include "platform/fnv_hash.h"
 #include "platform/process.h"
 #include "progress/task_prg.h"
 #include "task/machine_name.h"
@@ -206,15 +207,9 @@ void CBackupTask::SetTaskNameToPrgbar(CString const& name) {
 void CBackupTask::ChangeMaxVersion(__int64) {}
 
 CString CBackupTask::IdAndNameMark() const {
-    constexpr uint32_t kFnvBasis = 2166136261u;
-    constexpr uint32_t kFnvPrime = 16777619u;
     CString lower = m_taskName;
     lower.MakeLower();
-    uint32_t mark = kFnvBasis;
-    for (char const byte : lower.ToUtf8()) {
-        mark = (mark ^ static_cast<unsigned char>(byte)) * kFnvPrime;
-    }
-    return rampart::FormatText(_T("%d-%08x"), m_taskID, mark);
+    return rampart::FormatText(_T("%d-%08x"), m_taskID, rampart::platform::Fnv32(lower.ToUtf8()));
 }
 
 int CBackupTask::IsEncryptionBackup() {

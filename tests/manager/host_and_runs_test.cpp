@@ -16,6 +16,18 @@ constexpr int kRounds = 40;
 
 class HostAndRuns : public EngineTest {
 protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        EngineHome::SetOption(_T("MultipleRunningTaskCount"), _T("3"));
+        ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(1);
+        for (int number = 0; number < kTasks; ++number) {
+            Make(number);
+        }
+    }
+    void TearDown() override {
+        ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(0);
+        EngineTest::TearDown();
+    }
     static std::string NameOf(int number) { return "t" + std::to_string(number); }
     CBackupTask* Find(int number) { return manager->GetTaskByName(CString::FromUtf8(NameOf(number))); }
 
@@ -64,6 +76,21 @@ protected:
         EXPECT_EQ(1, manager->RefreshTaskListFromDatabase(code)) << code;
     }
 
+    // One of three changes.
+    void Change(int kind, int number) {
+        switch (kind) {
+            case 0:
+                Edit(number);
+                break;
+            case 1:
+                Replace(number);
+                break;
+            default:
+                Refresh();
+                break;
+        }
+    }
+
     TempFolder m_tree;
     size_t m_written = 0;
 };
@@ -72,11 +99,6 @@ protected:
 
 // A timer's thread makes the passes, while another one changes the tasks.
 TEST_F(HostAndRuns, PassesMeetChangesWithoutHarm) {
-    EngineHome::SetOption(_T("MultipleRunningTaskCount"), _T("3"));
-    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(1);
-    for (int number = 0; number < kTasks; ++number) {
-        Make(number);
-    }
     for (int const skipsMissed : {0, 1}) {
         manager->m_skipMissedTask = skipsMissed;
         std::atomic<bool> isOver{false};
@@ -95,17 +117,7 @@ TEST_F(HostAndRuns, PassesMeetChangesWithoutHarm) {
         for (int round = 0; round < kRounds / 2; ++round) {
             int const number = round / 3 % kTasks;
             Start(number);
-            switch (round % 3) {
-                case 0:
-                    Edit(number);
-                    break;
-                case 1:
-                    Replace(number);
-                    break;
-                default:
-                    Refresh();
-                    break;
-            }
+            Change(round % 3, number);
         }
         isOver = true;
         timer.join();
@@ -117,15 +129,9 @@ TEST_F(HostAndRuns, PassesMeetChangesWithoutHarm) {
         manager->RemoveTaskFromWaitlist(task);
         EXPECT_EQ(TaskStateFinished, Run(*task)) << number;
     }
-    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(0);
 }
 
 TEST_F(HostAndRuns, MeetWithoutHarm) {
-    EngineHome::SetOption(_T("MultipleRunningTaskCount"), _T("3"));
-    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(1);
-    for (int number = 0; number < kTasks; ++number) {
-        Make(number);
-    }
     std::atomic<bool> isOver{false};
     // A display asks at any time.
     std::thread display([&] {
@@ -144,19 +150,10 @@ TEST_F(HostAndRuns, MeetWithoutHarm) {
         manager->SyncScheduleTask();
         EXPECT_EQ(static_cast<size_t>(kTasks), manager->GetTaskStatusMapValue().size());
         int const number = round / 4 % kTasks;
-        switch (round % 4) {
-            case 0:
-                Edit(number);
-                break;
-            case 1:
-                Replace(number);
-                break;
-            case 2:
-                Refresh();
-                break;
-            default:
-                manager->ConnectLoopNetwork();
-                break;
+        if (round % 4 == 3) {
+            manager->ConnectLoopNetwork();
+        } else {
+            Change(round % 4, number);
         }
     }
     isOver = true;
@@ -175,7 +172,6 @@ TEST_F(HostAndRuns, MeetWithoutHarm) {
                   Restored(task->m_serverFilePath)[NameOf(number) + "/file"].content);
     }
     EXPECT_TRUE(manager->m_waitList.IsEmpty());
-    ManageMultipleRunningTask::GetInstance()->SetAllowTwoTasksConcurrently(0);
 }
 
 }  // namespace rampart::test

@@ -21,6 +21,8 @@
 namespace rampart::platform {
 namespace {
 
+constexpr int kRestMs = 100;  // before a connection that could not be taken is tried again
+
 std::string SocketName(TextView name) {
     return PlainReceiverName(name) + ".socket";
 }

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/fnv_hash.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
@@ -70,14 +71,6 @@ bool ParseMount(std::string_view line, Mount& mount) {
     return true;
 }
 
-uint32_t Fold(std::string_view bytes) {
-    uint32_t hash = 2166136261u;  // FNV-1a
-    for (const char byte : bytes) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619u;
-    }
-    return hash;
-}
-
 // The id that the file system carries on its device, "" if it is unknown. It goes with the device from port
 // to port, which the id that statfs gives does not do for every file system.
 std::string VolumeUuid(dev_t device) {
@@ -103,7 +96,7 @@ uint32_t SerialOfUuid(std::string uuid) {
         std::from_chars(digits.data(), end, value, 16).ptr == end) {
         return static_cast<uint32_t>(value);
     }
-    return Fold(uuid);
+    return Fnv32(uuid);
 }
 
 }  // namespace
@@ -137,7 +130,7 @@ bool IsPseudoType(std::string_view type) {
 uint32_t MountSerial(const Mount& mount) {
     uint32_t serial = 0;
     if (IsNetworkType(mount.type)) {
-        serial = Fold(mount.source);
+        serial = Fnv32(mount.source);
     } else if (const std::string uuid = VolumeUuid(mount.device); !uuid.empty()) {
         serial = SerialOfUuid(uuid);
     } else {
@@ -149,11 +142,11 @@ uint32_t MountSerial(const Mount& mount) {
             serial = words[0] ^ words[1];
         }
         if (serial == 0) {
-            serial = Fold(mount.source + ' ' + mount.type);
+            serial = Fnv32(mount.source + ' ' + mount.type);
         }
     }
     if (mount.root != "/") {
-        serial ^= Fold(mount.root);
+        serial ^= Fnv32(mount.root);
     }
     return serial != 0 ? serial : 1;
 }

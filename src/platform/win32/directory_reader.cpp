@@ -67,15 +67,10 @@ std::unique_ptr<DirectoryReader> DirectoryReader::Open(TextView folder, bool) {
     if (system.empty()) {
         return nullptr;
     }
-    SystemHandle handle = OpenPath(system, FILE_LIST_DIRECTORY | SYNCHRONIZE, OPEN_EXISTING,
-                                   FILE_FLAG_BACKUP_SEMANTICS, /*followLink=*/false);
     FileStatus status;
-    if (!handle || !ReadStatus(handle.Get(), status)) {
-        FailWithSystemError();
-        return nullptr;
-    }
-    if (!status.IsDirectory()) {
-        SetLastError(kPathNotFound);
+    SystemHandle handle =
+        OpenFolder(system, FILE_LIST_DIRECTORY | SYNCHRONIZE, 0, /*followLink=*/false, status);
+    if (!handle) {
         return nullptr;
     }
     return std::make_unique<WindowsDirectoryReader>(std::move(handle), status.volumeId);

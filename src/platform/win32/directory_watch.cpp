@@ -150,15 +150,10 @@ std::unique_ptr<DirectoryWatch> DirectoryWatch::Open(TextView folder) {
     if (path.empty()) {
         return nullptr;
     }
-    SystemHandle handle = OpenPath(path, FILE_LIST_DIRECTORY, OPEN_EXISTING,
-                                   FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, /*followLink=*/true);
     FileStatus status;
-    if (!handle || !ReadStatus(handle.Get(), status)) {
-        FailWithSystemError();
-        return nullptr;
-    }
-    if (!status.IsDirectory()) {
-        SetLastError(kPathNotFound);
+    SystemHandle handle =
+        OpenFolder(path, FILE_LIST_DIRECTORY, FILE_FLAG_OVERLAPPED, /*followLink=*/true, status);
+    if (!handle) {
         return nullptr;
     }
     Text root(folder);

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "platform/fnv_hash.h"
 #include "platform/path_names.h"
 #include "platform/win32/native.h"
 
@@ -73,10 +74,11 @@ Table& TheTable() {
 }
 
 uint32_t HashOf(TextView text) {
-    uint32_t hash = 2166136261u;
-    for (const TCHAR c : text) {
-        hash = (hash ^ (c >= 'A' && c <= 'Z' ? c + 0x20 : c)) * 16777619u;
+    Text lower(text);
+    for (TCHAR& c : lower) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<TCHAR>(c + 0x20) : c;
     }
+    const uint32_t hash = Fnv32(lower);
     return hash == 0 ? 1 : hash;
 }
 

@@ -190,6 +190,21 @@ SystemHandle OpenPath(const std::wstring& path, DWORD access, DWORD disposition,
     return file;
 }
 
+SystemHandle OpenFolder(const std::wstring& path, DWORD access, DWORD flags, bool followLink,
+                        FileStatus& status) {
+    SystemHandle folder =
+        OpenPath(path, access, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | flags, followLink);
+    if (!folder || !ReadStatus(folder.Get(), status)) {
+        FailWithSystemError();
+        return SystemHandle();
+    }
+    if (!status.IsDirectory()) {
+        SetLastError(kPathNotFound);
+        return SystemHandle();
+    }
+    return folder;
+}
+
 std::string NativeOf(TextView systemText) {
     std::string native = ToUtf8(systemText);
     std::replace(native.begin(), native.end(), '\\', '/');

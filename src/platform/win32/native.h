@@ -83,6 +83,10 @@ bool ReadStatus(HANDLE file, FileStatus& status);
 // that a provider fetches on demand, is opened as what it stands for. Null with the system's last error set.
 SystemHandle OpenPath(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags,
                       bool followLink);
+// The same of a folder that is there, with its status. Null with LastError set, for anything else
+// kPathNotFound.
+SystemHandle OpenFolder(const std::wstring& path, DWORD access, DWORD flags, bool followLink,
+                        FileStatus& status);
 
 // Calls one of the system's functions that fill a buffer and answer the length: less than the size when it
 // fitted, otherwise the size that is needed. Empty on a failure.

@@ -1,5 +1,6 @@
 #include "platform/win32/standard_folders.h"
 
+#include "platform/fnv_hash.h"
 #include "platform/process.h"
 #include "platform/win32/native.h"
 
@@ -21,11 +22,11 @@ Text ApplicationData() {
 }
 
 uint64_t HashOf(TextView text) {
-    uint64_t hash = 14695981039346656037u;
-    for (const TCHAR c : text) {
-        hash = (hash ^ static_cast<uint64_t>(towlower(c))) * 1099511628211u;
+    Text lower(text);
+    for (TCHAR& c : lower) {
+        c = static_cast<TCHAR>(towlower(c));
     }
-    return hash;
+    return Fnv64(lower);
 }
 
 }  // namespace
