@@ -1,4 +1,5 @@
 #include <limits>
+#include <set>
 
 #include "baselib/text_table.h"
 #include "framework/guarded.h"
@@ -15,34 +16,37 @@ constexpr uint32_t kConnectTimeoutMs = 10'000;
 
 }  // namespace
 
-// A connection and what is known of its receive thread. Held by that thread and by who writes, so that it
-// outlives its place in the object.
+// A connection. Held by its receive thread and by who writes, so that it outlives its place in the object.
 struct SocketCommunication::Link {
     explicit Link(std::unique_ptr<FrameSocket> connection) : socket(std::move(connection)) {}
 
     const std::unique_ptr<FrameSocket> socket;
-    Word<DWORD> receiver = 0;  // the number of the receive thread
-    bool isEndTold = false;    // the receive thread's
-    bool isStarted = false;    // this and the next: guarded by the object's mutex
-    bool hasEnded = false;
+    int receiver = 0;  // the number of its receive thread once there is one; guarded by the object's mutex
+    bool isEndTold = false;  // the receive thread's
 };
 
 // What a receive thread is started with.
 struct SocketCommunication::Receiver {
     SocketCommunication& owner;
     const std::shared_ptr<Link> link;
+    const int number;
+
+    static thread_local const Receiver* current;  // of the thread that asks; null for any other thread
 };
 
+thread_local const SocketCommunication::Receiver* SocketCommunication::Receiver::current = nullptr;
+
+// A receive thread ends its own connection only and never waits for another thread of the object. Every other
+// thread that ends a connection waits for the receive threads that run, and meanwhile none of them connects.
 struct SocketCommunication::Impl {
     std::shared_ptr<Link> Present() const {
         MutexLock lock(mutex);
         return link;
     }
 
-    void ReceiverEnded(Link& ended) {
+    void ReceiverEnded(int receiver) {
         MutexLock lock(mutex);
-        ended.hasEnded = true;
-        receivers--;
+        receivers.erase(receiver);
         changed.notify_all();
     }
 
@@ -51,7 +55,9 @@ struct SocketCommunication::Impl {
     mutable Mutex mutex;
     std::condition_variable_any changed;  // a receive thread ended
     std::shared_ptr<Link> link RAMPART_GUARDED_BY(mutex);
-    int receivers RAMPART_GUARDED_BY(mutex) = 0;  // threads that run
+    std::set<int> receivers RAMPART_GUARDED_BY(mutex);  // the numbers of those that run
+    int lastReceiver RAMPART_GUARDED_BY(mutex) = 0;
+    int endings RAMPART_GUARDED_BY(mutex) = 0;  // threads that end a connection and wait
 };
 
 SocketCommunication::SocketCommunication() : m_impl(std::make_unique<Impl>()) {}
@@ -87,35 +93,36 @@ bool SocketCommunication::ConnectToServer(CString const& address, CString const&
         ReInitSocketCommunition();
         auto socket =
             FrameSocket::Connect({address.ToUtf8(), static_cast<uint16_t>(number)}, kConnectTimeoutMs);
-        if (!socket) {
-            return false;
-        }
-        Attach(std::move(socket));
-        return true;
+        return socket && Attach(std::move(socket));
     });
 }
 
 bool SocketCommunication::Start() {
     return Guarded(_T("Error: Start"), false, [&] {
         std::unique_ptr<Receiver> receiver;
+        int number = 0;
         {
             MutexLock lock(m_impl->mutex);
-            if (!m_impl->link || m_impl->link->isStarted) {
+            if (!m_impl->link || m_impl->link->receiver != 0) {
                 return false;
             }
-            receiver.reset(new Receiver{*this, m_impl->link});
-            receiver->link->isStarted = true;
-            m_impl->receivers++;
+            number = m_impl->lastReceiver + 1;
+            receiver.reset(new Receiver{*this, m_impl->link, number});
+            m_impl->receivers.insert(number);
+            m_impl->lastReceiver = m_impl->link->receiver = number;
         }
         const AFX_THREADPROC run = [](LPVOID argument) -> UINT {
             const std::unique_ptr<Receiver> receiver(static_cast<Receiver*>(argument));
-            Link& link = *receiver->link;
-            Guarded(_T("Error: receive thread"), [&] { receiver->owner.Receive(link); });
-            receiver->owner.m_impl->ReceiverEnded(link);
+            SocketCommunication& owner = receiver->owner;
+            const int number = receiver->number;
+            Receiver::current = receiver.get();
+            owner.Receive(*receiver->link);
+            owner.m_impl->ReceiverEnded(number);
             return 0;
         };
         if (!StartThread(run, receiver.get())) {
-            m_impl->ReceiverEnded(*receiver->link);
+            receiver->link->socket->Close();
+            m_impl->ReceiverEnded(number);
             return false;
         }
         static_cast<void>(receiver.release());  // the thread's own
@@ -129,14 +136,13 @@ bool SocketCommunication::IsValid() const {
 }
 
 int SocketCommunication::ReInitSocketCommunition() {
-    std::shared_ptr<Link> link;
-    {
-        MutexLock lock(m_impl->mutex);
-        link = std::exchange(m_impl->link, nullptr);
-    }
-    if (link) {
-        Guarded(_T("Error: ReInitSocketCommunition"), [&] { End(*link); });
-    }
+    Guarded(_T("Error: ReInitSocketCommunition"), [&] {
+        if (IsReceiving()) {
+            EndOwn();
+        } else {
+            EndAndWait();
+        }
+    });
     return 1;
 }
 
@@ -165,41 +171,68 @@ bool SocketCommunication::GetPeerName(SockAddrIn& address) const {
 
 void SocketCommunication::Finish() {
     ReInitSocketCommunition();
-    std::unique_lock lock(m_impl->mutex);
-    m_impl->changed.wait(lock, [this] { return m_impl->receivers == 0; });
 }
 
-void SocketCommunication::Attach(std::unique_ptr<FrameSocket> socket) {
+// Whether the thread that asks is a receive thread of this object.
+bool SocketCommunication::IsReceiving() const {
+    return Receiver::current && &Receiver::current->owner == this;
+}
+
+bool SocketCommunication::Attach(std::unique_ptr<FrameSocket> socket) {
     auto link = std::make_shared<Link>(std::move(socket));
+    MutexLock lock(m_impl->mutex);
+    const bool isTaken = m_impl->link && m_impl->link->socket->IsOpen();
+    if (isTaken || (IsReceiving() && m_impl->endings > 0)) {
+        platform::SetLastError(isTaken ? platform::kAlreadyExists : platform::kRequestAborted);
+        return false;
+    }
+    std::swap(m_impl->link, link);
+    return true;
+}
+
+// On a receive thread: ends the connection it belongs to, unless another thread has taken that already.
+void SocketCommunication::EndOwn() {
+    const std::shared_ptr<Link>& own = Receiver::current->link;
     {
         MutexLock lock(m_impl->mutex);
-        std::swap(m_impl->link, link);
+        if (m_impl->link != own) {
+            return;
+        }
+        m_impl->link = nullptr;
     }
-    if (link) {  // of another thread that connected at the same time
-        End(*link);
+    own->socket->Close();
+    TellEnd(*own, platform::kRequestAborted);
+}
+
+void SocketCommunication::EndAndWait() {
+    std::unique_lock lock(m_impl->mutex);
+    const std::shared_ptr<Link> link = std::exchange(m_impl->link, nullptr);
+    const int last = m_impl->lastReceiver;
+    m_impl->endings++;
+    lock.unlock();
+    if (link) {
+        Guarded(_T("Error: EndAndWait"), [&] { link->socket->Close(); });
     }
+    lock.lock();
+    m_impl->changed.wait(lock,
+                         [&] { return m_impl->receivers.empty() || *m_impl->receivers.begin() > last; });
+    m_impl->endings--;
 }
 
 // The receive thread.
 void SocketCommunication::Receive(Link& link) {
-    link.receiver = CurrentThreadId();
-    std::vector<char> message;
-    while (link.socket->Read(message)) {
-        message.reserve(1);  // so that an empty message has an address too
-        OnDataReceived(message.data(), static_cast<int>(message.size()));
-    }
-    TellEnd(link, platform::LastError());
-}
-
-// Closes a connection that has been taken out of the object, and sees to it that its observers are told.
-void SocketCommunication::End(Link& link) {
-    link.socket->Close();
-    if (link.receiver == CurrentThreadId()) {
-        TellEnd(link, platform::kRequestAborted);
-        return;
-    }
-    std::unique_lock lock(m_impl->mutex);
-    m_impl->changed.wait(lock, [&] { return !link.isStarted || link.hasEnded; });
+    unsigned long error = platform::kNotEnoughMemory;
+    Guarded(_T("Error: Receive"), [&] {
+        std::vector<char> message;
+        while (link.socket->Read(message)) {
+            message.reserve(1);  // so that an empty message has an address too
+            OnDataReceived(message.data(), static_cast<int>(message.size()));
+        }
+        error = platform::LastError();
+    });
+    // In any case closed before the end is told: an observer may wait for one that writes.
+    Guarded(_T("Error: Receive"), [&] { link.socket->Close(); });
+    Guarded(_T("Error: Receive"), [&] { TellEnd(link, error); });
 }
 
 // On the receive thread, once for each connection: so that a later one is never taken for the one that ended.

@@ -86,14 +86,18 @@ public:
     int GetSocketIndex() const;
 
     // First ends a connection that there is. `port` is a number as text; `family` and `type` are the
-    // constants above. False with the last error when nobody answers there.
+    // constants above. False with the last error: 2 when nobody answers there, 183 when another thread has
+    // connected meanwhile (that connection stays), 1235 from inside an observer while another thread ends
+    // connections.
     bool ConnectToServer(CString const& address, CString const& port, int family, int type);
-    // Begins to receive. False without a connection, and for one that was started.
+    // Begins to receive. False without a connection, for one that was started, and when no thread can be
+    // had, which ends the connection.
     bool Start();
     bool IsValid() const;  // connected, as far as known
-    // Back to the state before ConnectToServer. Observers have been told of the end, and no observer is
-    // called for that connection any more, when it returns; from inside an observer, when the observer
-    // returns. Always nonzero.
+    // Back to the state before ConnectToServer. When it returns, observers have been told of the end of this
+    // connection and of those before it, and none is called for them any more. From inside an observer it
+    // ends the connection that the observer is called for and no later one, and the observer's return is the
+    // last of it. Always nonzero.
     int ReInitSocketCommunition();
     // Sends `size` bytes as one message, whole and never mixed with another. `messageSize` is the size of the
     // message and must be the same; at most 64 MiB. `timeoutMs` ~0 waits as long as it takes; a message that
@@ -114,9 +118,11 @@ private:
     struct Receiver;
     struct Impl;
 
-    void Attach(std::unique_ptr<rampart::platform::FrameSocket> socket);
+    bool IsReceiving() const;
+    bool Attach(std::unique_ptr<rampart::platform::FrameSocket> socket);
+    void EndOwn();
+    void EndAndWait();
     void Receive(Link& link);
-    void End(Link& link);
     void TellEnd(Link& link, unsigned long error);
 
     std::unique_ptr<Impl> m_impl;

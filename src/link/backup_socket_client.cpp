@@ -32,11 +32,9 @@ bool BackupSocketClient::ConnectToServer() {
                                       SocketCommunication::kStream)) {
             return false;
         }
-        m_socket.AddObserver(this);  // before the start, so that no message is missed
+        m_socket.AddObserver(this);  // before the start, so that no message is missed; once is enough
         if (m_socket.Start()) {
             m_socket.GetPeerName(m_peerAddress);
-        } else {
-            m_socket.RemoveObserver(this);
         }
         return true;
     });
@@ -44,6 +42,7 @@ bool BackupSocketClient::ConnectToServer() {
 
 void BackupSocketClient::DisconnectFromServer() {
     if (m_socket.ReInitSocketCommunition()) {
+        SetWaitResultEvent();  // of a connection that was not started yet nobody else tells the end
         SocketUtilities::CleanWinSock();
     }
 }
@@ -54,8 +53,8 @@ int BackupSocketClient::SendBuffer(unsigned char* const buffer, int size) {
         return 0;
     }
     const int length = std::max(size, 0);
-    m_socket.WriteData(buffer, length, kWaitForever, length);
-    return 1;
+    // A message that was refused is an error at once: no reply to it will come.
+    return m_socket.WriteData(buffer, length, kWaitForever, length) || !m_socket.IsValid();
 }
 
 void BackupSocketClient::SocketEvent(SocketEventParams*) {

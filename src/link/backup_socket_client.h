@@ -10,7 +10,7 @@ public:
 
     // The connection ended: who waits wakes with failure, and the socket is as before ConnectToServer.
     void SocketEvent(SocketEventParams* params) override;
-    // Nonzero if there was a connection to write to. A connection that breaks meanwhile raises SocketEvent.
+    // Nonzero if the message was sent, and when the connection broke meanwhile, which raises SocketEvent.
     int SendBuffer(unsigned char* const buffer, int size) override;
     virtual int IsBackupServiceRunnin();
     // Called at the end of a connection, on its receive thread; ConnectToServer may be called from it.

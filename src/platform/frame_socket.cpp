@@ -33,13 +33,22 @@ constexpr uint32_t kAcceptRestMs = 100;  // before a connection that could not b
 class Loop {
 public:
     Loop() {
-        if (!StartDetachedThread([this] { m_context.run(); })) {
+        if (!StartDetachedThread([this] { Run(); })) {
             throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
         }
     }
     asio::io_context& Context() { return m_context; }
 
 private:
+    void Run() {
+        for (;;) {
+            try {
+                m_context.run();  // until the process is gone
+            } catch (...) {       // of one operation, whose caller has ended it; the others go on
+            }
+        }
+    }
+
     asio::io_context m_context{1};
     const asio::executor_work_guard<asio::io_context::executor_type> m_work{m_context.get_executor()};
 };
@@ -225,13 +234,23 @@ public:
 private:
     void Serve() {
         while (!m_stopping) {
-            Tcp::socket socket(Context());
-            const Code code = Await([&](auto ended) { m_acceptor.async_accept(socket, std::move(ended)); });
-            if (!code) {
-                m_handler(std::make_unique<AsioFrameSocket>(std::move(socket)));
-            } else if (!m_stopping) {
-                SleepMilliseconds(kAcceptRestMs);  // no descriptor is free: the peer waits in the queue
+            if (!TakeOne() && !m_stopping) {
+                SleepMilliseconds(
+                    kAcceptRestMs);  // no descriptor or memory is free: the peer waits in the queue
             }
+        }
+    }
+
+    bool TakeOne() {
+        try {
+            Tcp::socket socket(Context());
+            if (Await([&](auto ended) { m_acceptor.async_accept(socket, std::move(ended)); })) {
+                return false;
+            }
+            m_handler(std::make_unique<AsioFrameSocket>(std::move(socket)));
+            return true;
+        } catch (...) {
+            return false;
         }
     }
 

@@ -242,6 +242,96 @@ TEST_F(Sockets, AnObserverMayConnectAnew) {
     }
 }
 
+// Who ends a connection may destroy the observer next.
+TEST_F(Sockets, AnEndWaitsForAnObserverThatEndsItToo) {
+    Calls last;
+    std::promise<void> inside, ending;
+    std::atomic<bool> left = false;
+    last.onEvent = [&] {
+        m_client.ReInitSocketCommunition();
+        inside.set_value();
+        ending.get_future().get();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // for an end that does not wait
+        left = true;
+    };
+    m_client.AddObserver(&last);
+    m_peer->ReInitSocketCommunition();
+    inside.get_future().get();
+    std::thread ender([&] {
+        ending.set_value();
+        m_client.ReInitSocketCommunition();
+        EXPECT_TRUE(left);
+    });
+    ender.join();
+    EXPECT_TRUE(m_client.RemoveObserver(&last));
+}
+
+TEST_F(Sockets, AnObserverDoesNotConnectWhileAnotherThreadEnds) {
+    Calls reconnect;
+    std::promise<void> done;
+    std::thread ender;
+    bool isFirst = true;
+    reconnect.onEvent = [&] {
+        if (!std::exchange(isFirst, false)) {
+            return;  // of the second connection
+        }
+        EXPECT_TRUE(Connect(m_client, m_server)) << "while nobody ends";
+        ender = std::thread([&] { m_client.ReInitSocketCommunition(); });
+        while (m_client.IsValid()) {
+            std::this_thread::yield();
+        }
+        EXPECT_FALSE(Connect(m_client, m_server)) << "the other waits for this call";
+        EXPECT_EQ(platform::LastError(), platform::kRequestAborted);
+        done.set_value();
+    };
+    m_client.AddObserver(&reconnect);
+    m_peer->ReInitSocketCommunition();
+    done.get_future().get();
+    ender.join();
+    EXPECT_FALSE(m_client.IsValid());
+    m_client.RemoveObserver(&reconnect);
+}
+
+TEST_F(Sockets, ConnectionsComeAndGoInManyThreads) {
+    Calls reconnect;
+    reconnect.onEvent = [&] {
+        m_client.ReInitSocketCommunition();
+        Connect(m_client, m_server);
+        m_client.Start();
+    };
+    m_client.AddObserver(&reconnect);
+    std::atomic<bool> stop = false;
+    std::thread breaker([&] {
+        while (!stop) {
+            const auto peer = m_server.TakePeer();
+            peer->Start();
+        }
+    });
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 3; thread++) {
+        threads.emplace_back([&, thread] {
+            for (int round = 0; round < 50; round++) {
+                if (thread == 0) {
+                    m_client.ReInitSocketCommunition();
+                } else if (Connect(m_client, m_server)) {
+                    m_client.Start();
+                }
+                Send(m_client, "x");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    m_client.RemoveObserver(&reconnect);
+    m_client.ReInitSocketCommunition();
+    EXPECT_FALSE(m_client.IsValid());
+    stop = true;
+    SocketConnection last;  // wakes the breaker
+    EXPECT_TRUE(Connect(last, m_server));
+    breaker.join();
+}
+
 TEST_F(Sockets, AnEndMayBeDestroyedWhileItReceivesAndSends) {
     std::atomic<bool> stop = false;
     std::thread sender([&] {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <deque>
 #include <future>
 #include <thread>
 
@@ -278,6 +280,40 @@ TEST_F(SocketMessages, ALargeMessageGoesThereAndBack) {
     EXPECT_EQ(m_client.Ask(40, Frame(40, kRequest, payload)), 1);
     EXPECT_TRUE(m_client.Result() == Frame(40, kReply, payload));
     EXPECT_TRUE(m_service.requests.Take().payload == payload);
+}
+
+TEST_F(SocketMessages, ATooLargeMessageFailsAtOnce) {
+    const LogLines log;
+    EXPECT_EQ(m_client.Ask(40, Frame(40, kRequest, std::string(64 << 20, 'p'))), 0);
+    EXPECT_EQ(log.Count("CMD: failed to send buffer"), 1u);
+    AnswerWith({Frame(40, kReply, "")});
+    EXPECT_EQ(m_client.Ask(40, Frame(40, kRequest, "")), 1) << "the connection goes on";
+}
+
+// None of them may take the other's observer away.
+TEST_F(SocketMessages, ThreadsThatConnectTogetherLeaveOneConnection) {
+    std::atomic<bool> stop = false;
+    std::thread server([&] {
+        std::deque<Service> services;
+        for (auto peer = m_server.TakePeer(); !stop; peer = m_server.TakePeer()) {
+            Service& service = services.emplace_back();
+            service.onRequest = [&service](int) { service.Send(Frame(40, kReply, "")); };
+            service.Begin(std::move(peer));
+        }
+    });
+    for (int round = 0; round < 20; round++) {
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 3; thread++) {
+            threads.emplace_back([this] { m_client.ConnectToServer(); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(m_client.Ask(40, Frame(40, kRequest, "")), 1);
+    }
+    stop = true;
+    m_client.ConnectToServer();
+    server.join();
 }
 
 TEST_F(SocketMessages, ManyThreadsSendAndWait) {
