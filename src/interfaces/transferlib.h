@@ -111,11 +111,17 @@ class VAULTLIB_API CServerPathList {
 public:
     // Null if the path does not exist. The caller owns the record (CAutoMyPathInfo).
     MyPathInfo* FindPath(CString path, int share, int reserved, POSITION* pos, int refresh);
-    // The same without a copy of the record, for callers that judge many files: false if the path does not
-    // exist. `modifiedTime` is seconds since 1970 UTC, 0 if unknown. `inexactPath` becomes the record's own
-    // path when that differs from `path` in case, and is emptied otherwise. Costs a hash probe and no
+    // The same with a service code: 0, 11 when the path does not exist, or why that cannot be told.
+    int FindRecord(CString const& path, CAutoMyPathInfo& record);
+    struct Facts {
+        bool isFolder = false;
+        __int64 size = 0;
+        __int64 modifiedTime = 0;  // seconds since 1970 UTC, 0 if unknown
+        CString inexactPath;       // the record's own path where that differs in case, else empty
+    };
+    // The same without a copy of the record, for callers that judge many files. Costs a hash probe and no
     // allocation for a sibling of the path asked last on this thread.
-    bool FindFile(CString const& path, __int64& size, __int64& modifiedTime, CString& inexactPath);
+    int FindFacts(CString const& path, Facts& facts);
     int IsPathExistEx(CString path, int share, int reserved);
     // Reads one folder from the service again; a service code.
     int RefreshFolder(CString path, int, int);

@@ -65,13 +65,17 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
 int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
     DebugLine(_T("Task: backup dir-") + path);
     path = rampart::WithoutTrailingBackslash(path);
-    CString const name = rampart::LastElement(path);
+    // A drive's own name, "D:", is none for a folder.
+    bool const isDrive = path.Find(_T('\\')) < 0;
+    CString const name = rampart::LastElement(isDrive ? GetTargetSvrFolder(path, 0) : path);
     CString const serverPath = serverFolder + _T("\\") + name;
     __int64 r = 0;
-    rampart::ServerFile record;
-    if (!rampart::FindServerFile(serverPath, path, record)) {
-        // Another folder may hold the parent's name in another case.
+    if (!rampart::FindServerFolder(serverPath, path)) {
+        // Another folder may hold the parent's name in another case, or a file the name.
         rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path));
+        if (int const code = rampart::MakeWay(serverPath, path, true)) {
+            rampart::DebugFormat(_T("Task: \"%s\" does not make way, %d"), serverPath, code);
+        }
         bool tryAgain = false;
         if (!MakeServerFolder(path, serverFolder, name, r, tryAgain)) {
             return tryAgain ? BackupDir(path, serverFolder, recurse) : static_cast<int>(r);

@@ -43,7 +43,10 @@ void SetWorkingFile(CString const& file, CString const& serverFile) {
 
 int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, int fromCacheThread) {
     try {
-        path.Trim();
+        // A listed path is exact: only one that is not there as it stands loses the blanks at its ends.
+        if (CFileInfo(path).m_exists == 0) {
+            path.Trim();
+        }
         CFileInfo const info(path);
         bool const isFolder = info.m_isFolder != 0;
         if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
@@ -199,6 +202,14 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
     return code;
 }
 
+// The transfer begins; where its bytes count from.
+static void NoteStart(CBackupTask& task, FileTry& file) {
+    if (CTaskPrgClass* const progress = task.m_pTaskPrg) {
+        progress->SetPercent(PercentDone(*progress), _T(""));
+        file.startBytes = progress->GetByteSend();
+    }
+}
+
 static BatchMode* BatchOf(CBackupTask const& task) {
     CTaskPrgClass* const progress = task.m_pTaskPrg;
     return progress != nullptr ? static_cast<BatchMode*>(progress->m_pBatch) : nullptr;
@@ -219,6 +230,7 @@ static int OfferSmallSource(CBackupTask& task, FileTry& file, __int64 size) {
         return rampart::kOk;
     }
     file.cachePath = file.path;
+    NoteStart(task, file);
     int const code = OfferToBatch(task, *batch, file);
     return rampart::IsSourceFailure(code) ? rampart::kOk : code;
 }
@@ -231,6 +243,7 @@ static int SendFile(CBackupTask& task, FileTry& file, __int64 size) {
         file.isRefused = true;
         return code;
     }
+    NoteStart(task, file);
     BatchMode* const batch = BatchOf(task);
     if (batch != nullptr) {
         if (int const code = OfferToBatch(task, *batch, file)) {
@@ -242,7 +255,6 @@ static int SendFile(CBackupTask& task, FileTry& file, __int64 size) {
 
 int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread) {
     try {
-        path.Trim();
         path = rampart::WithoutTrailingBackslash(path);
         if (!rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path))) {
             LogUploadFileResultInfo(rampart::kConnectionFailed, serverFolder, path, 0);
@@ -253,7 +265,18 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
             m_pTaskPrg->GetProgressBarInfo(file.savedSent, file.savedTotal);
         }
         CFileInfo const info(path);
-        CAutoMyPathInfo const record(rampart::FindServerRecord(file.ServerPath(), path));
+        CAutoMyPathInfo record;
+        int code = rampart::FindServerRecord(file.ServerPath(), path, record);
+        if (code == rampart::kOk && record != nullptr && record->m_isFolder != 0) {
+            code = rampart::MakeWay(file.ServerPath(), path, false);
+            record = nullptr;
+        }
+        if (code != rampart::kOk) {
+            // Without the record it cannot be told whether a version has to be kept.
+            NoteStart(*this, file);
+            return AnswerUploadCode(code, path, serverFolder, attempt, fromCacheThread,
+                                    {file.savedSent, file.savedTotal, file.startBytes});
+        }
         if (record != nullptr && record->m_path.CompareNoCase(serverFolder + _T("\\") + file.name) == 0) {
             if (IsUnchanged(**record, info, serverFolder)) {
                 return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
@@ -267,11 +290,7 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
             m_pTaskPrg->SetState(ProgressStateTransfer);
             m_pTaskPrg->SetFilePath(path);
         }
-        if (m_pTaskPrg != nullptr) {
-            m_pTaskPrg->SetPercent(PercentDone(*m_pTaskPrg), _T(""));
-        }
-        file.startBytes = m_pTaskPrg != nullptr ? m_pTaskPrg->GetByteSend() : 0;
-        int const code = SendFile(*this, file, info.m_size);
+        code = SendFile(*this, file, info.m_size);
         if (code == rampart::kOk || code == rampart::kOnWorker || file.isRefused) {
             return code;
         }

@@ -78,24 +78,26 @@ unsigned int GlobalFunction::IsServerLocalSameFile(CString const& serverPath, CS
 
 CompareLocalAndServer CBackupManage::CompareLocaAndServerFiles(CString const& localPath,
                                                                CString const& serverPath, int& error) {
-    CServerPathList& mirror = ApiUtil::GetServerPathlist();
-    CAutoMyPathInfo const record(
-        mirror.FindPath(serverPath, ApiUtil::IsSharePath(serverPath), 0, nullptr, 1));
-    if (!KXFile::FileExists(localPath)) {
-        return record == nullptr ? COMPARE_NEITHER : COMPARE_SERVER_ONLY;
-    }
-    error = mirror.RefreshFolder(rampart::DictionaryText(_T("InfoPath")), 1, 1);
-    if (error != 0) {
-        rampart::DebugLine(_T("PathList: Failed to refresh folder from web server."));
-        return COMPARE_REFRESH_FAILED;
-    }
-    if (record == nullptr) {
-        return COMPARE_LOCAL_ONLY;
-    }
-    __int64 const server = rampart::RecordSeconds(record->m_modifiedTime);
-    __int64 const local = CFileInfo(localPath).m_lastWriteTime.GetTime();
-    if (server == local) {
-        return COMPARE_SAME_TIME;
-    }
-    return server > local ? COMPARE_SERVER_NEWER : COMPARE_LOCAL_NEWER;
+    return rampart::Guarded(_T("Error:CompareLocaAndServerFiles"), COMPARE_REFRESH_FAILED, [&] {
+        CServerPathList& mirror = ApiUtil::GetServerPathlist();
+        CAutoMyPathInfo const record(
+            mirror.FindPath(serverPath, ApiUtil::IsSharePath(serverPath), 0, nullptr, 1));
+        if (!KXFile::FileExists(localPath)) {
+            return record == nullptr ? COMPARE_NEITHER : COMPARE_SERVER_ONLY;
+        }
+        error = mirror.RefreshFolder(rampart::DictionaryText(_T("InfoPath")), 1, 1);
+        if (error != 0) {
+            rampart::DebugLine(_T("PathList: Failed to refresh folder from web server."));
+            return COMPARE_REFRESH_FAILED;
+        }
+        if (record == nullptr) {
+            return COMPARE_LOCAL_ONLY;
+        }
+        __int64 const server = rampart::RecordSeconds(record->m_modifiedTime);
+        __int64 const local = CFileInfo(localPath).m_lastWriteTime.GetTime();
+        if (server == local) {
+            return COMPARE_SAME_TIME;
+        }
+        return server > local ? COMPARE_SERVER_NEWER : COMPARE_LOCAL_NEWER;
+    });
 }

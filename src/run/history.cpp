@@ -86,48 +86,49 @@ CString NameForVersion(CBackupTask& task, CString& folder, __int64 count, __int6
 }  // namespace
 
 int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CString fileName) {
-    if (serverFile.IsEmpty() || fileName.IsEmpty()) {
-        return 0;
-    }
-    CString folder = GetFileHistoryFolder(serverFile);
-    DebugLine(_T("Task File Hisotry: task history path-") + folder);
-    CString const base = PathUtilities::RemoveExtension(fileName);
-    CString const extension = PathUtilities::GetExtension(fileName);
-    __int64 count = 0;
-    {
-        // Exactly this name: a folder in another case holds the versions of another file.
-        CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(folder, 0, 0));
-        if (record != nullptr && record->m_path == folder) {
-            count = record->m_subItemCount;
-        } else if (!rampart::EnsureExactServerFolder(folder)) {
-            DebugLine(_T("Task File History: failed to create path-") + folder);
+    return rampart::Guarded(_T("Error: RecoredHistroryFile"), 0, [&] {
+        if (serverFile.IsEmpty() || fileName.IsEmpty()) {
             return 0;
         }
-    }
-    CString const newName = NameForVersion(*this, folder, count, maxVersions, base, extension);
-    if (newName.IsEmpty() || IsAppGone()) {
-        return 0;
-    }
-    CAutoMyPathInfo const source(ApiUtil::GetPathInfoEx(serverFile, 0, 0));
-    if (source == nullptr) {
-        DebugLine(_T("Task File History: failed to find orignal file"));
-        return 0;
-    }
-    CString message;
-    if (int const code = ApiUtil::CopyServerPath(*source, 1, folder, 1, nullptr, _T("All"), message)) {
-        DebugFormat(_T("Task File History: failed copy orgial file to history path-%d"), code);
-        return 0;
-    }
-    CString const copied = folder + _T("\\") + PathUtilities::GetFileName(serverFile);
-    if (int const code = ApiUtil::EditFile(copied, newName, _T(""), _T(""), message)) {
-        DebugFormat(_T("Task File History: failed to edit file name-%d"), code);
-        return 0;
-    }
-    return 1;
+        CString folder = GetFileHistoryFolder(serverFile);
+        DebugLine(_T("Task File Hisotry: task history path-") + folder);
+        CString const base = PathUtilities::RemoveExtension(fileName);
+        CString const extension = PathUtilities::GetExtension(fileName);
+        __int64 count = 0;
+        {
+            // Exactly this name: a folder in another case holds the versions of another file.
+            CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(folder, 0, 0));
+            if (record != nullptr && record->m_path == folder) {
+                count = record->m_subItemCount;
+            } else if (!rampart::EnsureExactServerFolder(folder)) {
+                DebugLine(_T("Task File History: failed to create path-") + folder);
+                return 0;
+            }
+        }
+        CString const newName = NameForVersion(*this, folder, count, maxVersions, base, extension);
+        if (newName.IsEmpty() || IsAppGone()) {
+            return 0;
+        }
+        CAutoMyPathInfo const source(ApiUtil::GetPathInfoEx(serverFile, 0, 0));
+        if (source == nullptr) {
+            DebugLine(_T("Task File History: failed to find orignal file"));
+            return 0;
+        }
+        CString message;
+        if (int const code = ApiUtil::CopyServerPath(*source, 1, folder, 1, nullptr, _T("All"), message)) {
+            DebugFormat(_T("Task File History: failed copy orgial file to history path-%d"), code);
+            return 0;
+        }
+        CString const copied = folder + _T("\\") + PathUtilities::GetFileName(serverFile);
+        if (int const code = ApiUtil::EditFile(copied, newName, _T(""), _T(""), message)) {
+            DebugFormat(_T("Task File History: failed to edit file name-%d"), code);
+            return 0;
+        }
+        return 1;
+    });
 }
 
 CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
-    folder.Trim();
     DebugLine(_T("Taks File History: start check"));
     RecordList records;
     CPtrList& list = records.List();
@@ -269,44 +270,46 @@ bool IsKept(CBackupTask& task, MyPathInfo const& record, CString const& localPat
 
 unsigned int CBackupTask::RemoveExtraData(unsigned int& folders, unsigned int& files) {
     folders = files = 0;
-    for (SourceInfo const* source : m_localDirList) {
-        if (source == nullptr || !IsSourceReachable(*source)) {
-            return 0;
-        }
-    }
-    CString const root = m_serverFilePath + _T("\\");
-    RecordList records;
-    if (m_localDirList.empty() ||
-        ApiUtil::GetServerPathlist().GetSubList(records.List(), root, 0, 1, 1) != 0) {
-        return 0;
-    }
-    rampart::ServerPathMap const map(m_localDirList);
-    CStringList doomed(10);
-    for (POSITION position = records.List().GetHeadPosition(); position != nullptr;) {
-        auto const* const record = static_cast<MyPathInfo const*>(records.List().GetNext(position));
-        rampart::Guarded(_T("Error:RemoveExtraData"), 0, [&] {
-            if (record == nullptr) {
+    return rampart::Guarded(_T("Error:RemoveExtraData"), 0u, [&]() -> unsigned int {
+        for (SourceInfo const* source : m_localDirList) {
+            if (source == nullptr || !IsSourceReachable(*source)) {
                 return 0;
             }
-            CString rest = record->m_path.Mid(m_serverFilePath.GetLength());
-            if (rest.Right(kPartLength).CompareNoCase(_T(".part")) == 0 &&
-                !KXFile::FileExists(map.ToLocal(rest))) {
-                rest = rest.Left(rest.GetLength() - kPartLength);
-            }
-            if (!IsKept(*this, *record, map.ToLocal(rest))) {
-                doomed.AddTail(record->m_path);
-                ++(record->m_isFolder != 0 ? folders : files);
-            }
-            return 1;
-        });
-    }
-    if (doomed.IsEmpty()) {
-        return 0;
-    }
-    CProgressBar* const progress = theVaultLibApp.m_pManagePrg;
-    int const code = ApiUtil::DeletePaths(doomed, progress);
-    if (progress != nullptr) {
-        progress->m_nPercent = -1;
-    }
-    return static_cast<unsigned int>(code);
+        }
+        CString const root = m_serverFilePath + _T("\\");
+        RecordList records;
+        if (m_localDirList.empty() ||
+            ApiUtil::GetServerPathlist().GetSubList(records.List(), root, 0, 1, 1) != 0) {
+            return 0;
+        }
+        rampart::ServerPathMap const map(m_localDirList);
+        CStringList doomed(10);
+        for (POSITION position = records.List().GetHeadPosition(); position != nullptr;) {
+            auto const* const record = static_cast<MyPathInfo const*>(records.List().GetNext(position));
+            rampart::Guarded(_T("Error:RemoveExtraData"), 0, [&] {
+                if (record == nullptr) {
+                    return 0;
+                }
+                CString rest = record->m_path.Mid(m_serverFilePath.GetLength());
+                if (rest.Right(kPartLength).CompareNoCase(_T(".part")) == 0 &&
+                    !KXFile::FileExists(map.ToLocal(rest))) {
+                    rest = rest.Left(rest.GetLength() - kPartLength);
+                }
+                if (!IsKept(*this, *record, map.ToLocal(rest))) {
+                    doomed.AddTail(record->m_path);
+                    ++(record->m_isFolder != 0 ? folders : files);
+                }
+                return 1;
+            });
+        }
+        if (doomed.IsEmpty()) {
+            return 0;
+        }
+        CProgressBar* const progress = theVaultLibApp.m_pManagePrg;
+        int const code = ApiUtil::DeletePaths(doomed, progress);
+        if (progress != nullptr) {
+            progress->m_nPercent = -1;
+        }
+        return static_cast<unsigned int>(code);
+    });
 }

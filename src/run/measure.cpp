@@ -38,12 +38,14 @@ int CBackupManage::StartScanTask(CBackupTask* task) {
         SetScanDivideBatchIndex(0);
         ScanTaskBlock block{task, 0};
         m_pScanThread = AfxBeginThread(&CBackupManage::ScanTask, &block);
-        HANDLE const handle = m_pScanThread != nullptr ? m_pScanThread->m_hThread : nullptr;
+        if (m_pScanThread == nullptr) {
+            DebugLine(_T("Task: failed to start the scan thread."));
+            return 0;
+        }
+        HANDLE const handle = m_pScanThread->m_hThread;
         theVaultLibApp.EnterLoopMode(m_pScanThread, kScanLoopType, 1);
         // The block lies on this stack: without a loop of the host the thread may still run.
-        if (handle != nullptr) {
-            MyWaitForSingleObject(handle, ~0u);
-        }
+        MyWaitForSingleObject(handle, ~0u);
         m_pScanThread = nullptr;
         CString path;
         int flag = 0;
@@ -127,26 +129,32 @@ __int64 CBackupTask::CallScanFunction(CString const& path, int encrypted, __int6
 __int64 CBackupManage::GetScanFileSize(CString const& path, CStringList* exList, int encrypted,
                                        __int64 sizeSoFar, int& count, CStringList& list,
                                        rampart::Word<__int64>& counter, CString const& filterType) {
-    ScanFilter const filter(filterType, exList, nullptr, false);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
-        .MeasureFile(path);
+    return rampart::Guarded(_T("Error:GetScanFileSize"), 0LL, [&] {
+        ScanFilter const filter(filterType, exList, nullptr, false);
+        return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+            .MeasureFile(path);
+    });
 }
 
 __int64 CBackupManage::IncludeScanFileSize(CString const& path, CStringList* exList, CStringList* pathList,
                                            int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
                                            rampart::Word<__int64>& counter, CString const& filterType) {
-    ScanFilter const filter(filterType, exList, pathList, true);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
-        .MeasureFile(path);
+    return rampart::Guarded(_T("Error:IncludeScanFileSize"), 0LL, [&] {
+        ScanFilter const filter(filterType, exList, pathList, true);
+        return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+            .MeasureFile(path);
+    });
 }
 
 __int64 CBackupManage::GetScanFolderSize(CString const& path, CStringList* exList, CStringList* pathList,
                                          int encrypted, __int64 sizeSoFar, int& count, CStringList& list,
                                          rampart::Word<__int64>& counter, CString const& filterType,
                                          CString& limitPath, int& ok) {
-    ScanFilter const filter(filterType, exList, pathList, false);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
-        .MeasureFolder(path, limitPath, ok);
+    return rampart::Guarded(_T("Error:GetScanFolderSize"), 0LL, [&] {
+        ScanFilter const filter(filterType, exList, pathList, false);
+        return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+            .MeasureFolder(path, limitPath, ok);
+    });
 }
 
 __int64 CBackupManage::IncludeGetScanFolderSize(CString const& path, CStringList* exList,
@@ -154,40 +162,46 @@ __int64 CBackupManage::IncludeGetScanFolderSize(CString const& path, CStringList
                                                 int& count, CStringList& list,
                                                 rampart::Word<__int64>& counter, CString const& filterType,
                                                 CString& limitPath, int& ok) {
-    ScanFilter const filter(filterType, exList, pathList, true);
-    return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
-        .MeasureFolder(path, limitPath, ok);
+    return rampart::Guarded(_T("Error:IncludeGetScanFolderSize"), 0LL, [&] {
+        ScanFilter const filter(filterType, exList, pathList, true);
+        return MeasureScan(*this, {list, count, counter, sizeSoFar, Overhead(encrypted)}, filter)
+            .MeasureFolder(path, limitPath, ok);
+    });
 }
 
 int CBackupManage::SupportScanTask(CString const& serverFolder) {
-    if (serverFolder.IsEmpty()) {
+    return rampart::Guarded(_T("Error:SupportScanTask"), 0, [&] {
+        if (serverFolder.IsEmpty()) {
+            return 1;
+        }
+        CAutoMyPathInfo const record(
+            ApiUtil::GetPathInfoEx(serverFolder, ApiUtil::IsSharePath(serverFolder), 0));
+        if (record != nullptr) {
+            DebugLine(_T("Create task: exist path."));
+            return 0;
+        }
+        AccountBalance balance;
+        if (int const code = ApiUtil::GetAccountBalance(balance, 1)) {
+            rampart::DebugFormat(_T("Create task: failed to get account balance:%d"), code);
+            return 0;
+        }
+        if (balance.m_totalSpace < 1) {
+            return 1;
+        }
+        if (balance.m_totalSpace < kSmallPurchase) {
+            DebugLine(_T("Create task: Purchase less than 100GB of space"));
+            return 1;
+        }
+        __int64 const used = balance.m_usedSpace + balance.m_usedSpaceOther;
+        if (used * 100 / balance.m_totalSpace < kAmpleUsePercent) {
+            return 0;
+        }
+        DebugLine(_T("Create task: 70% space already used"));
         return 1;
-    }
-    CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(serverFolder, ApiUtil::IsSharePath(serverFolder), 0));
-    if (record != nullptr) {
-        DebugLine(_T("Create task: exist path."));
-        return 0;
-    }
-    AccountBalance balance;
-    if (int const code = ApiUtil::GetAccountBalance(balance, 1)) {
-        rampart::DebugFormat(_T("Create task: failed to get account balance:%d"), code);
-        return 0;
-    }
-    if (balance.m_totalSpace < 1) {
-        return 1;
-    }
-    if (balance.m_totalSpace < kSmallPurchase) {
-        DebugLine(_T("Create task: Purchase less than 100GB of space"));
-        return 1;
-    }
-    __int64 const used = balance.m_usedSpace + balance.m_usedSpaceOther;
-    if (used * 100 / balance.m_totalSpace < kAmpleUsePercent) {
-        return 0;
-    }
-    DebugLine(_T("Create task: 70% space already used"));
-    return 1;
+    });
 }
 
 int CBackupManage::IsPathTobeBackup(CString& path) {
-    return m_pNewTask != nullptr ? m_pNewTask->IsInSourceList(path) : 0;
+    return rampart::Guarded(_T("Error:IsPathTobeBackup"), 0,
+                            [&] { return m_pNewTask != nullptr ? m_pNewTask->IsInSourceList(path) : 0; });
 }

@@ -64,7 +64,8 @@ __int64 MeasureScan::MeasureFolder(CString const& path, CString& limitPath, int&
             return 0;
         }
     }
-    return sum;
+    // A sum that a stop cut short is none.
+    return IsAppEnding() || theVaultLibApp.IsLoopCancel() ? 0 : sum;
 }
 
 bool MeasureScan::MeasureEntries(CString const& folder, __int64& sum) {

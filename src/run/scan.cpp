@@ -1,4 +1,5 @@
 // The scan's exported operations: all sources of a run, one path, one tree, one file.
+#include "baselib/file_kind.h"
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
@@ -6,6 +7,7 @@
 #include "manager/backup_manage.h"
 #include "paths/path_manage.h"
 #include "platform/error.h"
+#include "platform/file_system.h"
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
@@ -33,6 +35,12 @@ LocalFile FileOf(CString const& path) {
     file.size = info.m_size;
     file.writeTime = info.m_lastWriteTime.GetTime();
     return file;
+}
+
+// Of a source that is there, but neither file nor folder; empty for any other.
+CString KindNotStored(CString const& path) {
+    rampart::platform::FileStatus status;
+    return rampart::platform::QueryStatus(path, status) ? rampart::ReasonToSkip(status.attributes) : nullptr;
 }
 
 }  // namespace
@@ -86,7 +94,9 @@ int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CString
 __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64& total, __int64& remote,
                                        CString serverFolder, int useFolderFilter) {
     return rampart::Guarded(_T("Error:GetPathNeedBackup "), 0LL, [&]() -> __int64 {
-        path.Trim();
+        if (!PathUtilities::IsExisting(path)) {
+            path.Trim();
+        }
         CString const name = rampart::LastElement(path);
         rampart::platform::SetLastError(rampart::platform::kNoError);
         bool const isTree = KXFolder::IsDirectory(path) || KXFolder::IsDriveRoot(path);
@@ -105,6 +115,10 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         }
         if (!isTree && !isFile) {
             DebugLine(DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
+            if (CString const kind = KindNotStored(path); !kind.IsEmpty()) {
+                rampart::RecordEvent(this, DictionaryFormat(_T("SourceKindErr"), path, kind), EVENT_WARNING);
+                NoteSkippedEntry({path, kind, true});
+            }
         }
         if (serverFolder.IsEmpty()) {
             serverFolder = GetTargetSvrFolder(path, 0);

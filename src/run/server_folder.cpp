@@ -19,10 +19,33 @@ constexpr __int64 kFirstFolderResult = 10;
 
 }  // namespace
 
+int MakeWay(CString const& serverPath, CString const& localPath, bool forFolder) {
+    CAutoMyPathInfo record;
+    if (int const code = FindServerRecord(serverPath, localPath, record)) {
+        return code;
+    }
+    if (record == nullptr || (record->m_isFolder != 0) == forFolder) {
+        return kOk;
+    }
+    CString const path = record->m_path;
+    CString const folder = PathUtilities::GetParentFolder(path);
+    CString name = LastElement(path) + _T(" (old)");
+    for (int number = 2;
+         ApiUtil::GetServerPathlist().IsPathExistEx(PathUtilities::Append(folder, name), 0, 0); ++number) {
+        name.Format(_T("%s (old %d)"), LastElement(path), number);
+    }
+    DebugLine(_T("Task: makes way-") + path + _T(" to ") + name);
+    CString message;
+    return forFolder ? ApiUtil::EditFile(path, name, _T(""), _T(""), message)
+                     : static_cast<int>(ApiUtil::EditFolder(path, name, _T(""), _T("")));
+}
+
 bool EnsureServerFolder(CString const& serverFolder, CString const& localFolder) {
-    ServerFile record;
-    if (FindServerFile(serverFolder, localFolder, record)) {
+    if (FindServerFolder(serverFolder, localFolder)) {
         return true;
+    }
+    if (MakeWay(serverFolder, localFolder, true) != kOk) {
+        return false;
     }
     if (!ApiUtil::GetServerPathlist().IsPathExistEx(serverFolder, 0, 0)) {
         return GlobalFunction::CreateSrvFolder(serverFolder, _T(""), _T(""), nullptr) != 0;

@@ -2,6 +2,7 @@
 
 #include "interfaces/baselib.h"
 #include "platform/file_system.h"
+#include "storage/service_code.h"
 
 namespace rampart {
 
@@ -39,20 +40,31 @@ bool IsRecordOfSibling(CString const& serverPath, CString const& recordPath, CSt
     return false;
 }
 
-bool FindServerFile(CString const& serverPath, CString const& localPath, ServerFile& file) {
-    CString inexactPath;
-    if (!ApiUtil::GetServerPathlist().FindFile(serverPath, file.size, file.modifiedTime, inexactPath)) {
-        return false;
-    }
-    return inexactPath.IsEmpty() || !IsRecordOfSibling(serverPath, inexactPath, localPath);
+namespace {
+
+bool FindFacts(CString const& serverPath, CString const& localPath, CServerPathList::Facts& facts) {
+    return ApiUtil::GetServerPathlist().FindFacts(serverPath, facts) == kOk &&
+           (facts.inexactPath.IsEmpty() || !IsRecordOfSibling(serverPath, facts.inexactPath, localPath));
 }
 
-MyPathInfo* FindServerRecord(CString const& serverPath, CString const& localPath) {
-    std::unique_ptr<MyPathInfo> record(ApiUtil::GetPathInfoEx(serverPath, 0, 0));
-    if (record && record->m_path != serverPath && IsRecordOfSibling(serverPath, record->m_path, localPath)) {
-        return nullptr;
+}  // namespace
+
+bool FindServerFile(CString const& serverPath, CString const& localPath, CServerPathList::Facts& file) {
+    return FindFacts(serverPath, localPath, file) && !file.isFolder;
+}
+
+bool FindServerFolder(CString const& serverPath, CString const& localPath) {
+    CServerPathList::Facts folder;
+    return FindFacts(serverPath, localPath, folder) && folder.isFolder;
+}
+
+int FindServerRecord(CString const& serverPath, CString const& localPath, CAutoMyPathInfo& record) {
+    int const code = ApiUtil::GetServerPathlist().FindRecord(serverPath, record);
+    if (record != nullptr && record->m_path != serverPath &&
+        IsRecordOfSibling(serverPath, record->m_path, localPath)) {
+        record = nullptr;
     }
-    return record.release();
+    return code == kNotFound ? kOk : code;
 }
 
 }  // namespace rampart

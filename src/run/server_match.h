@@ -3,21 +3,18 @@
 // one record.
 #pragma once
 
-#include "framework/framework.h"
 #include "interfaces/transferlib.h"
 
 namespace rampart {
 
-struct ServerFile {
-    __int64 size = 0;
-    __int64 modifiedTime = 0;  // seconds since 1970 UTC, 0 if unknown
-};
+// False if no record of a file stands for `localPath`, which is to be stored at `serverPath`, and when that
+// cannot be told.
+bool FindServerFile(CString const& serverPath, CString const& localPath, CServerPathList::Facts& file);
+bool FindServerFolder(CString const& serverPath, CString const& localPath);
 
-// False if no record stands for `localPath`, which is to be stored at `serverPath`.
-bool FindServerFile(CString const& serverPath, CString const& localPath, ServerFile& file);
-
-// The whole record, or null; the caller owns it.
-MyPathInfo* FindServerRecord(CString const& serverPath, CString const& localPath);
+// The whole record of a file or folder, or null where none stands for `localPath`; a service code when that
+// cannot be told, otherwise 0.
+int FindServerRecord(CString const& serverPath, CString const& localPath, CAutoMyPathInfo& record);
 
 // Whether `recordPath`, found for `serverPath`, belongs to another local file or folder: at some level the
 // two differ in case, and the name of the record exists locally beside the one of `localPath`.

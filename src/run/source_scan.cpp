@@ -99,7 +99,7 @@ __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolde
         CString const path = m_folders.RemoveHead();
         CString const serverPath = m_serverFolders.RemoveHead();
         if (path.GetLength() > kMaxPathLength) {
-            NoteSkippedEntry({path, _T("the path is longer than 1024 characters"), true});
+            NoteSkippedEntry({path, DictionaryText(_T("PathTooLong")), true});
             continue;
         }
         ScanFolder(WithoutTrailingBackslash(path), serverPath, useFolderFilter, sum);
@@ -134,8 +134,7 @@ bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder,
     if (m_filter.IsInclude() && (!useFolderFilter || m_filter.DropsFolder(folder))) {
         return false;
     }
-    ServerFile record;
-    return !FindServerFile(serverFolder, folder, record);
+    return !FindServerFolder(serverFolder, folder);
 }
 
 void SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum) {
@@ -203,7 +202,7 @@ __int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, Lo
     if ((!file.exists || file.temporary) && !AllowTemporaryFiles()) {
         return 0;
     }
-    ServerFile record;
+    CServerPathList::Facts record;
     if (!FindServerFile(serverPath, path, record)) {
         return JudgeNewFile(path, serverPath, file);
     }
@@ -235,14 +234,12 @@ __int64 SourceScan::JudgeNewFile(CString const& path, CString const& serverPath,
     if (CBackupTask* const task = Task()) {
         ++task->m_addedFileCount;
     }
-    __int64 partSize = 0;
-    __int64 partTime = 0;
-    CString inexactPath;
-    if (ApiUtil::GetServerPathlist().FindFile(serverPath + _T(".part"), partSize, partTime, inexactPath)) {
-        if (m_request.remote - partSize >= 0) {
-            m_request.remote -= partSize;
+    CServerPathList::Facts part;
+    if (ApiUtil::GetServerPathlist().FindFacts(serverPath + _T(".part"), part) == kOk) {
+        if (m_request.remote - part.size >= 0) {
+            m_request.remote -= part.size;
         }
-        growth -= partSize;
+        growth -= part.size;
     }
     return growth;
 }

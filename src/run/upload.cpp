@@ -109,11 +109,9 @@ __int64 CBackupTask::GetPartSizeFromSever(CString const& path) {
     CString const folder = GetTargetSvrFolder(path, 1);
     CString const serverPath = folder + _T("\\") + rampart::LastElement(path);
     for (CString const& candidate : {serverPath + _T(".part"), serverPath}) {
-        __int64 size = 0;
-        __int64 time = 0;
-        CString inexactPath;
-        if (ApiUtil::GetServerPathlist().FindFile(candidate, size, time, inexactPath) && size > 0) {
-            return size;
+        CServerPathList::Facts facts;
+        if (ApiUtil::GetServerPathlist().FindFacts(candidate, facts) == rampart::kOk && facts.size > 0) {
+            return facts.size;
         }
     }
     return 0;

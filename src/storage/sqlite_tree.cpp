@@ -7,6 +7,12 @@
 
 namespace rampart {
 
+namespace {
+
+constexpr int kDeepest = 65536;  // folders in one another; more are a ring
+
+}  // namespace
+
 std::optional<int64_t> SqliteTree::FindFolder(int64_t parent, std::string_view name) {
     {
         SqliteStatement exact =
@@ -110,10 +116,10 @@ bool SqliteTree::LoadFolder(int64_t id, StoredRecord& record) {
 
 std::string SqliteTree::FolderPath(int64_t id) {
     std::string path;
-    while (id != kRootFolderId) {
+    for (int depth = 0; id != kRootFolderId; depth++) {
         SqliteStatement query = m_connection.Prepare("SELECT parent, name FROM record WHERE id=? AND kind=1");
         query.Bind(1, id);
-        if (!query.Step() || query.Int(0) == id) {
+        if (!query.Step() || depth > kDeepest) {
             throw StorageError(kVaultDamaged, "a folder of the catalog hangs nowhere");
         }
         path.insert(0, "\\" + std::string(query.Bytes(1)));

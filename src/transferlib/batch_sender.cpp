@@ -23,9 +23,13 @@ bool IsFaultOfOneFile(int code) {
 }  // namespace
 
 void EncodeBatchFile(BatchFile& file) {
-    if (!file.content.empty()) {
-        file.chunk = EncodeChunk(file.content, file.buffer);
-        file.commit.chunks = {{file.chunk.digest, file.chunk.size}};
+    try {
+        if (!file.content.empty()) {
+            file.chunk = EncodeChunk(file.content, file.buffer);
+            file.commit.chunks = {{file.chunk.digest, file.chunk.size}};
+        }
+    } catch (...) {
+        file.failure = std::current_exception();
     }
     file.encoded.Signal();
 }
@@ -39,6 +43,11 @@ ServiceResult BatchSender::Send(Batch& batch) {
             if (!m_crew.HelpOnce()) {
                 file->encoded.Wait(kWaitForever);
             }
+        }
+    }
+    for (const auto& file : batch.files) {
+        if (file->failure) {
+            std::rethrow_exception(file->failure);
         }
     }
     ServiceResult result = SendWithRetries(batch);

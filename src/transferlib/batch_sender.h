@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,6 +27,7 @@ struct BatchFile {
     std::string buffer;
     Chunk chunk;
     Waitable encoded{true, false};
+    std::exception_ptr failure;  // of the encoding; read once that is signalled
     bool told = false;
 };
 

@@ -532,9 +532,17 @@ void ServerMirror::PutEntry(MirrorFolder& folder, int64_t sequence, const Stored
     const Text name = platform::FromUtf8(record.name);
     const uint32_t known = folder.FindExact(name);
     const bool isNew = known == MirrorFolder::kNoEntry;
-    folder.AddTreeBytes(record.size - (isNew ? 0 : folder.Size(known)));
+    const bool wasFolder = !isNew && folder.IsFolder(known);
+    if (wasFolder) {
+        folder.ForgetTreeBytes();
+    } else {
+        folder.AddTreeBytes(record.size - (isNew ? 0 : folder.Size(known)));
+    }
     folder.Put(record);
     if (!record.isFolder) {
+        if (wasFolder) {
+            NewGeneration();  // the folder is gone, and what is cached of it leads nowhere
+        }
         return;
     }
     if (isNew && IsLatest(sequence)) {

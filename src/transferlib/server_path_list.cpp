@@ -8,14 +8,16 @@ using namespace rampart;
 namespace {
 
 // A lookup that does not reach the service is tried again before the process counts as logged off, so that a
-// scan ends instead of taking every file for a new one.
+// scan ends instead of taking every file for a new one. From then on each is tried once: the rest of a large
+// folder must not take hours.
 constexpr int kMostTries = 4;
 constexpr DWORD kRetryAfterMs = 250;
 
 template <typename Lookup>
 int LookUp(const Lookup& lookup) {
     int code = kOk;
-    for (int tries = 0; tries < kMostTries; ++tries) {
+    const int most = LogonStatus().GetLogOnStatus() == LogonStatusOff ? 1 : kMostTries;
+    for (int tries = 0; tries < most; ++tries) {
         if (tries > 0) {
             Sleep(kRetryAfterMs);
         }
@@ -38,10 +40,8 @@ int LookUp(const Lookup& lookup) {
     return code;
 }
 
-MyPathInfo* FindInfo(const CString& path) {
-    MirrorRecord found;
-    const int code = LookUp([&](ServerMirror& mirror) { return mirror.FindRecord(path, true, found); });
-    return code == kOk ? MakePathInfo(found).release() : nullptr;
+int LookUpRecord(const CString& path, MirrorRecord& found) {
+    return LookUp([&](ServerMirror& mirror) { return mirror.FindRecord(path, true, found); });
 }
 
 // All below a folder, parents first, as of one moment.
@@ -69,27 +69,30 @@ MyPathInfo* CServerPathList::FindPath(CString path, int, int, POSITION* pos, int
     if (pos != nullptr) {
         *pos = nullptr;
     }
-    return FindInfo(path);
+    MirrorRecord found;
+    return LookUpRecord(path, found) == kOk ? MakePathInfo(found).release() : nullptr;
 }
 
-bool CServerPathList::FindFile(CString const& path, __int64& size, __int64& modifiedTime,
-                               CString& inexactPath) {
-    ServerMirror::Facts facts;
-    const int code = LookUp([&](ServerMirror& mirror) { return mirror.FindFacts(path, facts, inexactPath); });
-    if (code != kOk) {
-        return false;
-    }
-    size = facts.size;
-    modifiedTime = SecondsOf(facts.modifiedTime);
-    return true;
+int CServerPathList::FindRecord(CString const& path, CAutoMyPathInfo& record) {
+    MirrorRecord found;
+    const int code = LookUpRecord(path, found);
+    record = code == kOk ? MakePathInfo(found).release() : nullptr;
+    return code;
+}
+
+int CServerPathList::FindFacts(CString const& path, Facts& facts) {
+    ServerMirror::Facts found;
+    const int code =
+        LookUp([&](ServerMirror& mirror) { return mirror.FindFacts(path, found, facts.inexactPath); });
+    facts.isFolder = found.isFolder;
+    facts.size = found.size;
+    facts.modifiedTime = SecondsOf(found.modifiedTime);
+    return code;
 }
 
 int CServerPathList::IsPathExistEx(CString path, int, int) {
-    ServerMirror::Facts facts;
-    CString inexactPath;
-    return LookUp([&](ServerMirror& mirror) { return mirror.FindFacts(path, facts, inexactPath); }) == kOk
-               ? 1
-               : 0;
+    Facts facts;
+    return FindFacts(path, facts) == kOk ? 1 : 0;
 }
 
 int CServerPathList::RefreshFolder(CString path, int, int) {

@@ -72,8 +72,15 @@ ServiceResult TreeEdit::Describe(const CString& path, const CString& description
     return result;
 }
 
-ServiceResult TreeEdit::Delete(const std::vector<std::string>& paths, ProgressCallBack* callback) {
+ServiceResult TreeEdit::Delete(const std::vector<std::string>& asked, ProgressCallBack* callback) {
     Transfer transfer(nullptr);
+    // In the folder's own case: that is how the mirror knows it.
+    std::vector<std::string> paths;
+    for (const std::string& path : asked) {
+        const auto [folder, name] = SplitLastName(path);
+        paths.push_back(
+            JoinServerPath(m_connection.Mirror().OwnFolderPath(platform::FromUtf8(folder)), name));
+    }
     size_t reached = 0;
     ServiceResult stopped;
     ServiceResult result = m_connection.Service().Delete(paths, [&](size_t done) {

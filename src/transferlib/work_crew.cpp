@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 #include <memory>
+#include <system_error>
 
 namespace rampart {
 namespace {
@@ -30,7 +31,11 @@ void WorkCrew::Give(std::function<void()> task) {
         std::lock_guard lock(m_mutex);
         m_tasks.push_back(std::move(task));
         if (m_threads.size() < m_helpers) {
-            m_threads.emplace_back([this] { Run(); });
+            try {
+                m_threads.emplace_back([this] { Run(); });
+            } catch (const std::system_error&) {
+                // No thread can be had: the others take the task, or who waits for it helps.
+            }
         }
     }
     m_given.notify_one();
@@ -96,6 +101,8 @@ void WorkCrew::ForEach(size_t count, const std::function<void(size_t)>& body) {
         });
     }
     work();
+    while (HelpOnce()) {  // so that it ends without any helper too
+    }
     std::unique_lock lock(shared.mutex);
     shared.ended.wait(lock, [&] { return shared.working == 0; });
     if (shared.failure) {

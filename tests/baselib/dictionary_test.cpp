@@ -31,6 +31,7 @@ constexpr FormatCase kFormats[] = {
     {"UploadLogFileFormat", "tn"},
     {"DownLogFileFormat", "t"},
     {"PathNotExistErr", "t"},
+    {"SourceKindErr", "tt"},
     {"BackupTask.pathNotExistErr", "t"},
     {"LockFile", "t"},
     {"IDS_STRLOGUPLOADFAIL", "ttt"},
@@ -150,6 +151,7 @@ constexpr const char* kPlainTexts[] = {
     "IDS_STRMSGRESUMEEMAIL",
     "WarningLog",
     "EmailTaskNotSupported",
+    "PathTooLong",
     "SourceVanished",
 };
 

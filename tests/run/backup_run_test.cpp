@@ -29,6 +29,9 @@ TEST_F(BackupRun, WhatIsStoredComesBackWithContentTimesAndNames) {
         tree.Write("docs/a:b\\c*d?e\"f<g>h|i", "characters of no engine path");
         tree.Write("docs/dot.", "trailing dot");
         tree.Write("docs/blank ", "trailing blank");
+        tree.Write("docs/wide\u00a0", "trailing blank that does not break");
+        tree.Write("docs/wide", "without it");
+        tree.Write("docs/ideographic\u3000/x", "in a folder");
         tree.Write("docs/line\nbreak", "newline");
         tree.Write("docs/bytes \xff\xfe", "not UTF-8");
         tree.Write("docs/Case.txt", "upper");
@@ -105,23 +108,50 @@ TEST_F(BackupRun, OldContentsStayAsVersionsAsManyAsAskedFor) {
     EXPECT_EQ(27, task.m_remoteSize) << "the file and its two versions, 9 bytes each";
 }
 
-TEST_F(BackupRun, WhatCannotBeReadOrIsNoFileIsNamedAndTheRestIsStored) {
-    TempTree const tree({{"d/good", "good"}, {"d/locked/in", "x"}, {"d/secret", "s"}});
+TEST_F(BackupRun, WhatIsNoFileIsNamedAndTheRestIsStored) {
+    TempTree const tree({{"d/good", "good"}});
     if (!test::MakeLink(tree.Path("d/link"), "good")) {
         GTEST_SKIP() << "this system has neither links nor pipes in folders";
     }
     ASSERT_EQ(0, std::system(("mkfifo '" + tree.Native("d/pipe") + "'").c_str()));
-    CBackupTask& task = MakeTask("t", {tree.Native("d"), tree.Native("gone")});
+    ASSERT_TRUE(test::MakeLink(tree.Path("source"), "d"));
+    CBackupTask& task = MakeTask("t", {tree.Native("d"), tree.Native("gone"), tree.Native("source")});
 
     EXPECT_EQ(TaskStateFinished, Run(task));
 
     EXPECT_TRUE(skipped.contains(tree.Native("d/link")));
     EXPECT_TRUE(skipped.contains(tree.Native("d/pipe")));
     EXPECT_TRUE(skipped.contains(tree.Native("gone")));
+    EXPECT_TRUE(skipped.contains(tree.Native("source"))) << "a whole source that is a link";
     auto const stored = Restored(task.m_serverFilePath);
     EXPECT_EQ("good", stored.at("d/good").content);
-    EXPECT_EQ("s", stored.at("d/secret").content);
     EXPECT_EQ(0u, stored.count("d/pipe"));
+}
+
+TEST_F(BackupRun, AFileAndAFolderThatTakeEachOthersPlaceAreStoredAndNothingIsLost) {
+    TempTree const tree({{"d/x/in", "in the folder"}, {"d/y", "the file"}, {"d/y (old)", "in the way"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    auto expected = Restored(task.m_serverFilePath);
+    fs::remove_all(tree.Path("d/x"));
+    fs::remove(tree.Path("d/y"));
+    tree.Write("d/x", "a file now");
+    tree.Write("d/y/in", "in a folder now");
+    tree.Write("d/y/empty/", "");
+
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(0, task.m_errorOccured);
+    EXPECT_TRUE(skipped.empty());
+
+    auto const stored = Restored(task.m_serverFilePath);
+    for (auto const& [name, entry] : ReadTree(tree.Path())) {
+        EXPECT_EQ(entry, stored.at(name)) << name;
+    }
+    EXPECT_EQ(expected.at("d/x/in"), stored.at("d/x (old)/in"));
+    EXPECT_EQ(expected.at("d/y"), stored.at("d/y (old 2)"));
+    __int64 const sent = FilesSent();
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(sent, FilesSent());
 }
 
 TEST_F(BackupRun, ExcludedNamesAndFoldersStayOut) {

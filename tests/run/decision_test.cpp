@@ -58,6 +58,36 @@ TEST_F(Decision, AnHourOfDaylightSavingIsNoChangeAndKeepsNoVersion) {
     EXPECT_EQ(1u, VersionNames(task, file).size());
 }
 
+// Without the record a changed file would pass for a new one, and its old content would go without a version.
+TEST_F(Decision, ARecordThatCannotBeLookedUpIsNoMissingOne) {
+    TempTree const tree({{"d/f", "12345"}});
+    CBackupTask& task = ReadyTask(tree);
+    CString const file = task.m_serverFilePath + _T("\\d\\f");
+    ASSERT_EQ(0, BackUp(task, tree.Native("d/f")));
+    tree.Write("d/f", "changed");
+    auto const service = home.Script();
+    __int64 const before = FilesSent();
+    service->Answer("ListFolder", kFailed, 1, 3);  // behind those of the root, of "pc" and of "t"
+    EXPECT_EQ(kFailed, BackUp(task, tree.Native("d/f")));
+    EXPECT_EQ(before, FilesSent());
+    EXPECT_EQ(0, BackUp(task, tree.Native("d/f")));
+    EXPECT_EQ(before + 1, FilesSent());
+    EXPECT_EQ(1u, VersionNames(task, file).size());
+}
+
+TEST_F(Decision, ADriveIsStoredUnderItsLetter) {
+    TempTree const tree({{"d/f", "x"}});
+    CBackupTask& task = ReadyTask(tree);
+    CStringList list;
+    list.AddTail(_T("C:\\"));
+    task.ReplaceLocalList(list);
+    CString drive = _T("C:");
+    EXPECT_EQ(0, task.BackupPath(drive, _T(""), 0, 0));
+    CServerPathList& stored = ApiUtil::GetServerPathlist();
+    EXPECT_EQ(1, stored.IsPathExistEx(task.m_serverFilePath + _T("\\C"), 0, 0));
+    EXPECT_EQ(0, stored.IsPathExistEx(task.m_serverFilePath + _T("\\C:"), 0, 0));
+}
+
 TEST_F(Decision, AFileIsOneWhenItsSourceWasRecordedAsOneThoughItIsGone) {
     TempTree const tree({{"d/f", "x"}});
     CBackupTask& task = MakeTask("t", {tree.Native("d/f"), tree.Native("d")});

@@ -21,13 +21,12 @@ protected:
         EXPECT_TRUE(other.CommitFiles({&file, 1}, ids).Ok());
     }
     static bool FindFile(LPCTSTR path, CString* inexactPath = nullptr) {
-        __int64 size = 0, time = 0;
-        CString own;
-        const bool found = ApiUtil::GetServerPathlist().FindFile(path, size, time, own);
+        CServerPathList::Facts facts;
+        const int code = ApiUtil::GetServerPathlist().FindFacts(path, facts);
         if (inexactPath != nullptr) {
-            *inexactPath = own;
+            *inexactPath = facts.inexactPath;
         }
-        return found;
+        return code == 0;
     }
 };
 
@@ -194,6 +193,10 @@ TEST_F(Mirror, AServiceOutOfReachEndsTheScanInsteadOfHidingFiles) {
     service->Answer("ListFolder", kConnectionFailed, 100);
     EXPECT_FALSE(FindFile(_T("\\docs\\a")));
     EXPECT_EQ(ApiUtil::GetManageLogonStatus().GetLogOnStatus(), LogonStatusOff);
+    service->ForgetCalls();
+    CServerPathList::Facts facts;
+    EXPECT_EQ(ApiUtil::GetServerPathlist().FindFacts(_T("\\docs\\b"), facts), kConnectionFailed);
+    EXPECT_EQ(service->Calls("ListFolder"), 1) << "no more waits for what is out of reach";
     service->Answer("ListFolder", 0, 0);
     EXPECT_EQ(ApiUtil::AutoConnect(nullptr, 1), 1);
     EXPECT_EQ(ApiUtil::GetManageLogonStatus().GetLogOnStatus(), LogonStatusOn);
@@ -202,6 +205,37 @@ TEST_F(Mirror, AServiceOutOfReachEndsTheScanInsteadOfHidingFiles) {
     service->Throw("ListFolder");
     EXPECT_FALSE(FindFile(_T("\\docs\\a")));
     EXPECT_TRUE(FindFile(_T("\\docs\\a")));
+}
+
+TEST_F(Mirror, AFileThatTakesTheNameOfAFolderLeavesNothingOfIt) {
+    ScriptedClock clock(1'700'000'000);
+    ASSERT_TRUE(MakeFolder(_T("\\docs")));
+    ASSERT_TRUE(MakeFolder(_T("\\docs\\x")));
+    files.Write("x", "12345");
+    ASSERT_EQ(Upload("x", _T("\\docs\\x")), 0);
+    EXPECT_TRUE(FindFile(_T("\\docs\\x\\x"))) << "and remembered by this thread";
+    EXPECT_EQ(CAutoMyPathInfo(ApiUtil::GetPathInfoEx(_T("\\docs"), 0, 0))->m_size, 5);
+    const auto other = OpenAgain();
+    const std::string folder = "\\docs\\x";
+    ASSERT_TRUE(other->Delete({&folder, 1}, [](size_t) { return true; }).Ok());
+    ASSERT_EQ(Upload("x", _T("\\docs")), 0) << "before this process has asked for changes";
+    EXPECT_FALSE(FindFile(_T("\\docs\\x\\x")));
+    CServerPathList::Facts facts;
+    EXPECT_EQ(ApiUtil::GetServerPathlist().FindFacts(_T("\\docs\\x"), facts), 0);
+    EXPECT_FALSE(facts.isFolder);
+    clock.Advance(2);
+    EXPECT_EQ(CAutoMyPathInfo(ApiUtil::GetPathInfoEx(_T("\\docs"), 0, 0))->m_size, 5);
+}
+
+TEST_F(Mirror, ADeletionInAnotherCaseIsSeenAtOnce) {
+    ASSERT_TRUE(MakeFolder(_T("\\Docs")));
+    files.Write("a", "12345");
+    ASSERT_EQ(Upload("a", _T("\\Docs")), 0);
+    EXPECT_TRUE(FindFile(_T("\\Docs\\a")));
+    CStringList list(10);
+    list.AddTail(_T("\\docs\\a"));
+    EXPECT_EQ(ApiUtil::DeletePaths(list), 0);
+    EXPECT_FALSE(FindFile(_T("\\Docs\\a")));
 }
 
 TEST_F(Mirror, ManyThreadsFindWhatOthersStore) {
