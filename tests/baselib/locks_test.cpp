@@ -84,9 +84,9 @@ TEST(AutoLock, HoldsForItsScopeAndTakesNull) {
 // Free only after a while, for which the clock moves.
 class SlowLock : public CSyncObject {
 public:
-    SlowLock(test::ScriptedClock& clock, uint32_t freeAfterMs) : m_clock(clock), m_leftMs(freeAfterMs) {}
+    SlowLock(test::ScriptedClock& clock, DWORD freeAfterMs) : m_clock(clock), m_leftMs(freeAfterMs) {}
     BOOL Lock(DWORD timeoutMs) override {
-        const uint32_t waitedMs = std::min(timeoutMs, m_leftMs);
+        const DWORD waitedMs = std::min(timeoutMs, m_leftMs);
         m_leftMs -= waitedMs;
         m_clock.AdvanceMilliseconds(waitedMs);
         return m_leftMs == 0;
@@ -95,13 +95,13 @@ public:
 
 private:
     test::ScriptedClock& m_clock;
-    uint32_t m_leftMs;
+    DWORD m_leftMs;
 };
 
 TEST(AutoLock, AWatchedWaitThatLastsLeavesALineDuringAndAfterIt) {
     test::ScriptedClock clock(test::Utc(2024, 1, 1));
     const test::LogLines log;
-    const auto wait = [&](uint32_t forMs, const TCHAR* name, int trace) {
+    const auto wait = [&](DWORD forMs, const TCHAR* name, int trace) {
         SlowLock slow(clock, forMs);
         CKorvaneAutoLock lock(&slow, name, trace);
     };
