@@ -26,6 +26,27 @@ python3 cmake/check_keys.py || fail "code and shipped files disagree about a key
 git ls-files '*.cpp' '*.h' | xargs -r clang-format --dry-run -Werror || fail "clang-format would change these files"
 
 counts=()
+print_counts() {
+    say "Counts"
+    printf '%s\n' "${counts[@]}"
+}
+
+# count_tests PRESET TITLE LOG: how many tests of a run passed, failed and were skipped, which those are and why. To ctest a
+# test that skips itself has passed.
+count_tests() {
+    local preset=$1 title=$2 log=$3 total failed skipped
+    read -r failed total < <(sed -nE 's/^[0-9]+% tests passed, ([0-9]+) tests? failed out of ([0-9]+)$/\1 \2/p' "$log" |
+        tail -n 1) || true
+    skipped=$(grep -cE '^ *[0-9]+/[0-9]+ Test .*\*\*\*Skipped' "$log" || true)
+    if [ "$skipped" -gt 0 ]; then
+        printf 'skipped (%s):\n' "$title"
+        tr -d '\r' <"$root/build/$preset/Testing/Temporary/LastTest.log" |
+            awk '/^[0-9]+\/[0-9]+ Test: / { name = $NF }
+                 /: Skipped$/ { getline reason; printf "  %s: %s\n", name, reason }'
+    fi
+    counts+=("$title: $((${total:-0} - ${failed:-0} - skipped)) passed, ${failed:-0} failed, $skipped skipped")
+}
+
 # run_tests PRESET TITLE [TARGET...]: builds everything, or those test programs alone, and runs their tests.
 run_tests() {
     local preset=$1 title=$2
@@ -36,16 +57,17 @@ run_tests() {
     # Programs that were not built have no tests: ctest would count them as one that is missing.
     ctest --preset "$preset" -j "$(nproc)" --no-tests=error -E '_NOT_BUILT' \
         >"$log" 2>&1 || code=$?
+    count_tests "$preset" "$title" "$log"
     if [ $code -ne 0 ]; then
         # What each failed test said, and the summary.
         awk '/\*\*\*(Failed|Exception|Timeout)/ { shown = 1; print; next }
              /^ *Start +[0-9]+:|^ *[0-9]+\/[0-9]+ Test/ { shown = 0 }
              shown' "$log" | cut -c1-300 | head -n 400 >&2
         tail -n 30 "$log" >&2
+        print_counts >&2
         fail "tests failed ($title); the whole log is $log"
     fi
     tail -n 4 "$log"
-    counts+=("$title: $(grep -E 'tests passed' "$log" | tail -n 1)")
 }
 
 # One target for FUZZ_SECONDS, over a corpus that grows from run to run beside the checked-in one.
@@ -101,5 +123,4 @@ if [ -n "$windows" ]; then
     stop_wine
 fi
 
-say "Counts"
-printf '%s\n' "${counts[@]}"
+print_counts

@@ -5,7 +5,8 @@ build_packages=(
     libfmt-dev libspdlog-dev libpugixml-dev libutf8proc-dev libre2-dev libsqlite3-dev libzstd-dev
     libboost1.81-dev libsodium-dev libcli11-dev nlohmann-json3-dev
 )
-test_packages=(libgtest-dev libgmock-dev clang-format python3)
+# xfsprogs: a file system that shares content between files.
+test_packages=(libgtest-dev libgmock-dev clang-format python3 xfsprogs)
 # The fuzzer's library is in libclang-rt-dev, which clang does not bring along; llvm has the symbolizer of its reports.
 fuzz_packages=(clang libclang-rt-dev llvm)
 windows_packages=(

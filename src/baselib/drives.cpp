@@ -20,7 +20,7 @@ TCHAR GetDriveFromPath(CString const& path) {
 }
 
 int GetSystemDriver(CString& drive) {
-    drive = _T("C:");
+    drive = CString(platform::SystemDrive()) + _T(":");
     return 1;
 }
 

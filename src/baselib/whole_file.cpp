@@ -44,7 +44,11 @@ bool WriteNewFile(TextView path, std::string_view content) {
 bool ReadWholeFile(TextView path, uint64_t limit, std::string& content) {
     const auto file = FileHandle::Open(path, platform::kOpenRead | platform::kOpenFollowLink);
     uint64_t size = 0;
-    if (!file || !file->GetSize(size) || size > limit) {
+    if (!file || !file->GetSize(size)) {
+        return false;
+    }
+    if (size > limit) {
+        platform::SetLastError(platform::kFileTooLarge);
         return false;
     }
     content.resize(size);

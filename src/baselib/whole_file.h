@@ -8,7 +8,8 @@
 
 namespace rampart {
 
-// False if the file cannot be read or is larger than `limit` bytes. A symbolic link is followed.
+// False with LastError set if the file cannot be read, or is larger than `limit` bytes (kFileTooLarge). A
+// symbolic link is followed.
 bool ReadWholeFile(platform::TextView path, uint64_t limit, std::string& content);
 
 // Replaces the file only once all is written and durable; its folder is made if it is missing. A file that

@@ -1,3 +1,4 @@
+#include <charconv>
 #include <limits>
 
 #include "baselib/text_table.h"
@@ -122,7 +123,9 @@ bool XMLNode::SetValue(CString const& name, bool value) {
 }
 
 bool XMLNode::SetValue(CString const& name, float value) {
-    return SetValue(name, FormatText(_T("%g"), value));
+    char text[32];  // the shortest one that reads back as the same number
+    const std::to_chars_result end = std::to_chars(std::begin(text), std::end(text), value);
+    return SetValue(name, CString::FromUtf8(std::string_view(text, end.ptr)));
 }
 
 bool XMLNode::SetValue(CString const& name, int value) {

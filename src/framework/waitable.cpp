@@ -39,18 +39,36 @@ bool Waitable::Wait(DWORD timeoutMs) {
     return true;
 }
 
-bool Waitable::Wait(platform::MessageWait& messages) {
-    std::unique_lock lock(m_mutex);
-    m_messageWaits.push_back(&messages);
-    for (bool isOver = false; !m_signaled && !isOver;) {
-        lock.unlock();
-        isOver = !messages.Wait();
-        lock.lock();
+// On the list of those that a signal wakes; a window that throws leaves nothing there.
+class Waitable::MessageWaiter {
+public:
+    MessageWaiter(Waitable& object, platform::MessageWait& messages)
+        : m_object(object), m_messages(messages) {
+        std::lock_guard lock(m_object.m_mutex);
+        m_object.m_messageWaits.push_back(&m_messages);
     }
-    std::erase(m_messageWaits, &messages);
-    const bool wasSignaled = m_signaled;
-    m_signaled = m_signaled && m_manualReset;
-    return wasSignaled;
+    MessageWaiter(const MessageWaiter&) = delete;
+    MessageWaiter& operator=(const MessageWaiter&) = delete;
+    ~MessageWaiter() {
+        std::lock_guard lock(m_object.m_mutex);
+        std::erase(m_object.m_messageWaits, &m_messages);
+    }
+
+private:
+    Waitable& m_object;
+    platform::MessageWait& m_messages;
+};
+
+bool Waitable::Wait(platform::MessageWait& messages) {
+    const MessageWaiter waiter(*this, messages);
+    bool isOver = false;
+    while (!Wait(0)) {
+        if (isOver) {
+            return false;
+        }
+        isOver = !messages.Wait();
+    }
+    return true;
 }
 
 HANDLE OpenHandle(std::shared_ptr<Waitable> object) {

@@ -40,10 +40,13 @@ public:
     void Reset();
     // True when signalled within the time.
     bool Wait(DWORD timeoutMs);
-    // The same on a thread that dispatches messages meanwhile; the time-out is that of `messages`.
+    // The same on a thread that dispatches messages meanwhile; the time-out is that of `messages`. Throws
+    // what they throw.
     bool Wait(platform::MessageWait& messages);
 
 private:
+    class MessageWaiter;
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<platform::MessageWait*> m_messageWaits;  // that go on

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
@@ -190,7 +191,7 @@ VAULTLIB_API void NoteSkippedEntry(SkippedEntry const& entry);
 VAULTLIB_API unsigned long GetDiskserial(TCHAR drive);
 VAULTLIB_API TCHAR GetDiskBySerial(unsigned long serial);   // 0 if it is not mounted
 VAULTLIB_API TCHAR GetDriveFromPath(CString const& path);   // 0 if there is none
-VAULTLIB_API int GetSystemDriver(CString& drive);           // "C:"
+VAULTLIB_API int GetSystemDriver(CString& drive);           // "C:"; nonzero
 VAULTLIB_API __int64 GetDiskFreeSize(CString const& path);  // MB
 VAULTLIB_API int IsExistFlashDrive(CString const& path);
 VAULTLIB_API int IsNetworkPath(CString const& path);
@@ -384,8 +385,30 @@ VAULTLIB_API void LoadCArchiveToVector(CArchive& archive,
 
 // ---- Messages between processes ----
 
-// Sends one message to the receiver named `receiver` (see platform/message_channel.h) and waits for its
-// answer; `sender` names the caller. 0 if nobody receives under that name. `reply` is allocated with malloc
-// and belongs to the caller; it may come back null.
+// Answers the messages that SendProcessMsgRetBuf sends to a name, as long as it lives. It stands in for the
+// hidden window of a process; a window or a message loop is not needed.
+class VAULTLIB_API ProcessMessageReceiver {
+public:
+    // `message` carries the code, the size and the bytes of the sender, valid during the call; `sender` is
+    // the name that he gave. The returned number and `reply`, which is empty at first, go back to him.
+    // Called on a thread of the receiver's own, for one message at a time; what it throws becomes a line in
+    // the debug log and an answer of 0.
+    using Handler = std::function<__int64(COPYDATASTRUCT const& message, CString const& sender,
+                                          std::vector<unsigned char>& reply)>;
+
+    // Null with the last error set; 183 when somebody on this machine receives under the name already.
+    static std::unique_ptr<ProcessMessageReceiver> Open(CString const& receiver, Handler handler);
+    // Waits for a handler that runs; not from inside it.
+    ~ProcessMessageReceiver();
+
+private:
+    struct Impl;
+    explicit ProcessMessageReceiver(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> m_impl;
+};
+
+// Sends one message to the receiver named `receiver` and waits for its answer; `sender` names the caller. 0
+// if nobody receives under that name. `reply` is allocated with malloc and belongs to the caller; it may come
+// back null.
 VAULTLIB_API __int64 SendProcessMsgRetBuf(CString const& receiver, CString const& sender,
                                           COPYDATASTRUCT& message, unsigned char** reply, __int64* replySize);

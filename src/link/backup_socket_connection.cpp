@@ -1,5 +1,7 @@
 #include "link/backup_socket_connection.h"
 
+#include <utility>
+
 #include "link/reply_wait.h"
 
 using namespace rampart;
@@ -7,6 +9,21 @@ using namespace rampart;
 namespace {
 
 constexpr int kArchiveBuffer = 4096;
+
+// The connection whose message the calling thread is handling.
+thread_local const BackupSocketConnection* t_receiving = nullptr;
+
+class ReceivingScope {
+public:
+    explicit ReceivingScope(const BackupSocketConnection* connection)
+        : m_outer(std::exchange(t_receiving, connection)) {}
+    ReceivingScope(const ReceivingScope&) = delete;
+    ReceivingScope& operator=(const ReceivingScope&) = delete;
+    ~ReceivingScope() { t_receiving = m_outer; }
+
+private:
+    const BackupSocketConnection* const m_outer;
+};
 
 void LogIfEmpty(int command, int size) {
     if (size < 1) {
@@ -38,6 +55,7 @@ void BackupSocketConnection::SocketDataReceived(char* data, int size) {
         return;
     }
     Guarded(_T("Error: SocketDataReceived"), [&] {
+        const ReceivingScope scope(this);
         CMemFile memory(reinterpret_cast<BYTE*>(data), static_cast<UINT>(std::max(size, 0)));
         CArchive archive(&memory, CArchive::load, kArchiveBuffer);
         int32_t command = 0, direction = 0, messageType = 0;
@@ -62,6 +80,10 @@ int BackupSocketConnection::SendBuffer(unsigned char* const, int) {
 
 int BackupSocketConnection::SendSocketPackageAndWait(unsigned char* const buffer, int size,
                                                      SocketCommands const& command) {
+    if (t_receiving == this) {
+        DebugLine(_T("CMD: a handler must not wait for a reply on its own connection"));
+        return 0;
+    }
     return SendAndWait(*this, buffer, size, command, LogIfEmpty);
 }
 

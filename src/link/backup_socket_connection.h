@@ -26,8 +26,8 @@ public:
     // without a whole header is dropped.
     void SocketDataReceived(char* data, int size) override;
     ~BackupSocketConnection() override;
-    // The archive stands behind the header. Must not wait for a reply on this connection: the thread that
-    // runs it is the one that receives.
+    // The archive stands behind the header. A wait for a reply on this connection is refused inside it, with
+    // a line in the debug log: the thread that runs it is the one that receives.
     virtual void HandleRequestCommand(CArchive& archive, int command);
     // As those of SendSocketMessageMethods.
     virtual int SendBuffer(unsigned char* const buffer, int size);

@@ -34,8 +34,8 @@ public:
         CriticalLock lock(Own().m_resultLock);
         Own().m_nResultSize = size;
     }
-    // A copy of as many bytes as the result size says. Null changes nothing and leaves a line in the debug
-    // log.
+    // A copy of as many bytes as the result size says; without the memory for it there is no result. Null
+    // changes nothing and leaves a line in the debug log.
     void SetResultBuffer(char* buffer) {
         Guarded(_T("Error: SetResultBuffer"), [&] {
             if (!buffer) {
@@ -44,6 +44,7 @@ public:
             }
             CriticalLock lock(Own().m_resultLock);
             const auto size = static_cast<size_t>(std::max(Own().m_nResultSize, 0));
+            Own().m_pResult.reset();
             Own().m_pResult = std::make_unique<unsigned char[]>(size);
             memcpy(Own().m_pResult.get(), buffer, size);
         });

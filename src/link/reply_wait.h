@@ -26,11 +26,15 @@ void BeginWait(Sender& sender, SocketCommands command) {
     sender.m_waitCommand = command;
 }
 
-// 1 if a reply has come.
+// 1 if a reply has come and is there as a whole: one for which there was no memory is none.
 template <class Sender>
 int EndWait(Sender& sender) {
     CriticalLock lock(sender.m_resultLock);
     sender.m_waitCommand = kNoSocketCommand;
+    if (!sender.m_pResult && sender.m_nResultSize > 0) {
+        sender.m_nResultSize = 0;
+        sender.m_bRecvSuccess = 0;
+    }
     return sender.m_bRecvSuccess;
 }
 

@@ -62,13 +62,14 @@ void CBackupManage::SetDelayTimeForMissedTask(unsigned long minutes) {
     }
 }
 
-// The stored number is a switch only; the one that counts is the option's.
+// The stored number is a switch only; the one that counts is the configuration's, which knows it by two keys.
 unsigned long CBackupManage::ReadRealTimeDelayInfo() {
     if (FlagOr(kRealTimeDelayFlag, 0) == 0) {
         return kDefaultRealTimeSeconds;
     }
+    CString const option = DictUtil::GetConfigString(_T("Options"), _T("RealTimeDelay"), _T("30"), _T(""));
     return static_cast<unsigned long>(
-        DictUtil::GetConfigInt(_T("Options"), _T("RealTimeDelay"), _T("30"), _T("")));
+        DictUtil::GetConfigInt(_T("RealTimeDelay"), _T("DelaySecs"), option, _T("")));
 }
 
 void CBackupManage::WriteRealTimeDelayInfo(unsigned long seconds) {

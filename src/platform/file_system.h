@@ -110,7 +110,9 @@ using CopyProgress = std::function<bool(uint64_t totalBytes, uint64_t movedBytes
 // holes. The target is replaced; copying a file onto itself fails with kSharingViolation and leaves it as it
 // is. On a stop or a failure the partial target is removed. LastError is kRequestAborted after a stop.
 // With `mustRest` a source that changed while it was copied is a failure with kSharingViolation: parts of two
-// states are no copy.
+// states are no copy. A change shows in the file's times; on Windows one may go unseen that follows the
+// change before it within a tick of the system's clock, and everywhere one within a tick of a file system
+// with whole seconds.
 bool CopyFileContent(TextView from, TextView to, const CopyProgress& progress, bool mustRest = false);
 
 }  // namespace rampart::platform

@@ -9,7 +9,8 @@ namespace rampart::platform {
 
 class MessageWait {
 public:
-    // Null when the calling thread has no message queue. ~0 as time-out waits for ever.
+    // Null when the calling thread has no message queue, or none that can be waited on. ~0 as time-out waits
+    // for ever.
     static std::unique_ptr<MessageWait> Begin(uint32_t timeoutMs);
     virtual ~MessageWait() = default;
     // True when woken, false when the time is over, which runs from Begin on. Only on the thread that began.

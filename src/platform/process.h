@@ -21,8 +21,9 @@ public:
     virtual ~NamedMutex() = default;
 };
 
-// Starts a program and does not wait. The command line is split as programs of the system expect it: as a
-// shell would, without any expansion, or by the rules of Windows, where a backslash is part of a path.
+// Starts a program and does not wait; it inherits no file and no socket but the standard output and error.
+// The command line is split as programs of the system expect it: as a shell would, without any expansion, or
+// by the rules of Windows, where a backslash is part of a path.
 bool StartProcess(TextView commandLine);
 // Opens a document or an address with the user's program for it.
 bool OpenDocument(TextView target);

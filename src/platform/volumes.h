@@ -33,6 +33,9 @@ void PinDrive(TCHAR letter, std::string_view mountPoint);
 // Reads the mount table again; called when a volume came or went. Drives() is otherwise read once and kept.
 void RefreshDrives();
 
+// The letter of the drive that the system itself lies on.
+TCHAR SystemDrive();
+
 // 0 for a letter that stands for nothing.
 uint32_t VolumeSerial(TCHAR letter);
 

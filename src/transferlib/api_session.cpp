@@ -36,10 +36,13 @@ SessionInfo Session() {
     return session;
 }
 
+// A connection that holds is told to hold all the while.
 bool Reaches() {
     const int code = WithService(_T("Error: DetectConnect"), nullptr,
                                  [](ServiceConnection& connection) { return connection.Service().Ping(); });
-    LogonStatus().SetLogOnStatus(code == kOk ? LogonStatusOn : LogonStatusOff);
+    if (code == kOk) {
+        LogonStatus().SetLogOnStatus(LogonStatusOn);
+    }
     return code == kOk;
 }
 
@@ -115,7 +118,6 @@ ManageLogonStatus& ApiUtil::GetManageLogonStatus() {
 }
 
 int ApiUtil::AutoConnect(void* cancelEvent, int) {
-    LogonStatus().SetLogOnStatus(LogonStatusConnecting);
     for (int tries = 0; tries < kMostConnectTries; ++tries) {
         if (Reaches()) {
             return 1;
@@ -137,7 +139,11 @@ int ApiUtil::AutoConnect(void* cancelEvent, int) {
 }
 
 int ApiUtil::DetectConnect(int) {
-    return Reaches() ? 1 : 0;
+    if (Reaches()) {
+        return 1;
+    }
+    NoteNotConnected();
+    return 0;
 }
 
 int ApiUtil::CloseConnectionByThreadID(unsigned long threadId) {

@@ -59,6 +59,12 @@ ManageLogonStatus& LogonStatus() {
     return status;
 }
 
+void NoteNotConnected() {
+    if (LogonStatus().GetLogOnStatus() != LogonStatusConnecting) {
+        LogonStatus().SetLogOnStatus(LogonStatusOff);
+    }
+}
+
 ServiceConnection::ServiceConnection(std::shared_ptr<StorageService> service, std::string location)
     : m_service(std::move(service)),
       m_location(std::move(location)),
@@ -67,8 +73,10 @@ ServiceConnection::ServiceConnection(std::shared_ptr<StorageService> service, st
 
 ServiceResult ServiceConnection::Logon(const std::string& user, const std::string& password) {
     ServiceResult result = m_service->Logon(user, password);
-    LogonStatus().SetLogOnStatus(result.Ok() ? LogonStatusOn : LogonStatusOff);
-    if (result.Ok()) {
+    if (!result.Ok()) {
+        NoteNotConnected();
+    } else {
+        LogonStatus().SetLogOnStatus(LogonStatusOn);
         m_hasSession = true;
         std::lock_guard lock(m_mutex);
         m_user = user;
@@ -176,7 +184,7 @@ std::shared_ptr<ServiceConnection> CurrentConnection(ServiceResult* failure) {
     if (holder.openFailure.Ok()) {
         return PresentConnection();
     }
-    LogonStatus().SetLogOnStatus(LogonStatusOff);
+    NoteNotConnected();
     if (failure != nullptr) {
         *failure = holder.openFailure;
     }

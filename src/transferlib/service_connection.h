@@ -96,5 +96,7 @@ int WithService(TextView line, CString* message, Body&& body) {
 
 // The process's logon status.
 ManageLogonStatus& LogonStatus();
+// A failure to connect. While somebody tries again and again the status is his, who also says how that ended.
+void NoteNotConnected();
 
 }  // namespace rampart

@@ -2,8 +2,10 @@
 
 #include <map>
 
+#include "baselib/whole_file.h"
 #include "interfaces/baselib.h"
 #include "platform/error.h"
+#include "platform/process.h"
 #include "support/temp_tree.h"
 
 namespace rampart {
@@ -185,6 +187,26 @@ TEST(FileFind, AFolderOfManyEntriesIsListedWhole) {
         folder.Write("f" + std::to_string(index), "");
     }
     EXPECT_EQ(Found(Path(folder) + _T("\\*.*")).size(), static_cast<size_t>(kCount));
+}
+
+TEST(WholeFile, OneBeyondTheLimitIsTooLarge) {
+    TempTree tree({{"a", "0123456789"}});
+    std::string content;
+    EXPECT_TRUE(ReadWholeFile(tree.Engine("a"), 10, content));
+    EXPECT_EQ(content, "0123456789");
+    platform::SetLastError(platform::kNoError);
+    EXPECT_FALSE(ReadWholeFile(tree.Engine("a"), 9, content));
+    EXPECT_EQ(platform::LastError(), platform::kFileTooLarge);
+    EXPECT_FALSE(ReadWholeFile(tree.Engine("none"), 9, content));
+    EXPECT_EQ(platform::LastError(), platform::kFileNotFound);
+}
+
+TEST(Drives, TheSystemLiesOnADriveOfItsOwnChoice) {
+    CString drive;
+    EXPECT_NE(GetSystemDriver(drive), 0);
+    const std::string told = platform::EnvironmentVariable("SystemDrive");  // Windows says so there too
+    EXPECT_EQ(drive.ToUtf8(), told.empty() ? "C:" : told);
+    EXPECT_TRUE(KXFolder::IsDirectory(drive + _T("\\")));
 }
 
 TEST(Drives, TheTemporaryFolderLiesOnADriveWithRoom) {

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "interfaces/baselib.h"
+#include "support/log_lines.h"
 #include "support/scripted_clock.h"
 
 namespace rampart {
@@ -78,6 +79,39 @@ TEST(AutoLock, HoldsForItsScopeAndTakesNull) {
     }
     EXPECT_TRUE(std::async(std::launch::async, [&] { return section.Lock(0) && section.Unlock(); }).get());
     CKorvaneAutoLock none(nullptr, _T("test"), 0);
+}
+
+// Free only after a while, for which the clock moves.
+class SlowLock : public CSyncObject {
+public:
+    SlowLock(test::ScriptedClock& clock, DWORD freeAfterMs) : m_clock(clock), m_leftMs(freeAfterMs) {}
+    BOOL Lock(DWORD timeoutMs) override {
+        const DWORD waitedMs = std::min(timeoutMs, m_leftMs);
+        m_leftMs -= waitedMs;
+        m_clock.AdvanceMilliseconds(waitedMs);
+        return m_leftMs == 0;
+    }
+    BOOL Unlock() override { return TRUE; }
+
+private:
+    test::ScriptedClock& m_clock;
+    DWORD m_leftMs;
+};
+
+TEST(AutoLock, AWatchedWaitThatLastsLeavesALineDuringAndAfterIt) {
+    test::ScriptedClock clock(test::Utc(2024, 1, 1));
+    const test::LogLines log;
+    const auto wait = [&](DWORD forMs, const TCHAR* name, int trace) {
+        SlowLock slow(clock, forMs);
+        CKorvaneAutoLock lock(&slow, name, trace);
+    };
+    wait(4999, _T("short"), 1);
+    wait(60'000, _T("unwatched"), 0);
+    wait(60'000, nullptr, 1);
+    EXPECT_EQ(log.Count("Lock: "), 0u) << log.Text();
+    wait(12'345, _T("long"), 1);
+    EXPECT_EQ(log.Count("Lock: still waiting for long\n"), 1u) << log.Text();
+    EXPECT_EQ(log.Count("Lock: got long after 12345 ms\n"), 1u) << log.Text();
 }
 
 TEST(Wait, AnswersTheCodesOfTheSystem) {

@@ -29,7 +29,10 @@ TEST(Xml, EveryKindOfValueComesBackFromAFile) {
     EXPECT_TRUE(root.SetValue(_T("Unsigned"), 4294967295UL));
     EXPECT_TRUE(root.SetValue(_T("Int"), -5));
     EXPECT_TRUE(root.SetValue(_T("Bool"), true));
-    EXPECT_TRUE(root.SetValue(_T("Float"), 1.5F));
+    const float floats[] = {0.0F, 1.5F, 0.1F, -16777217.0F, 1.17549435e-38F, 3.40282347e38F, 3.14159274F};
+    for (int index = 0; index < static_cast<int>(std::size(floats)); index++) {
+        EXPECT_TRUE(root.SetValue(FormatText(_T("Float%d"), index), floats[index]));
+    }
     EXPECT_TRUE(root.SetValue(_T("Int"), -6));
     ASSERT_TRUE(written.Save(XmlPath(folder, "x/a.xml")));
 
@@ -40,6 +43,12 @@ TEST(Xml, EveryKindOfValueComesBackFromAFile) {
         CString value;
         EXPECT_TRUE(node.GetValue(FormatText(_T("Text%d"), index), value, _T("default")));
         EXPECT_EQ(value, texts[index]) << index;
+    }
+    for (int index = 0; index < static_cast<int>(std::size(floats)); index++) {
+        CString value;
+        EXPECT_TRUE(node.GetValue(FormatText(_T("Float%d"), index), value, _T("")));
+        EXPECT_EQ(std::strtof(value.ToUtf8().c_str(), nullptr), floats[index]) << value.ToUtf8();
+        EXPECT_LT(value.GetLength(), 16) << value.ToUtf8();
     }
     __int64 big = 0;
     unsigned long word = 0;
@@ -52,7 +61,7 @@ TEST(Xml, EveryKindOfValueComesBackFromAFile) {
     EXPECT_EQ(number, -6);
     EXPECT_TRUE(node.GetValue(_T("Bool"), number, 0));
     EXPECT_EQ(number, 1);
-    EXPECT_EQ(node.GetNumberOfNodes(), static_cast<int>(std::size(texts)) + 5);
+    EXPECT_EQ(node.GetNumberOfNodes(), static_cast<int>(std::size(texts) + std::size(floats)) + 4);
 }
 
 TEST(Xml, AMissingChildGivesTheDefaultAndFalse) {

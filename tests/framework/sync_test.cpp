@@ -1,6 +1,9 @@
 #include "framework/sync.h"
 
+#include <stdexcept>
 #include <thread>
+
+#include "platform/message_wait.h"
 
 using rampart::kWaitFailed;
 using rampart::kWaitForever;
@@ -45,6 +48,24 @@ TEST(Event, ServesAsALockBetweenThreads) {
         thread.join();
     }
     EXPECT_EQ(count, 2000);
+}
+
+// Dispatches a message whose window throws.
+class ThrowingWait : public rampart::platform::MessageWait {
+public:
+    bool Wait() override { throw std::runtime_error("a window"); }
+    void Wake() override { ++wakes; }
+    int wakes = 0;
+};
+
+TEST(Event, AnExceptionDuringAWaitLeavesNobodyToWake) {
+    rampart::Waitable event(/*manualReset=*/false, /*signaled=*/false);
+    ThrowingWait messages;
+    EXPECT_THROW(event.Wait(messages), std::runtime_error);
+    event.Signal();
+    EXPECT_EQ(messages.wakes, 0);
+    EXPECT_TRUE(event.Wait(messages)) << "signalled already, so no message is looked at";
+    EXPECT_FALSE(event.Wait(0));
 }
 
 TEST(Handle, StaleAndForeignOnesAreRefused) {

@@ -8,6 +8,7 @@
 #include "link/backup_socket_client.h"
 #include "link/send_socket_message_methods.h"
 #include "paths/global_function.h"
+#include "support/log_lines.h"
 #include "support/socket_inbox.h"
 
 int GlobalFunction::IsBackupServiceRunning() {
@@ -38,30 +39,6 @@ unsigned char* Bytes(std::string& frame) {
 SocketCommands Command(int value) {
     return static_cast<SocketCommands>(value);
 }
-
-// What a thread wrote to the debug log since the object was made.
-class LogLines {
-public:
-    LogLines() { FlushDebugLog(); }
-    std::string Text() const {
-        FlushDebugLog();
-        KXFile file(GetManageDebugLog().GetFilePath(), CFile::modeRead | CFile::shareDenyNone);
-        std::string all(static_cast<size_t>(file.GetLength()), '\0');
-        file.Read(all.data(), static_cast<UINT>(all.size()));
-        return all.substr(m_begin);
-    }
-    size_t Count(std::string_view part) const {
-        const std::string text = Text();
-        size_t count = 0;
-        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-            count++;
-        }
-        return count;
-    }
-
-private:
-    size_t m_begin = static_cast<size_t>(KXFile::GetFileLength(GetManageDebugLog().GetFilePath()));
-};
 
 struct Request {
     int command;
@@ -124,6 +101,15 @@ public:
 
     Handover<Request> requests;
     Handover<int> losses;
+};
+
+// Asks while it handles a request, which is on the receive thread.
+class AskingClient : public Client {
+public:
+    ~AskingClient() override { DisconnectFromServer(); }
+    void HandleRequestCommand(CArchive&, int) override { answers.Put(Ask(40, Frame(40, kRequest, ""))); }
+
+    Handover<int> answers;
 };
 
 class SocketMessages : public testing::Test {
@@ -258,6 +244,21 @@ TEST_F(SocketMessages, FramesWithoutAWholeHeaderAreDropped) {
     EXPECT_EQ(log.Count("CMD: buffer is null."), 2u);
 }
 
+TEST_F(SocketMessages, AHandlerCannotWaitOnItsOwnConnection) {
+    AskingClient client;
+    client.InitSocketClient(4);
+    client.SetConnectionPort(m_server.Port());
+    ASSERT_TRUE(client.ConnectToServer());
+    Service service;
+    service.Begin(m_server.TakePeer());
+    service.onRequest = [&](int command) { service.Send(Frame(command, kReply, "")); };
+    const LogLines log;
+    service.Send(Frame(7, kRequest, ""));
+    EXPECT_EQ(client.answers.Take(), 0);
+    EXPECT_EQ(log.Count("CMD: a handler must not wait for a reply on its own connection\n"), 1u);
+    EXPECT_EQ(client.Ask(40, Frame(40, kRequest, "")), 1) << "another thread may";
+}
+
 TEST_F(SocketMessages, AnEmptyMessageIsSentAndLogged) {
     const LogLines log;
     AnswerWith({Frame(40, kReply, "")});
@@ -354,12 +355,15 @@ public:
         }
         awaited = GetSocketCommandsType();
         SetResultSize(size);
-        SetResultBuffer(reinterpret_cast<char*>(buffer));
+        if (hasMemory) {
+            SetResultBuffer(reinterpret_cast<char*>(buffer));
+        }
         SetRecvMessageSuccess(1);
         SetWaitResultEvent();
         return 1;
     }
     bool isConnected = true;
+    bool hasMemory = true;
     int awaited = 0;
 };
 
@@ -379,6 +383,10 @@ TEST(SendSocketMessageMethods, SendsWaitsAndLogs) {
     EXPECT_EQ(log.Count("CMD"), 1u) << "a silent one";
     EXPECT_EQ(ask(0, 58), 1);
     EXPECT_EQ(log.Count("CMD: 58 size is 0\n"), 1u);
+    echo.hasMemory = false;
+    EXPECT_EQ(ask(13, 2), 0) << "a reply that could not be kept is none";
+    EXPECT_EQ(echo.GetResultSize(), 0);
+    EXPECT_EQ(echo.IsRecvMessageSuccessful(), 0);
     echo.isConnected = false;
     EXPECT_EQ(ask(13, 2), 0);
     EXPECT_EQ(echo.GetResultBuffer(), nullptr);

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
 
 #include "paths/global_function.h"
 #include "storage/service_code.h"
 #include "support/engine_home.h"
+#include "support/log_lines.h"
 #include "support/scripted_clock.h"
 #include "task/stored_time.h"
 
@@ -137,17 +139,8 @@ TEST_F(TaskList, FailedAndLatelyCancelledTasksAreDroppedFromTheWaitList) {
 
 // A second caller neither waits behind the pass that goes on nor looks at anything.
 TEST_F(TaskList, PassThatMeetsAnotherOneDoesNothing) {
-    auto told = [] {
-        FlushDebugLog();
-        KXFile file(GetManageDebugLog().GetFilePath(), CFile::modeRead | CFile::shareDenyNone);
-        std::string text(static_cast<size_t>(file.GetLength()), ' ');
-        file.Read(text.data(), static_cast<UINT>(text.size()));
-        size_t count = 0;
-        for (size_t at = 0; (at = text.find("Manage: Tasks are being scheduled.", at)) != text.npos; ++at) {
-            ++count;
-        }
-        return count;
-    };
+    LogLines const log;
+    auto told = [&] { return log.Count("Manage: Tasks are being scheduled."); };
     CBackupTask& task = Task(_T("due"));
     CBackupTask& other = Task(_T("other"));
     for (CBackupTask* const each : {&task, &other}) {
@@ -368,6 +361,16 @@ TEST_F(TaskList, DelaysAreReadFromTheSettings) {
     other.Initialize();
     EXPECT_EQ(other.GetDelayTimeForMissedTask(), 5u);
     EXPECT_EQ(other.GetRealTimeDelaySeconds(), 30u) << "the stored number is a switch to the option";
+    std::tuple<LPCTSTR, LPCTSTR, LPCTSTR, unsigned long> const places[] = {
+        {_T("Options"), _T("RealTimeDelay"), _T("45"), 45},
+        {_T("RealTimeDelay"), _T("DelaySecs"), _T("50"), 50}};
+    for (auto const& [section, key, value, seconds] : places) {
+        ASSERT_TRUE(DictUtil::SetConfigString(section, key, value));
+        CBackupManage configured;
+        configured.Initialize();
+        EXPECT_EQ(configured.GetRealTimeDelaySeconds(), seconds);
+        Manager().SetRealTimeDelaySeconds(90);  // it takes the switch along
+    }
     Manager().SetDelayTimeForMissedTask(60);
     EXPECT_EQ(Manager().GetDelayTimeForMissedTask(), 0u) << "minutes of the hour";
     Manager().SetRealTimeDelaySeconds(86400);

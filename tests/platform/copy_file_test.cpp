@@ -12,6 +12,12 @@ using test::ReadTree;
 using test::TempFolder;
 using test::TempTree;
 
+#ifdef _WIN32
+constexpr bool kHasSnapshots = true;
+#else
+constexpr bool kHasSnapshots = false;
+#endif
+
 // Bytes that show a piece that was left out, repeated or moved to another place.
 std::string Pattern(size_t size) {
     std::string bytes(size, '\0');
@@ -123,15 +129,20 @@ TEST(CopyFileContent, NeedsASourceAndAPlace) {
     EXPECT_TRUE(tree.Exists("folder"));
 }
 
-TEST(VolumeSnapshot, HoldsAFileAsItWasOrSaysWhyThereIsNone) {
+TEST(VolumeSnapshot, HoldsAFileAsItWas) {
     TempTree tree({{"from", "as it was"}});
     SetLastError(kNoError);
     const auto snapshot = VolumeSnapshot::Take(tree.Engine("from"));
-    if (!snapshot) {
-        const std::set<uint32_t> reasons = {kNotSupported, kAccessDenied, kNotReady, kDiskFull};
+    if (!snapshot && kHasSnapshots && LastError() != kNotSupported) {
+        const std::set<uint32_t> reasons = {kAccessDenied, kNotReady, kDiskFull};
         EXPECT_EQ(reasons.count(LastError()), 1u) << LastError();
-        return;
+        GTEST_SKIP() << "no snapshot can be made here, error " << LastError();
     }
+    if (!snapshot) {
+        EXPECT_EQ(LastError(), kNotSupported);
+        GTEST_SKIP() << "this system has no snapshots";
+    }
+    ASSERT_TRUE(kHasSnapshots);
     tree.Write("from", "changed later");
     EXPECT_TRUE(snapshot->CopyFileContent(tree.Engine("from"), tree.Engine("to"), nullptr)) << LastError();
     EXPECT_EQ(tree.Read("to"), "as it was");

@@ -71,6 +71,18 @@ TEST_F(Watching, FilesComeChangeAndGo) {
     EXPECT_EQ(Place(changes, ChangeKind::kAdded, "kept"), changes.size());
 }
 
+TEST_F(Watching, OutlivesTheThreadThatOpenedIt) {
+    std::thread([this] { Begin(); }).join();
+    // The question of that thread may have ended with it; then anything may have changed.
+    m_tree.Write("root/new", "");
+    const DirectoryChange rescan{ChangeKind::kRescan, m_tree.Engine("root")};
+    std::vector<DirectoryChange> changes;
+    ASSERT_TRUE(m_watch->Read(changes)) << LastError();
+    EXPECT_TRUE(changes.front() == rescan || changes.front() == Change(ChangeKind::kAdded, "new"));
+    m_tree.Write("root/later", "");
+    ReadUntil(ChangeKind::kAdded, "later");
+}
+
 TEST_F(Watching, ARenameIsAPair) {
     Begin();
     Rename("root/kept", "root/moved");

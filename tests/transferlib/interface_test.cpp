@@ -75,6 +75,38 @@ TEST_F(Interface, ConnectingTriesUntilItWorksOrIsCancelled) {
     CloseHandle(cancelled);
 }
 
+TEST_F(Interface, ACheckOfAConnectionThatHoldsIsSeenByNobody) {
+    const auto status = [] { return ApiUtil::GetManageLogonStatus().GetLogOnStatus(); };
+    std::vector<EM_LogonStatus> seen;
+    service->Before("Ping", [&] { seen.push_back(status()); });
+    EXPECT_EQ(ApiUtil::AutoConnect(nullptr, 1), 1);
+    EXPECT_EQ(ApiUtil::DetectConnect(0), 1);
+    EXPECT_THAT(seen, ElementsAre(LogonStatusOn, LogonStatusOn));
+    EXPECT_EQ(status(), LogonStatusOn);
+}
+
+// A scan that goes on in another thread must not end before it is known that there is no connection.
+TEST_F(Interface, TriesToConnectAreNoLossUntilTheyAreGivenUp) {
+    ScriptedClock clock(1'700'000'000);
+    const auto status = [] { return ApiUtil::GetManageLogonStatus().GetLogOnStatus(); };
+    std::vector<EM_LogonStatus> seen;
+    service->Before("Ping", [&] {
+        seen.push_back(status());
+        service->Answer("Ping", kConnectionFailed, 1);
+        EXPECT_EQ(ApiUtil::DetectConnect(0), 0) << "by another thread";
+        seen.push_back(status());
+    });
+    service->Answer("Ping", kConnectionFailed, 2);
+    EXPECT_EQ(ApiUtil::AutoConnect(nullptr, 1), 1);
+    EXPECT_THAT(seen, ElementsAre(LogonStatusConnecting, LogonStatusConnecting));
+    EXPECT_EQ(status(), LogonStatusOn);
+    service->Answer("Ping", kConnectionFailed, 1000);
+    EXPECT_EQ(ApiUtil::DetectConnect(0), 0);
+    EXPECT_EQ(status(), LogonStatusOff);
+    EXPECT_EQ(ApiUtil::AutoConnect(nullptr, 1), 0);
+    EXPECT_EQ(status(), LogonStatusOff);
+}
+
 // Runs read it into the process's own record.
 TEST_F(Interface, OneRecordOfTheAccountServesManyThreads) {
     AccountBalance shared;

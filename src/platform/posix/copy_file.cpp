@@ -2,6 +2,9 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <time.h>
+
+#include <tuple>
 
 #include "platform/file_system.h"
 #include "platform/posix/native.h"
@@ -12,6 +15,8 @@ namespace {
 constexpr uint64_t kSmallFile = 64 * 1024;   // moved through a buffer, in two calls
 constexpr uint64_t kStep = 8 * 1024 * 1024;  // between two progress calls
 constexpr uint64_t kBlock = 512;             // unit of st_blocks
+constexpr int kMostLooks = 3;                // at a file whose times have not settled
+constexpr long kTickNanoseconds = 10'000'000;
 
 // One copy, from the open source to the removal of what a failure left behind.
 class FileCopy {
@@ -44,13 +49,34 @@ private:
         if (!m_source) {
             return FailOnPath(errno, m_from);
         }
-        if (fstat(m_source.Get(), &m_status) != 0) {
+        if (!ReadSettledStatus()) {
             return FailWithErrno(errno);
         }
         if (!S_ISREG(m_status.st_mode)) {
             return FailWithErrno(EACCES);
         }
         m_total = static_cast<uint64_t>(m_status.st_size);
+        return true;
+    }
+
+    // The times of a file go in ticks: two changes within one look like one. Where a later change must show,
+    // the tick of the last one is over before the content is read. Not for ever: a file may be changed all
+    // the time, or by a machine whose clock is ahead.
+    bool ReadSettledStatus() {
+        for (int look = 0; look < kMostLooks; look++) {
+            timespec before = {};
+            clock_gettime(CLOCK_REALTIME_COARSE, &before);  // the clock of those times
+            if (fstat(m_source.Get(), &m_status) != 0) {
+                return false;
+            }
+            const timespec& changed = m_status.st_ctim;
+            if (!m_mustRest ||
+                std::tie(changed.tv_sec, changed.tv_nsec) < std::tie(before.tv_sec, before.tv_nsec)) {
+                break;
+            }
+            const timespec tick = {0, kTickNanoseconds};
+            nanosleep(&tick, nullptr);
+        }
         return true;
     }
 

@@ -15,12 +15,14 @@ extern char** environ;
 namespace rampart::platform {
 namespace {
 
-// What a started program finds: no input, its own session, and none of this program's ideas about signals.
+// What a started program finds: no input, its own session, none of this program's ideas about signals, and
+// none of its files and sockets, whoever opened them.
 class SpawnSettings {
 public:
     SpawnSettings() {
         posix_spawn_file_actions_init(&m_actions);
         posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
         posix_spawnattr_init(&m_attributes);
         sigset_t signals;
         sigemptyset(&signals);

@@ -25,6 +25,10 @@ std::vector<Drive> Drives() {
     return CurrentDriveTable().Drives();
 }
 
+TCHAR SystemDrive() {
+    return 'C';  // always the root
+}
+
 uint32_t VolumeSerial(TCHAR letter) {
     const Drive* drive = CurrentDriveTable().FindLetter(letter);
     return drive != nullptr ? drive->serial : 0;

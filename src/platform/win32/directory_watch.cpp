@@ -75,7 +75,8 @@ private:
         m_isAsked = false;
         if (GetOverlappedResult(m_folder.Get(), &m_call, &size, FALSE) == 0) {
             const DWORD error = ::GetLastError();
-            if (error != ERROR_NOTIFY_ENUM_DIR) {
+            // A question ends with the thread that asked it; the next one is this thread's.
+            if (error != ERROR_NOTIFY_ENUM_DIR && error != ERROR_OPERATION_ABORTED) {
                 End(error == ERROR_ACCESS_DENIED ? DWORD{kPathNotFound} : error);
                 return;
             }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr DWORD kPipeBuffer = 64 * 1024;
 constexpr size_t kLargestPiece = 1024 * 1024;  // in one call of the system
+constexpr DWORD kRestMs = 100;                 // before a wait for senders that failed is tried again
 
 std::wstring PipeName(TextView receiver) {
     return L"\\\\.\\pipe\\" + SharedNamePrefix() + FromUtf8(PlainReceiverName(receiver));
@@ -150,35 +151,33 @@ public:
 
 private:
     void Serve() {
-        while (WaitForSender()) {
-            PipeConnection connection(m_pipe.Get(), kReceiveTimeoutMs);
-            AnswerMessage(connection, m_handler);
-            connection.WaitForEnd();
+        DWORD restMs = 0;
+        while (WaitForSingleObject(m_stop.Get(), restMs) != WAIT_OBJECT_0) {
+            const bool isThere = WaitForSender();
+            restMs = isThere ? 0 : kRestMs;
+            if (isThere) {
+                PipeConnection connection(m_pipe.Get(), kReceiveTimeoutMs);
+                AnswerMessage(connection, m_handler);
+                connection.WaitForEnd();
+            }
             DisconnectNamedPipe(m_pipe.Get());
         }
     }
 
-    // False when the receiver ends.
+    // False when the receiver ends, and when no sender could be waited for.
     bool WaitForSender() {
         OVERLAPPED call = {};
         call.hEvent = m_connected.Get();
         ResetEvent(m_connected.Get());
-        if (ConnectNamedPipe(m_pipe.Get(), &call) == 0) {
-            const DWORD error = ::GetLastError();
-            if (error == ERROR_PIPE_CONNECTED) {
-                SetEvent(m_connected.Get());
-            } else if (error == ERROR_NO_DATA) {  // a sender came and went
-                DisconnectNamedPipe(m_pipe.Get());
-                return WaitForSingleObject(m_stop.Get(), 0) != WAIT_OBJECT_0 && WaitForSender();
-            } else if (error != ERROR_IO_PENDING) {
-                return false;
-            }
+        if (ConnectNamedPipe(m_pipe.Get(), &call) == 0 && ::GetLastError() != ERROR_IO_PENDING) {
+            // There already, or gone again, which its message will show.
+            return ::GetLastError() == ERROR_PIPE_CONNECTED || ::GetLastError() == ERROR_NO_DATA;
         }
         const HANDLE waits[2] = {m_stop.Get(), m_connected.Get()};
-        if (WaitForMultipleObjects(2, waits, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
-            return true;
-        }
         DWORD ignored = 0;
+        if (WaitForMultipleObjects(2, waits, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
+            return GetOverlappedResult(m_pipe.Get(), &call, &ignored, FALSE) != 0;
+        }
         CancelIoEx(m_pipe.Get(), &call);
         GetOverlappedResult(m_pipe.Get(), &call, &ignored, TRUE);
         return false;

@@ -151,6 +151,10 @@ private:
         then([&] { return made->DoSnapshotSet(&work); });
         then([&] { return ResultOf(ComPointer<IVssAsync>(work)); });
         then([&] { return made->GetSnapshotProperties(snapshot, &properties); });
+        if (result != S_OK) {
+            // A set that was begun would keep all others on the machine from making theirs.
+            made->AbortBackup();
+        }
         return result;
     }
 
@@ -159,6 +163,9 @@ private:
         HRESULT status = VSS_S_ASYNC_PENDING;
         if (SUCCEEDED(result)) {
             result = work->QueryStatus(&status, nullptr);
+        }
+        if (status == VSS_S_ASYNC_PENDING) {
+            work->Cancel();
         }
         return FAILED(result) ? result : status == VSS_S_ASYNC_FINISHED ? S_OK : status;
     }

@@ -29,6 +29,13 @@ bool Answers(TextView path) {
 
 }  // namespace
 
+TCHAR SystemDrive() {
+    wchar_t folder[MAX_PATH];
+    const UINT size = GetSystemWindowsDirectoryW(folder, MAX_PATH);
+    const bool isDrivePath = size >= 2 && size < MAX_PATH && folder[1] == L':';
+    return isDrivePath ? static_cast<TCHAR>(towupper(folder[0])) : L'C';
+}
+
 uint32_t VolumeSerial(TCHAR letter) {
     for (const Drive& drive : Drives()) {
         if (LetterIndex(drive.letter) == LetterIndex(letter)) {

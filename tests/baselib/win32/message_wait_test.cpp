@@ -48,5 +48,22 @@ TEST(MessageWait, AWishToQuitIsLeftToTheMessageLoop) {
     EXPECT_EQ(test::TestWindow::TakeQuit(), -1);
 }
 
+TEST(MessageWait, ASenderIsAnsweredAfterTheWishToQuit) {
+    CEvent event;
+    int taken = 0;
+    test::TestWindow window([&] { taken++; });
+    test::TestWindow::Quit(7);
+    std::thread sender([&] {
+        for (int round = 0; round < 20; round++) {
+            window.Send();
+        }
+        event.SetEvent();
+    });
+    EXPECT_EQ(MyWaitForSingleObject(event, kWaitForever), kWaitSignaled);
+    sender.join();
+    EXPECT_EQ(taken, 20);
+    EXPECT_EQ(test::TestWindow::TakeQuit(), 7);
+}
+
 }  // namespace
 }  // namespace rampart

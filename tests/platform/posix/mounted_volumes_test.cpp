@@ -1,14 +1,10 @@
 // Real volumes: two file systems in files, mounted where removable drives are.
 #include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
 
 #include "platform/file_system.h"
 #include "platform/path_mapping.h"
 #include "platform/volumes.h"
+#include "support/posix/loop_volume.h"
 #include "support/temp_tree.h"
 
 namespace rampart::test {
@@ -16,10 +12,6 @@ namespace rampart::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool Runs(std::string const& command) {
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 class MountedVolumes : public testing::Test {
 protected:
@@ -32,10 +24,7 @@ protected:
             GTEST_SKIP() << "needs the right to mount a file system";
         }
         for (size_t i = 0; i < m_images.size(); ++i) {
-            fs::create_directories(m_places[i]);
-            m_folder.Write(i == 0 ? "one" : "two", "");
-            fs::resize_file(m_images[i], 8 << 20);
-            if (!Runs("/sbin/mkfs.ext4 -q -F " + m_images[i])) {
+            if (!MakeVolume(kExt4Volume, m_images[i])) {
                 GTEST_SKIP() << "cannot make a file system here";
             }
         }
@@ -53,12 +42,10 @@ protected:
         }
     }
 
-    bool Mount(size_t image, size_t place) const {
-        return Runs("mount -o loop " + m_images[image] + " " + m_places[place]);
-    }
+    bool Mount(size_t image, size_t place) const { return MountVolume(m_images[image], m_places[place]); }
     void Unmount() const {
         for (std::string const& place : m_places) {
-            umount2(place.c_str(), MNT_DETACH);
+            UnmountVolume(place);
         }
     }
     platform::Drive DriveAt(size_t place) const {

@@ -1,6 +1,7 @@
 #include "platform/process.h"
 
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,6 +58,22 @@ TEST(StartProcess, RunsTheProgramWithItsWords) {
         usleep(10'000);
     }
     EXPECT_EQ(home.Read("out"), "a b|$HOME||");
+}
+
+TEST(StartProcess, TheProgramInheritsNoFileAndNoSocket) {
+    TempHome home;
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);  // without the mark that closes it
+    const std::string number = std::to_string(ends[1]);
+    ASSERT_TRUE(StartProcess(FromUtf8("sh -c '[ -e /proc/$$/fd/" + number +
+                                      " ]; echo $? > \"$0.new\"; mv \"$0.new\" \"$0\"' '" +
+                                      home.Native("out") + "'")));
+    for (int i = 0; i < 1000 && !home.Exists("out"); i++) {
+        usleep(10'000);
+    }
+    EXPECT_EQ(home.Read("out"), "1\n");
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(StandardFolders, FollowTheDesktopWithoutAHome) {
