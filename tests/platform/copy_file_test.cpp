@@ -2,7 +2,9 @@
 
 #include <set>
 
+#include "platform/copy_step.h"
 #include "platform/volume_snapshot.h"
+#include "support/scripted_clock.h"
 #include "support/temp_tree.h"
 
 namespace rampart::platform {
@@ -53,6 +55,41 @@ TEST(CopyFileContent, EverySizeArrivesWithItsTimes) {
         EXPECT_EQ(steps.calls.front(), std::make_pair(uint64_t{size}, uint64_t{0}));
         EXPECT_EQ(steps.calls.back(), std::make_pair(uint64_t{size}, uint64_t{size}));
         EXPECT_TRUE(std::is_sorted(steps.calls.begin(), steps.calls.end()));
+    }
+}
+
+// One byte behind each boundary, and one before it.
+TEST(CopyStep, IsLongEnoughToBeMeasuredAndNoLonger) {
+    constexpr uint64_t kMegabyte = 1024 * 1024;
+    constexpr uint64_t kBegin = 5;
+    test::ScriptedClock clock(0);
+    CopyStep step;
+    step.Begin(kBegin);
+    EXPECT_FALSE(step.IsOver(kBegin + 64 * kMegabyte - 1)) << "no time has passed";
+    EXPECT_TRUE(step.IsOver(kBegin + 64 * kMegabyte));
+    clock.AdvanceMilliseconds(49);
+    EXPECT_FALSE(step.IsOver(kBegin + 8 * kMegabyte));
+    clock.AdvanceMilliseconds(1);
+    EXPECT_TRUE(step.IsOver(kBegin + 8 * kMegabyte));
+    EXPECT_FALSE(step.IsOver(kBegin + 8 * kMegabyte - 1));
+    step.Begin(kBegin + 8 * kMegabyte);
+    EXPECT_FALSE(step.IsOver(kBegin + 16 * kMegabyte)) << "the time begins anew";
+}
+
+// The clock runs in the calls alone, as if they rested.
+TEST(CopyFileContent, ARestInAProgressCallIsNotOfTheNextStep) {
+    TempFolder folder;
+    constexpr uint64_t kMegabyte = 1024 * 1024;
+    folder.Write("from", Pattern(129 * kMegabyte));
+    test::ScriptedClock clock(0);
+    std::vector<uint64_t> calls;
+    ASSERT_TRUE(CopyFileContent(folder.Engine("from"), folder.Engine("to"), [&](uint64_t, uint64_t moved) {
+        calls.push_back(moved);
+        clock.AdvanceMilliseconds(2000);
+        return true;
+    }));
+    if (calls.size() > 2) {  // otherwise the file system shares the content
+        EXPECT_EQ((std::vector<uint64_t>{0, 64 * kMegabyte, 128 * kMegabyte, 129 * kMegabyte}), calls);
     }
 }
 

@@ -6,16 +6,16 @@
 
 #include <tuple>
 
+#include "platform/copy_step.h"
 #include "platform/file_system.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
 namespace {
 
-constexpr uint64_t kSmallFile = 64 * 1024;   // moved through a buffer, in two calls
-constexpr uint64_t kStep = 8 * 1024 * 1024;  // between two progress calls
-constexpr uint64_t kBlock = 512;             // unit of st_blocks
-constexpr int kMostLooks = 3;                // at a file whose times have not settled
+constexpr uint64_t kSmallFile = 64 * 1024;  // moved through a buffer, in two calls
+constexpr uint64_t kBlock = 512;            // unit of st_blocks
+constexpr int kMostLooks = 3;               // at a file whose times have not settled
 constexpr long kTickNanoseconds = 10'000'000;
 
 // One copy, from the open source to the removal of what a failure left behind.
@@ -170,7 +170,7 @@ private:
 
     bool MoveRange(uint64_t begin, uint64_t end, bool buffered) {
         while (begin < end) {
-            const uint64_t wanted = std::min(end - begin, kStep);
+            const uint64_t wanted = std::min(end - begin, CopyStep::kSmallest);
             int64_t moved = buffered ? -1 : MoveInKernel(begin, wanted);
             if (moved < 0) {
                 buffered = true;
@@ -184,7 +184,7 @@ private:
                 return true;
             }
             begin += static_cast<uint64_t>(moved);
-            if (begin < m_total && begin - m_reported >= kStep && !Report(begin)) {
+            if (begin < m_total && m_step.IsOver(begin) && !Report(begin)) {
                 return false;
             }
         }
@@ -210,12 +210,12 @@ private:
     }
 
     bool Report(uint64_t moved) {
-        m_reported = moved;
-        if (!m_progress || m_progress(m_total, moved)) {
-            return true;
+        if (m_progress && !m_progress(m_total, moved)) {
+            SetLastError(kRequestAborted);
+            return false;
         }
-        SetLastError(kRequestAborted);
-        return false;
+        m_step.Begin(moved);  // a rest in the call is not of the step
+        return true;
     }
 
     static constexpr uint64_t kBufferSize = 1024 * 1024;
@@ -230,7 +230,7 @@ private:
     bool m_isPartial = false;  // the target holds something, but not the whole
     bool m_isShared = false;
     uint64_t m_total = 0;
-    uint64_t m_reported = 0;
+    CopyStep m_step;
     std::unique_ptr<char[]> m_buffer;
 };
 

@@ -1,12 +1,13 @@
 #include "platform/win32/copy_file.h"
 
+#include "platform/copy_step.h"
+
 // windows.h comes first, so that winioctl.h finds windows.h
 #include <winioctl.h>
 
 namespace rampart::platform {
 namespace {
 
-constexpr uint64_t kStep = 8 * 1024 * 1024;  // between two progress calls
 constexpr uint64_t kBufferSize = 1024 * 1024;
 
 // One copy, from the open source to the removal of what a failure left behind.
@@ -153,7 +154,7 @@ private:
                 return SetTargetSize(m_total);
             }
             begin += moved;
-            if (begin < m_total && begin - m_reported >= kStep && !Report(begin)) {
+            if (begin < m_total && m_step.IsOver(begin) && !Report(begin)) {
                 return false;
             }
         }
@@ -184,12 +185,12 @@ private:
     }
 
     bool Report(uint64_t moved) {
-        m_reported = moved;
-        if (!m_progress || m_progress(m_total, moved)) {
-            return true;
+        if (m_progress && !m_progress(m_total, moved)) {
+            SetLastError(kRequestAborted);
+            return false;
         }
-        SetLastError(kRequestAborted);
-        return false;
+        m_step.Begin(moved);  // a rest in the call is not of the step
+        return true;
     }
 
     const std::wstring m_from;
@@ -201,7 +202,7 @@ private:
     FileStatus m_status;
     bool m_isPartial = false;  // the target holds something, but not the whole
     uint64_t m_total = 0;
-    uint64_t m_reported = 0;
+    CopyStep m_step;
     std::unique_ptr<char[]> m_buffer;
 };
 
