@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kDeepest = 200;           // levels that are walked
 constexpr TCHAR kNoCharacter = 0xFFFD;  // what stands for bytes that are no text
+constexpr size_t kSavedShare = 16;      // one length of so many is saved, too: it waits for the disk
 
 // One file for all inputs, in the folder that test.sh gives each target.
 const std::string& FilePath() {
