@@ -15,7 +15,7 @@ namespace rampart::cli {
 namespace {
 
 constexpr unsigned int kFollowMs = 500;
-constexpr __int64 kFollowed = 1000;  // so many events at most come between two looks
+constexpr __int64 kFollowed = host::kEventsKept;  // so many events at most come between two looks
 
 struct Event {
     std::string time;

@@ -26,11 +26,16 @@ EngineSession::EngineSession(std::string const& vault, bool mayCreate, MsgBoxPro
     : m_vault(vault, mayCreate) {
     SetMsgBoxProc(box);
     m_engine.emplace(make ? make() : nullptr);
+    TrimEventLog();
 }
 
 EngineSession::~EngineSession() {
     m_engine.reset();
     SetMsgBoxProc(nullptr);
+}
+
+void TrimEventLog() {
+    CErrorLog().KeepNewest(kEventsKept);
 }
 
 CString ServerPathOf(CBackupManage& manager, std::string const& text) {

@@ -24,7 +24,8 @@ class EngineSession {
 public:
     using MakeManager = std::function<std::unique_ptr<CBackupManage>()>;
 
-    // `box` answers the engine's questions. `make` is for a host with a manager of its own class.
+    // Trims the event log. `box` answers the engine's questions. `make` is for a host with a manager of its
+    // own class.
     EngineSession(std::string const& vault, bool mayCreate, MsgBoxProc box, MakeManager const& make = {});
     ~EngineSession();  // ends what runs, and waits for it
     EngineSession(EngineSession const&) = delete;
@@ -35,6 +36,10 @@ private:
     VaultSession m_vault;
     std::optional<RunningEngine> m_engine;
 };
+
+// So many events are kept. A run adds a few, and one for each file that it could not read.
+inline constexpr __int64 kEventsKept = 1000;
+void TrimEventLog();
 
 // The path in the vault that a user means: the server folder of a task of that name, or a path typed with
 // slashes or backslashes.

@@ -111,7 +111,11 @@ void Service::LookAtOthers() {
 // The engine leaves out the row of a run that ended soon after another one. A service that ends before the
 // next run would start again with the dates from before.
 void Service::WriteEndedRuns() {
-    for (CString const& name : m_manager.TakeEndedRuns()) {
+    std::vector<CString> const ended = m_manager.TakeEndedRuns();
+    if (!ended.empty()) {
+        host::TrimEventLog();
+    }
+    for (CString const& name : ended) {
         CBackupTask* const task = m_manager.GetTaskByName(name);
         if (task == nullptr || Registry().FindWorkingTask(task)) {
             continue;

@@ -157,6 +157,29 @@ int CErrorLog::StoreErrorList(CArchive& archive) {
     });
 }
 
+void CErrorLog::KeepNewest(__int64 most) {
+    rampart::Guarded(_T("Error:KeepNewest"), [&] {
+        CKorvaneAutoLock lock(&m_lock, _T("KeepNewest"), 1);
+        const CString path = rampart::EventLogPath();
+        if (path.IsEmpty()) {
+            return;
+        }
+        most = std::max(most, RecordLimit());
+        rampart::EventLogLock fileLock(path);
+        rampart::LogContent log;
+        if (!rampart::ReadLogHeader(path, log) || log.header.count <= most) {
+            return;
+        }
+        log = rampart::LogContent();
+        if (rampart::ReadLog(path, log)) {
+            KeepLast(log.records, most);
+            rampart::LogHeader header;
+            header.count = static_cast<__int64>(log.records.size());
+            rampart::WriteLog(path, header, log.records);
+        }
+    });
+}
+
 int CErrorLog::LoadErrorList(CPtrList& out, CArchive& archive) {
     return rampart::Guarded(_T("Error:LoadErrorList"), 0, [&] {
         rampart::LogHeader header;

@@ -50,6 +50,9 @@ public:
     static CString GetLogFilePath();
     // The last `last` records.
     int GetEventList(__int64 last, CPtrList& out);
+    // Takes the oldest records out of the file where it has more than `most`, the others stay in their order.
+    // As many as the limit of the configuration stay in any case.
+    void KeepNewest(__int64 most);
     // Trims the file and writes it as numbered child elements. False for an invalid node.
     bool SaveErrorLogListToXMLNode(XMLNode& node);
 

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "support/child_process.h"
 #include "support/program_outcome.h"
 #include "support/temp_home.h"
@@ -46,10 +48,46 @@ protected:
         EXPECT_EQ(ReadTree(source), ReadTree(target.Path() / source.filename()));
     }
 
+    // As if all events so far had come `times` times.
+    void RepeatEvents(int times) {
+        std::string const log = EventLog();
+        std::string const bytes = home.Read(log);
+        int64_t const count = EventCount() * times;
+        std::string repeated = bytes.substr(0, kEventHeader);
+        std::memcpy(repeated.data() + kEventCountAt, &count, sizeof count);
+        for (int i = 0; i < times; ++i) {
+            repeated += bytes.substr(kEventHeader);
+        }
+        home.Write(log, repeated);
+    }
+    // Read from the file: the program trims it whenever it starts.
+    int64_t EventCount() {
+        std::string const bytes = home.Read(EventLog());
+        int64_t count = 0;
+        if (bytes.size() >= kEventHeader) {
+            std::memcpy(&count, bytes.data() + kEventCountAt, sizeof count);
+        }
+        return count;
+    }
+
     TempHome home;
     TempFolder work;
     std::string vaultPlace;
     unsigned user = 0;  // the program runs as this one
+
+private:
+    static constexpr size_t kEventCountAt = 8;
+    static constexpr size_t kEventHeader = 20;
+
+    std::string EventLog() const {
+        for (auto const& entry : std::filesystem::recursive_directory_iterator(home.Path())) {
+            if (entry.path().filename() == "errlog.txt") {
+                return std::filesystem::relative(entry.path(), home.Path()).generic_string();
+            }
+        }
+        ADD_FAILURE() << "there is no event log";
+        return "errlog.txt";
+    }
 };
 
 inline void WriteMany(TempFolder const& tree, int files, size_t bytes) {

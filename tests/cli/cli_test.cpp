@@ -143,6 +143,20 @@ TEST_F(Cli, EventsAreListedByTaskAndFollowedAsTheyCome) {
     }
 }
 
+TEST_F(Cli, TheOldestEventsGoWhereThereAreManyAndTheNewestStay) {
+    MakeVault();
+    TempTree const tree({{"d/a", "one"}, {"e/b", "two"}});
+    ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "first"}).exitCode);
+    RepeatEvents(1000);
+    ASSERT_LT(1000, EventCount());
+    ASSERT_EQ(0, Backup({tree.Native("e"), "--name", "second"}).exitCode);
+    nlohmann::json const events = Rampart({"events", "--json", "--last", "5000", "--vault", Vault()}).Json();
+    ASSERT_EQ(1000u, events.size());
+    EXPECT_EQ(1000, EventCount());
+    EXPECT_EQ("first", events.front()["task"]);
+    EXPECT_EQ("second", events.back()["task"]);
+}
+
 TEST_F(Cli, AVaultThatIsNoneIsToldAndLeftAlone) {
     TempTree const tree({{"d/a", "a"}});
     Outcome const missing = Backup({tree.Native("d")});

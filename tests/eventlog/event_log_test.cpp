@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "eventlog/error_log.h"
+#include "eventlog/log_file.h"
 #include "paths/path_manage.h"
 #include "support/engine_stand_in.h"
 #include "support/hex_bytes.h"
@@ -282,17 +283,116 @@ TEST_F(EventLog, CutFileKeepsWhatCanBeRead) {
     EXPECT_EQ(Shown().size(), 21U);
 }
 
-// The program ended between the count and the record.
-TEST_F(EventLog, CountWithoutItsRecordHidesNothing) {
-    Record(2);
-    {
-        KXFile file(m_path, CFile::modeReadWrite);
-        file.Seek(8, CFile::begin);
-        file.Write("\x03", 1);
+// A file whose writes and changes of length fail after the first `writes`, up to `failures` of them.
+class FailingFile : public KXFile {
+public:
+    FailingFile(CString const& path, int writes, int failures)
+        : KXFile(path, CFile::modeReadWrite), m_writes(writes), m_failures(failures) {}
+    void Write(const void* buffer, UINT count) override {
+        Step();
+        KXFile::Write(buffer, count);
     }
-    EXPECT_EQ(Shown().size(), 2U);
+    void SetLength(ULONGLONG length) override {
+        Step();
+        KXFile::SetLength(length);
+    }
+    bool HasFailed() const { return m_hasFailed; }
+
+private:
+    void Step() {
+        if (m_writes-- <= 0 && m_failures-- > 0) {
+            m_hasFailed = true;
+            throw CFileException(CFileException::diskFull);
+        }
+    }
+
+    int m_writes;
+    int m_failures;
+    bool m_hasFailed = false;
+};
+
+// The program ends between any two writes of an append: nothing is written any more.
+TEST_F(EventLog, AnEndWithinAnAppendHidesNoEvent) {
+    ErrorInfo lost;
+    lost.m_strMessage = _T("lost");
+    bool isCut = true;
+    for (int writes = 0; isCut; ++writes) {
+        ASSERT_LT(writes, 10);
+        m_log.RemoveAllLogs();
+        Record(2);
+        {
+            LogContent log;
+            ASSERT_TRUE(ReadLogHeader(m_path, log));
+            FailingFile file(m_path, writes, INT_MAX);
+            try {
+                AppendRecord(file, log.header, lost);
+            } catch (CFileException const&) {
+            }
+            isCut = file.HasFailed();
+        }
+        EXPECT_EQ(Shown().size(), isCut ? 2U : 3U) << writes;
+        ASSERT_EQ(m_log.RecordError(nullptr, _T("newest"), EVENT_INFO), 1);
+        auto const shown = Shown();
+        EXPECT_EQ(shown.size(), isCut ? 3U : 4U) << writes;
+        EXPECT_EQ(shown.front().message, _T("newest")) << writes;
+        EXPECT_EQ(shown.back().message, _T("event 0")) << writes;
+    }
+}
+
+// The disk is full: the file is as it was before.
+TEST_F(EventLog, AnEventThatCannotBeWrittenLeavesTheFileAsItWas) {
+    Record(2);
+    std::string const before = Bytes();
+    for (int writes : {0, 1}) {
+        LogContent log;
+        ASSERT_TRUE(ReadLogHeader(m_path, log));
+        FailingFile file(m_path, writes, 1);
+        EXPECT_THROW(AppendRecord(file, log.header, ErrorInfo()), CFileException);
+        file.Close();
+        EXPECT_EQ(ToHex(before), ToHex(Bytes())) << writes;
+    }
+}
+
+// The newest event is cut off at each byte: those before it stay.
+TEST_F(EventLog, AFileThatIsCutAnywhereKeepsTheEventsBefore) {
     Record(1);
-    EXPECT_EQ(Shown().size(), 3U);
+    std::string const first = Bytes();
+    Record(1);
+    std::string const both = Bytes();
+    for (size_t length = first.size(); length < both.size(); ++length) {
+        WriteBytes(both.substr(0, length));
+        EXPECT_EQ(Shown().size(), 1U) << length;
+    }
+    for (size_t length = 0; length < first.size(); ++length) {
+        WriteBytes(both.substr(0, length));
+        EXPECT_TRUE(Shown().empty()) << length;
+    }
+}
+
+TEST_F(EventLog, TheOldestGoAndTheOthersStayInTheirOrder) {
+    Record(25);
+    std::string const whole = Bytes();
+    m_log.KeepNewest(25);
+    EXPECT_EQ(ToHex(whole), ToHex(Bytes()));
+    m_log.KeepNewest(23);
+    __int64 count = 0;
+    auto const kept = InFile(count);
+    EXPECT_EQ(count, 23);
+    EXPECT_EQ(kept.front().message, _T("event 2"));
+    EXPECT_EQ(kept.back().message, _T("event 24"));
+    ASSERT_EQ(m_log.RecordError(nullptr, _T("newest"), EVENT_INFO), 1);
+    m_log.KeepNewest(3);
+    auto const shown = Shown();
+    EXPECT_EQ(shown.size(), 20U) << "the limit of the configuration";
+    EXPECT_EQ(shown.front().message, _T("newest"));
+    EXPECT_EQ(shown.back().message, _T("event 6"));
+
+    WriteOldFile(std::vector<CString>(30, _T("old")));
+    m_log.KeepNewest(25);
+    EXPECT_EQ(InFile(count).size(), 25U);
+    m_log.RemoveAllLogs();
+    m_log.KeepNewest(25);
+    EXPECT_FALSE(KXFile::FileExists(m_path));
 }
 
 TEST_F(EventLog, AFewBytesCountAsAnEmptyFile) {
@@ -341,6 +441,43 @@ TEST_F(EventLog, ExportHoldsNumberedGroupsAndAnEndMark) {
     EXPECT_TRUE(root.GetValue(_T("Type19"), count, -1));
     EXPECT_FALSE(root.GetValue(_T("Type20"), count, -1));
     EXPECT_TRUE(root.GetValue(_T("EndMessage"), count, 0));
+}
+
+TEST_F(EventLog, ExportHoldsEveryFieldOfEveryEvent) {
+    ScriptedClock clock(Utc(2024, 3, 5, 17, 8, 9), 3600);
+    CBackupTask task;
+    task.m_taskName = _T("Täg <1>");
+    task.m_taskID = 42;
+    ASSERT_EQ(m_log.RecordError(&task, _T("a & b"), EVENT_WARNING), 1);
+    clock.Advance(60);
+    ASSERT_EQ(m_log.RecordError(nullptr, CString(), EVENT_ERROR), 1);
+    XMLDocument document;
+    document.Create(_T("Log"));
+    XMLNode root = document.GetAsNode();
+    ASSERT_TRUE(m_log.SaveErrorLogListToXMLNode(root));
+    std::vector<std::pair<CString, CString>> elements;
+    for (int index = 0; index < root.GetNumberOfNodes(); ++index) {
+        CString const name = root.GetNode(index).GetName();
+        CString text;
+        EXPECT_TRUE(root.GetValue(name, text, _T("none")));
+        elements.emplace_back(name, text);
+    }
+    EXPECT_EQ(elements, (std::vector<std::pair<CString, CString>>{
+                            {_T("FlagValue"), _T("-900")},
+                            {_T("Count"), _T("2")},
+                            {_T("ErrorLogVersion"), _T("4.5")},
+                            {_T("TaskName0"), _T("Täg <1>")},
+                            {_T("TaskID0"), _T("42")},
+                            {_T("BackupDate0"), _T("03/05/2024 17:08:09")},
+                            {_T("Description0"), _T("a & b")},
+                            {_T("Type0"), _T("1")},
+                            {_T("TaskName1"), DictUtil::GetValue(_T("GlobalError"), CString())},
+                            {_T("TaskID1"), _T("0")},
+                            {_T("BackupDate1"), _T("03/05/2024 17:09:09")},
+                            {_T("Description1"), CString()},
+                            {_T("Type1"), _T("2")},
+                            {_T("EndMessage"), _T("1")},
+                        }));
 }
 
 TEST_F(EventLog, EmptyLogExportsItsEndMarkAlone) {

@@ -5,6 +5,7 @@
 #include "link/manage_multiple_running_task.h"
 #include "progress/task_prg.h"
 #include "support/engine_stand_in.h"
+#include "support/hex_bytes.h"
 #include "support/service_stand_in.h"
 #include "support/temp_home.h"
 
@@ -122,32 +123,22 @@ TEST_F(RunningTasks, OnlyTheRunningObjectIsAskedToStop) {
 }
 
 TEST_F(RunningTasks, NamesForTheDisplay) {
-    const auto stored = [&](std::vector<CString>& names) {
+    const auto stored = [&] {
         CMemFile memory;
         CArchive out(&memory, CArchive::store);
         m_tasks.StoreTaskInfoForUI(out);
         out.Close();
+        std::string bytes(static_cast<size_t>(memory.GetLength()), '\0');
         memory.SeekToBegin();
-        CArchive in(&memory, CArchive::load);
-        int32_t count = -1;
-        in >> count;
-        for (int32_t number = 0; number < std::max(count, 1); ++number) {
-            CString name;
-            in >> name;
-            names.push_back(name);
-        }
-        BYTE more = 0;
-        EXPECT_EQ(in.Read(&more, 1), 0U);
-        return count;
+        memory.Read(bytes.data(), static_cast<UINT>(bytes.size()));
+        return ToHex(bytes);
     };
-    std::vector<CString> names;
-    EXPECT_EQ(stored(names), 0);
-    EXPECT_EQ(names, std::vector<CString>{CString()});
-    names.clear();
+    EXPECT_EQ("00 00 00 00 FF FE FF 00 ", stored()) << "one empty name where none runs";
     m_tasks.AddWoringTaskToVector(&m_a);
+    EXPECT_EQ("01 00 00 00 FF FE FF 01 41 00 ", stored());
+    Name(m_b, _T("Bü"));
     m_tasks.AddWoringTaskToVector(&m_b);
-    EXPECT_EQ(stored(names), 2);
-    EXPECT_EQ(names, (std::vector<CString>{_T("A"), _T("B")}));
+    EXPECT_EQ("02 00 00 00 FF FE FF 01 41 00 FF FE FF 02 42 00 FC 00 ", stored());
 }
 
 TEST_F(RunningTasks, StopEndsWhatRunsAndMayChangeTheList) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "progress/task_prg.h"
+#include "support/scripted_clock.h"
+
 namespace rampart {
 
 TEST(CopyDuty, GivesHalfOfTheSettingAndTenMore) {
@@ -33,6 +36,65 @@ TEST(CopyRest, NeverRestsLongerThanTwoSecondsAtOnceAndLimitsTheDebt) {
     EXPECT_EQ(2000u, rest.After(1, 10));     // 3018, 1018 carried
     EXPECT_EQ(9u, rest.After(1, 10));        // 1027 owed, of which the last stretch's rest is taken
     EXPECT_EQ(9u, rest.After(1, 10));
+}
+
+// A copy of 1000 bytes under a clock that goes as the test says.
+class CopyRoutine : public testing::Test {
+protected:
+    void TearDown() override { LimitCopyDuty(0); }
+
+    // Works for so long and reports; the milliseconds that it rests then.
+    uint64_t RestAfter(uint64_t workMs, __int64 moved) {
+        m_clock.AdvanceMilliseconds(workMs);
+        uint64_t const slept = m_clock.SleptMilliseconds();
+        EXPECT_EQ(kCopyGoOn, CopyProgressRoutine(1000, moved, &m_progress));
+        return m_clock.SleptMilliseconds() - slept;
+    }
+
+    test::ScriptedClock m_clock{0};
+    CTaskPrgClass m_progress;
+};
+
+TEST_F(CopyRoutine, RestsForTheWorkSinceTheLastCall) {
+    LimitCopyDuty(50);
+    EXPECT_EQ(0u, RestAfter(300, 0)) << "what came before the copy is not of it";
+    EXPECT_EQ(100u, RestAfter(100, 100));
+    EXPECT_EQ(30u, RestAfter(30, 200)) << "the rest is not work";
+    EXPECT_EQ(0u, RestAfter(0, 300));
+    EXPECT_EQ(0u, RestAfter(10000, 400)) << "something else than the copy took so long";
+    EXPECT_EQ(40u, RestAfter(40, 500));
+    EXPECT_EQ(0u, RestAfter(40, 9)) << "not yet a percent";
+    EXPECT_EQ(40u, RestAfter(40, 1000));
+}
+
+TEST_F(CopyRoutine, CarriesWhatIsTooShortFromCallToCall) {
+    LimitCopyDuty(50);
+    EXPECT_EQ(0u, RestAfter(2, 0));
+    EXPECT_EQ(0u, RestAfter(2, 100));
+    EXPECT_EQ(0u, RestAfter(3, 200));
+    EXPECT_EQ(3u, RestAfter(3, 300)) << "eight are owed; the rest of the last stretch is taken";
+    EXPECT_EQ(0u, RestAfter(5, 400)) << "the others are forgiven";
+    EXPECT_EQ(1u, RestAfter(1, 500));
+}
+
+TEST_F(CopyRoutine, RestsByItsShareOfTheTime) {
+    EXPECT_EQ(0u, RestAfter(1, 0));
+    LimitCopyDuty(99);
+    EXPECT_EQ(101u, RestAfter(9999, 100)) << "the longest stretch that counts";
+    LimitCopyDuty(10);
+    EXPECT_EQ(900u, RestAfter(100, 200));
+    LimitCopyDuty(100);
+    EXPECT_EQ(0u, RestAfter(100, 300));
+}
+
+TEST_F(CopyRoutine, StopsAtOnceAfterACancel) {
+    LimitCopyDuty(10);
+    EXPECT_EQ(0u, RestAfter(1, 0));
+    m_clock.AdvanceMilliseconds(100);
+    m_progress.m_bCancel = 1;
+    EXPECT_EQ(kCopyStop, CopyProgressRoutine(1000, 100, &m_progress));
+    EXPECT_EQ(0u, m_clock.SleptMilliseconds());
+    EXPECT_EQ(kCopyGoOn, CopyProgressRoutine(1000, 100, nullptr));
 }
 
 }  // namespace rampart

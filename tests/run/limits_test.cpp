@@ -176,6 +176,43 @@ TEST_F(Limits, WithTooLittleRoomTheUserMayGoOn) {
     EXPECT_TRUE(Errors().empty());
 }
 
+// A box that fails is no answer.
+TEST_F(Limits, AnAccountCheckThatBreaksFailsTheRun) {
+    SetMsgBoxProc(
+        [](TCHAR const*, unsigned int, unsigned long, int) -> int { throw std::runtime_error("box"); });
+    EXPECT_EQ(6, CheckAccount(1));
+    EXPECT_EQ(1, m_task->m_errorOccured);
+    std::vector<CString> const errors = Errors();
+    ASSERT_EQ(1u, errors.size());
+    EXPECT_EQ(0, errors[0].Find(Words(_T("GetAccountBalanceError"))));
+}
+
+// The size is measured wrongly, and the account is full: that is asked about all the same.
+TEST_F(Limits, ANegativeNeedIsCheckedLikeAnyOther) {
+    service->free = -10;
+    EXPECT_EQ(10, CheckAccount(-10));
+    EXPECT_EQ(1u, Asked().size());
+    EXPECT_EQ(0, CheckAccount(-11));
+    EXPECT_TRUE(Asked().empty());
+}
+
+// A yes leads to a page where room can be had; without one there is nothing to wait for, and no second
+// question.
+TEST_F(Limits, AYesWithoutAPageGoesOnLikeANo) {
+    s_answer = kYes;
+    service->free = 1;
+    EXPECT_EQ(0, CheckAccount(1));
+    std::vector<Question> asked = Asked();
+    ASSERT_EQ(2u, asked.size());
+    EXPECT_EQ((Question{Words(_T("IDS_NETERROR")), 0, 0}), asked[1]);
+    EXPECT_EQ(0, m_task->m_errorOccured);
+    service->free = 0;
+    EXPECT_EQ(10, CheckAccount(1));
+    EXPECT_EQ(2u, Asked().size());
+    EXPECT_EQ(1, m_task->m_errorOccured);
+    EXPECT_EQ(1u, Errors().size());
+}
+
 TEST_F(Limits, WithoutRoomTheRunFailsAndGoesOn) {
     for (int64_t const free : {int64_t{0}, int64_t{-5 * kMegabyte}}) {
         service->free = free;

@@ -71,6 +71,21 @@ TEST_F(ServiceProgram, BackupBesideTheServiceIsSeenAndNotRepeated) {
     EXPECT_EQ(std::string::npos, Log().find("task 'docs' started"));
 }
 
+// It may run for months without a start of any program that would trim it.
+TEST_F(ServiceProgram, EventLogIsTrimmedAtTheEndOfARun) {
+    constexpr int kMany = 1000;
+    WriteMany("big");
+    AddDaily("big", "big");
+    ASSERT_EQ(0, Rampart({"backup", tree.Native("docs"), "--name", "docs"}).exitCode);
+    StartService();
+    ASSERT_EQ(0, Task({"run", "big", "--no-wait"}).exitCode);
+    ASSERT_TRUE(WaitForLog("task 'big' started"));
+    RepeatEvents(kMany);  // the run has not ended: it has thousands of files to send
+    ASSERT_EQ(std::string::npos, Log().find("task 'big' done"));
+    ASSERT_TRUE(WaitForLog("task 'big' done"));
+    EXPECT_TRUE(WaitUntil([&] { return EventCount() <= kMany; })) << EventCount();
+}
+
 TEST_F(ServiceProgram, CommandForAnotherVaultIsCarriedOutThereAndSaysSo) {
     StartService();
     vaultPlace = work.Native("second");

@@ -1,11 +1,11 @@
 // What only this system has: entries that cannot be backed up, permissions, disks that are full.
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <set>
 
 #include "cli/cli_fixture.h"
+#include "support/posix/small_disk.h"
 
 namespace rampart::test {
 
@@ -13,27 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-// A file system of its own, so small that it fills; taken down with the object.
-class SmallDisk {
-public:
-    SmallDisk(fs::path const& place, std::string const& size) : m_place(place) {
-        fs::create_directories(place);
-        m_mounted = mount("tmpfs", place.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
-    }
-    SmallDisk(SmallDisk const&) = delete;
-    SmallDisk& operator=(SmallDisk const&) = delete;
-    ~SmallDisk() {
-        if (m_mounted) {
-            umount2(m_place.c_str(), MNT_DETACH);
-        }
-    }
-    bool IsMounted() const { return m_mounted; }
-
-private:
-    fs::path m_place;
-    bool m_mounted;
-};
 
 TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
     TempTree const tree({{"d/good", "good"}, {"d/closed/x", "x"}, {"d/secret", "s"}});
