@@ -10,6 +10,7 @@ if [ $# -gt 1 ] || [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
 fi
 folder=${1:-}
 [ -z "$folder" ] || [ -d "$folder" ] || fail "there is no folder $folder"
+[ -z "$folder" ] || folder=$(cd "$folder" && pwd)
 
 cd "$root"
 mkdir -p build
@@ -33,11 +34,15 @@ mkdir -p "$work/source"
 
 say "The files to protect"
 if [ -n "$folder" ]; then
-    # Links, sockets and devices are not backed up; the copy leaves them out, so that the comparison is of files.
+    # Links, sockets, devices and what the default filters exclude are not backed up; the copy leaves them out, so that
+    # the comparison is of files.
     mkdir -p "$source_folder"
-    (cd "$folder" && find . \( -type f -o -type d \) -print0 | tar --null --no-recursion -T - -cf -) |
-        tar -xf - -C "$source_folder"
-    echo "A copy of $folder"
+    (cd "$folder" && find . -type d \( -name lost+found -o -name .Trash -o -name '.Trash-*' -o -iname '$RECYCLE.BIN' \
+        -o -iname 'System Volume Information' \) -prune -o \( -type f -o -type d \) ! -iname '*.tmp' ! -name '~$*' \
+        ! -iname Thumbs.db ! -name .DS_Store ! -iname pagefile.sys ! -iname hiberfil.sys ! -iname swapfile.sys -print0 |
+        tar --null --no-recursion -T - -cf -) | tar -xf - -C "$source_folder"
+    chmod -R u+w "$source_folder"
+    echo "A copy of $folder, without links, devices and temporary files"
 else
     mkdir -p "$source_folder/letters/2026" "$source_folder/photos" "$source_folder/empty folder"
     for i in $(seq 1 200); do
@@ -72,7 +77,7 @@ say "Second backup: only what changed is sent"
 "$rampart" backup "$source_folder" --name sample --vault "$work/vault"
 
 say "The versions of one changed file"
-IFS= read -r -d '' first < <(find "$source_folder" -type f -size +0 -print0 | sort -z)
+IFS= read -r -d '' first < <(find "$source_folder" -type f -size +0 -print0 | sort -z) || fail "no file has content"
 "$rampart" versions "$first" --vault "$work/vault"
 
 say "Both states come back"

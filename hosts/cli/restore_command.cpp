@@ -202,10 +202,12 @@ int RunRestore(CommonOptions const& common, RestoreOptions const& options) {
     CString const target = ToEnginePath(options.into);
     Restore restore(common, session.Manager(), wanted, target);
     restore.Run(top);
-    int const exitCode = restore.cancelled            ? kExitCancelled
-                         : restore.ledger.HasErrors() ? kExitWarnings
-                                                      : kExitDone;
-    if (exitCode == kExitDone && restore.restored + restore.already == 0 && !top.isFolder) {
+    bool const hasAny = restore.restored + restore.already > 0;
+    int const exitCode = restore.cancelled             ? kExitCancelled
+                         : !restore.ledger.HasErrors() ? kExitDone
+                         : hasAny                      ? kExitWarnings
+                                                       : kExitFailed;
+    if (exitCode == kExitDone && !hasAny && !top.isFolder) {
         throw CommandError(kExitFailed, "there is no such version of " + PrintableServerPath(top.path));
     }
     PrintOutcome(common, restore, target, exitCode);

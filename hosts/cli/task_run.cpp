@@ -34,6 +34,9 @@ struct Outcome {
 };
 
 void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
+    if (task.m_serverFilePath.IsEmpty()) {  // its run would wait for one for ever
+        throw CommandError(kExitFailed, "the task has no folder in the vault");
+    }
     if (!isStarted && !task.StartBackupByUser(0)) {
         CString const reason = task.GetManualStartErrorMsg();
         throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));

@@ -57,8 +57,8 @@ void* GlobalFunction::CreateBackServiceMutex() {
 }
 
 int GlobalFunction::StartServiceProcess() {
-    CString const command = _T("\"") + DictUtil::GetAppExeFolder() + _T("\\BackupService.exe\" -d");
-    if (!rampart::platform::StartProcess(command.View())) {
+    CString const program = DictUtil::GetAppExeFolder() + _T("\\BackupService.exe");
+    if (!rampart::platform::StartProgram(program.View(), CString(_T("-d")).View())) {
         GetManageDebugLog().AddDebugInfo(_T("Couldn't create  BackupService.exe process."), 0);
         return 0;
     }

@@ -6,6 +6,7 @@
 #include "paths/global_function.h"
 #include "platform/process.h"
 #include "progress/task_prg.h"
+#include "run/recovery.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
 #include "task/stored_time.h"
@@ -56,7 +57,8 @@ bool HasSubscribed() {
         return false;
     }
     ReLogon(1);
-    ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1);
+    AccountBalance balance;
+    rampart::ReadBalance(balance);
     if (theVaultLibApp.m_pMainWnd != nullptr) {
         theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
     }

@@ -25,6 +25,9 @@ public:
 // The command line is split as programs of the system expect it: as a shell would, without any expansion, or
 // by the rules of Windows, where a backslash is part of a path.
 bool StartProcess(TextView commandLine);
+// The same for a program by its engine path, which may end in ".exe" everywhere; `arguments` is split as
+// above.
+bool StartProgram(TextView program, TextView arguments);
 // Opens a document or an address with the user's program for it.
 bool OpenDocument(TextView target);
 

@@ -4,6 +4,7 @@
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "manager/backup_manage.h"
+#include "manager/loop_worker.h"
 #include "paths/global_function.h"
 #include "progress/task_prg.h"
 #include "run/run_state.h"
@@ -191,46 +192,20 @@ void GlobalFunction::SortFileHistoryList(CPtrList& list, int) {
     list.AddTail(&sorted);
 }
 
-namespace {
-
-struct DeleteVersionBlock {
-    CStringList paths{10};
-    int result = 0;
-};
-
-unsigned int DeleteVersionProc(void* data) {
-    theVaultLibApp.WaitForEnterLoopMode(nullptr);
-    rampart::Guarded(_T("Error: DeleteVersionProc"), 0, [&] {
-        auto* const block = static_cast<DeleteVersionBlock*>(data);
-        theVaultLibApp.SetLoopMsg(rampart::DictionaryText(_T("IDS_STRDELETEINGVER")));
-        if (ApiUtil::DeletePaths(block->paths) == 0) {
-            block->result = 1;
-        }
-        return 1;
-    });
-    theVaultLibApp.LeaveLoopMode();
-    return 0;
-}
-
-}  // namespace
-
 int CBackupTask::DeleteFileVersions(CString file, CStringList& versions, int) {
-    DeleteVersionBlock block;
-    rampart::Guarded(_T("Error: DeleteFileVersions"), 0, [&] {
+    return rampart::Guarded(_T("Error: DeleteFileVersions"), 0, [&] {
         CString const folder = GetFileHistoryFolder(file);
+        CStringList paths(10);
         for (POSITION position = versions.GetHeadPosition(); position != nullptr;) {
-            block.paths.AddTail(folder + _T("\\") + versions.GetNext(position));
+            paths.AddTail(folder + _T("\\") + versions.GetNext(position));
         }
-        CWinThread* const thread = AfxBeginThread(&DeleteVersionProc, &block);
-        HANDLE const handle = thread != nullptr ? thread->m_hThread : nullptr;
-        theVaultLibApp.EnterLoopMode(thread, 1, 1);
-        // The block lies on this stack: without a loop of the host the thread may still run.
-        if (handle != nullptr) {
-            MyWaitForSingleObject(handle, ~0u);
-        }
-        return 1;
+        int result = 0;
+        rampart::RunUnderLoop(_T("Error: DeleteVersionProc"), rampart::kLoopPlain, 1, [&] {
+            theVaultLibApp.SetLoopMsg(rampart::DictionaryText(_T("IDS_STRDELETEINGVER")));
+            result = ApiUtil::DeletePaths(paths) == 0 ? 1 : 0;
+        });
+        return result;
     });
-    return block.result;
 }
 
 namespace {

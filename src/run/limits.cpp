@@ -3,6 +3,7 @@
 #include "interfaces/baselib.h"
 #include "paths/global_function.h"
 #include "progress/task_prg.h"
+#include "run/recovery.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "storage/service_code.h"
@@ -63,7 +64,7 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
 
 Room LookAtAccount(CBackupTask& task, __int64 need, __int64& code) {
     AccountBalance balance;
-    code = ApiUtil::GetAccountBalance(balance, 1);
+    code = rampart::ReadBalance(balance);
     if (!task.CheckNetwork(code)) {
         return Room::kEnded;
     }
@@ -138,7 +139,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
         }
         for (;;) {
             AccountBalance balance;
-            code = ApiUtil::GetAccountBalance(balance, 1);
+            code = rampart::ReadBalance(balance);
             if (code != rampart::kOk) {
                 return 0;
             }
@@ -167,7 +168,7 @@ int CBackupTask::CheckFreeSpaceFromServer(__int64 size, CBackupTask* task, int& 
 
 __int64 CBackupTask::GetUserHaveSpace(__int64& code) {
     AccountBalance balance;
-    code = ApiUtil::GetAccountBalance(balance, 1);
+    code = rampart::ReadBalance(balance);
     return code == rampart::kOk ? FreeSpace(balance) : 0;
 }
 
@@ -224,7 +225,8 @@ int GlobalFunction::SpaceLimitRetry(CString text) {
         return 0;
     }
     ReLogon(1);
-    if (ApiUtil::GetAccountBalance(theVaultLibApp.m_accountBalance, 1) != rampart::kOk) {
+    AccountBalance balance;
+    if (rampart::ReadBalance(balance) != rampart::kOk) {
         DebugLine(_T("Error: SpaceLimitRetry"));
     }
     RefreshUsage();

@@ -4,6 +4,7 @@
 #include "interfaces/baselib.h"
 #include "manager/backup_manage.h"
 #include "run/measure_scan.h"
+#include "run/recovery.h"
 #include "run/run_state.h"
 #include "task/backup_task.h"
 
@@ -181,7 +182,7 @@ int CBackupManage::SupportScanTask(CString const& serverFolder) {
             return 0;
         }
         AccountBalance balance;
-        if (int const code = ApiUtil::GetAccountBalance(balance, 1)) {
+        if (int const code = rampart::ReadBalance(balance)) {
             rampart::DebugFormat(_T("Create task: failed to get account balance:%d"), code);
             return 0;
         }

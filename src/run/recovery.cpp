@@ -1,8 +1,10 @@
 #include "run/recovery.h"
 
 #include "engine/vaultlib_app.h"
+#include "framework/guarded.h"
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
+#include "storage/service_code.h"
 
 namespace rampart {
 
@@ -18,6 +20,16 @@ bool Reconnect(void* cancelEvent) {
     }
     CBackupManage* const manager = theVaultLibApp.m_pBackupManage;
     return manager != nullptr && manager->ConnectLoopNetwork() != 0;
+}
+
+int ReadBalance(AccountBalance& balance) {
+    static Mutex s_lastBalance;
+    int const code = ApiUtil::GetAccountBalance(balance, 1);
+    if (code == kOk) {
+        MutexLock lock(s_lastBalance);
+        theVaultLibApp.m_accountBalance = balance;
+    }
+    return code;
 }
 
 bool UserMadeRoom() {

@@ -295,7 +295,6 @@ unsigned int OnlyUpdateRealTaskBackupDateThread(void* data) {
     rampart::Guarded(_T("Error: OnlyUpdateRealTaskBackupDateThread"), 0, [&] {
         task.InitProgressBar();
         task.m_pTaskPrg->SetState(ProgressStateSearching);
-        task.m_pTaskPrg->m_bCancel = 0;
         if (theVaultLibApp.m_pBackupManage != nullptr) {
             theVaultLibApp.m_pBackupManage->DoneTask(&task, 0, kNoFilesMoved, BACKUP_THREAD_FULL);
         }

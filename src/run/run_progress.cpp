@@ -10,7 +10,9 @@ void CBackupTask::InitProgressBar() {
     if (m_pTaskPrg == nullptr) {
         return;
     }
-    m_pTaskPrg->m_bCancel = 0;
+    if (!m_pTaskPrg->IsClickedCancel()) {  // one that came since the start holds
+        m_pTaskPrg->m_bCancel = 0;
+    }
     m_pTaskPrg->ClearOldPause();
     m_pTaskPrg->SetState(ProgressStateNone);
     m_pTaskPrg->DoProgress(0, _T(""));

@@ -1,5 +1,6 @@
 // Whole runs over a real vault: what was backed up comes back, and what was not is named.
 #include <filesystem>
+#include <set>
 #include <thread>
 
 #include "progress/task_prg.h"
@@ -65,6 +66,30 @@ TEST_F(BackupRun, ASecondRunSendsNothingAndAChangeOnlyItself) {
     ASSERT_EQ(TaskStateFinished, Run(task));
     EXPECT_EQ(first + 1, FilesSent());
     EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+}
+
+TEST_F(BackupRun, SeveralSourcesKeepTheirPlaces) {
+    TempTree const tree({{"a/one/x", "1"}, {"a/two/x", "2"}, {"b/x", "3"}, {"b/y", "4"}});
+    CBackupTask& together = MakeTask("together", {tree.Native("a/one"), tree.Native("a/two")});
+    CBackupTask& apart = MakeTask("apart", {tree.Native("a/one"), tree.Native("b"), tree.Native("b/y")});
+    for (CBackupTask* task : {&together, &apart}) {
+        ASSERT_EQ(TaskStateFinished, Run(*task));
+        __int64 const sent = FilesSent();
+        ASSERT_EQ(TaskStateFinished, Run(*task));
+        EXPECT_EQ(sent, FilesSent());
+    }
+    std::multiset<std::string> contents;
+    for (auto const& [name, entry] : Restored(together.m_serverFilePath)) {
+        contents.insert(name.ends_with("/") ? "" : entry.content);
+    }
+    EXPECT_EQ((std::multiset<std::string>{"", "", "1", "2"}), contents);
+    contents.clear();
+    for (auto const& [name, entry] : Restored(apart.m_serverFilePath)) {
+        if (!name.ends_with("/")) {
+            contents.insert(entry.content);
+        }
+    }
+    EXPECT_EQ((std::multiset<std::string>{"1", "3", "4"}), contents);
 }
 
 TEST_F(BackupRun, NamesThatDifferOnlyInCaseAreTwoFilesThoughTimesAndSizesAgree) {

@@ -111,6 +111,22 @@ protected:
 
 }  // namespace
 
+// Between the start of its thread and the scan.
+TEST_F(StoppedRun, ACancelInTheFirstMomentHolds) {
+    struct Window : CMainWnd {
+        void StartTrayAnimation() override { task->m_pTaskPrg->CancelMe(); }
+        CBackupTask* task = nullptr;
+    } window;
+    CBackupTask& task = NewTask(kStages[0]);
+    window.task = &task;
+    theVaultLibApp.m_pMainWnd = &window;
+    service->ForgetCalls();
+    Run(task);
+    theVaultLibApp.m_pMainWnd = nullptr;
+    EXPECT_EQ(TaskStateCanceled, task.m_state);
+    EXPECT_EQ(0, service->Calls("PutChunks") + service->Calls("CommitFiles"));
+}
+
 TEST_F(StoppedRun, ACancelEndsItAtAnyStageAndTheNextRunSendsTheRest) {
     for (Stage const& stage : kStages) {
         SCOPED_TRACE(stage.name);

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -81,6 +82,21 @@ bool StartProcess(TextView commandLine) {
         SetLastError(kInvalidParameter);
         return false;
     }
+    return Start(std::move(words));
+}
+
+bool StartProgram(TextView program, TextView arguments) {
+    constexpr std::string_view kSuffix = ".exe";
+    std::string path = ToNativePath(program);
+    if (path.ends_with(kSuffix) && access(path.c_str(), F_OK) != 0) {
+        path.resize(path.size() - kSuffix.size());
+    }
+    std::vector<std::string> words;
+    if (path.empty() || !SplitCommandLine(ToUtf8(arguments), words)) {
+        SetLastError(kInvalidParameter);
+        return false;
+    }
+    words.insert(words.begin(), std::move(path));
     return Start(std::move(words));
 }
 

@@ -49,6 +49,10 @@ bool StartProcess(TextView commandLine) {
     return true;
 }
 
+bool StartProgram(TextView program, TextView arguments) {
+    return StartProcess(L"\"" + std::wstring(program) + L"\" " + std::wstring(arguments));
+}
+
 bool OpenDocument(TextView target) {
     std::wstring document(target);
     if (!HasScheme(target)) {

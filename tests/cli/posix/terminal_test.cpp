@@ -26,6 +26,20 @@ TEST_F(Cli, KeysPauseARunLetItGoOnAndCancelIt) {
     ExpectClean();
 }
 
+TEST_F(Cli, AnInterruptCancelsARunThatIsUnderWay) {
+    MakeVault();
+    TempFolder const tree;
+    WriteHoles(tree, "d", 5);
+    TerminalProgram program(
+        {RAMPART_PROGRAM, "backup", tree.Native("d"), "--name", "d", "--no", "--vault", Vault()});
+    ASSERT_TRUE(program.WaitFor("\r"));
+    program.Press('\x03');
+    EXPECT_EQ(6, program.End());
+    ExpectClean();
+    auto const stored = Rampart({"vault", "stats", "--json", "--vault", Vault()}).Json();
+    EXPECT_LT(stored["files"], 5) << "the run was not over";
+}
+
 TEST_F(Cli, AWatchedStatusEndsWithItsKey) {
     MakeVault();
     TempTree const tree({{"d/a", "one"}});

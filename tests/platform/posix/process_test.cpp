@@ -60,6 +60,18 @@ TEST(StartProcess, RunsTheProgramWithItsWords) {
     EXPECT_EQ(home.Read("out"), "a b|$HOME||");
 }
 
+TEST(StartProgram, TakesAnEnginePathAndTheNameOfOtherSystems) {
+    TempHome home;
+    home.Write("in $x/tool", "#!/bin/sh\necho \"$*\" >\"${0%/*}/new\"; mv \"${0%/*}/new\" \"${0%/*}/out\"\n");
+    ASSERT_EQ(chmod(home.Native("in $x/tool").c_str(), 0755), 0);
+    ASSERT_TRUE(StartProgram(home.Engine("in $x/tool.exe"), _T("-d 'a b'")));
+    for (int i = 0; i < 1000 && !home.Exists("in $x/out"); i++) {
+        usleep(10'000);
+    }
+    EXPECT_EQ(home.Read("in $x/out"), "-d a b\n");
+    EXPECT_FALSE(StartProgram(home.Engine("none.exe"), _T("-d")));
+}
+
 TEST(StartProcess, TheProgramInheritsNoFileAndNoSocket) {
     TempHome home;
     int ends[2];
