@@ -28,7 +28,7 @@ std::vector<VaultEntry> VersionsOf(CBackupTask* task, VaultEntry const& current)
     VaultEntry folder;
     CString const history = task->GetFileHistoryFolder(current.path);
     // Exactly this folder: one in another case belongs to another file.
-    if (VaultAdmin::Find(history, folder, message) != 0 || folder.path != history) {
+    if (history.IsEmpty() || VaultAdmin::Find(history, folder, message) != 0 || folder.path != history) {
         return versions;
     }
     VaultAdmin::List(

@@ -1,6 +1,7 @@
 #include "engine/running_engine.h"
 
 #include "engine/vaultlib_app.h"
+#include "interfaces/vault_admin.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
 #include "paths/path_manage.h"
@@ -13,6 +14,7 @@ RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
     CPathManage::Init();
     CPathManage::InitRegexFilter();
     CPathManage::UpdateCacheFolder();
+    CPathManage::SetVaultFolder(VaultAdmin::Folder());
     theVaultLibApp.m_pBackupManage = m_manager.get();
     m_manager->Initialize();
     ManageMultipleRunningTask::GetInstance()->InitAllowTwoTasksConcurrently();

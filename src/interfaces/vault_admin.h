@@ -60,6 +60,7 @@ public:
     static int Create(CString const& url, CString& message);
     // Native path of the vault that this process is connected to; empty if none.
     static CString Location();
+    static CString Folder();  // the same as an engine path
     // Native path that a URL, or the configuration for an empty one, stands for.
     static CString LocationOf(CString const& url);
     static void Close();

@@ -65,9 +65,6 @@ int CPathManage::Init() {
             DictUtil::GetConfigString(_T("Define"), _T("fullfileFilter"), CString(), CString());
         s_fullFolderFilter =
             DictUtil::GetConfigString(_T("Define"), _T("fullFolderFilter"), CString(), CString());
-        for (rampart::platform::Text const& folder : rampart::platform::SystemFolders()) {
-            s_fullFolderFilter += _T("|") + CString(rampart::TextView(folder));
-        }
         return 1;
     });
 }
@@ -95,6 +92,11 @@ void CPathManage::InitClientRegexFilter() {
             files = s_fileFilters;
             folders = s_folderFilters;
         }
+        // Whatever the account says: these hold no files.
+        for (rampart::platform::Text const& folder : rampart::platform::SystemFolders()) {
+            folders.push_back(
+                RegexFilter::ChangeFilePathToBoostRegexFilter(CString(rampart::TextView(folder)), 1));
+        }
         RegexFilter::InitBoostRegex(files, folders);
     });
 }
@@ -108,7 +110,7 @@ Enum_Filter_Type CPathManage::GetFilterType(CString const& type) {
 
 int CPathManage::FilterFile(CString const& path, CStringList* list, CString const& type) {
     return rampart::Guarded(_T("Error:FilterFile"), 0, [&] {
-        if (IsInCacheFolder(path) || RegexFilter::MatchBoostFileFilter(path)) {
+        if (IsInCacheFolder(path) || IsInVault(path) || RegexFilter::MatchBoostFileFilter(path)) {
             return 1;
         }
         switch (GetFilterType(type)) {
@@ -124,7 +126,7 @@ int CPathManage::FilterFile(CString const& path, CStringList* list, CString cons
 
 int CPathManage::FilterFolder(CString const& path, CStringList* list, CString const& type) {
     return rampart::Guarded(_T("Error:FilterFolder"), 0, [&] {
-        if (IsInCacheFolder(path)) {
+        if (IsInCacheFolder(path) || IsInVault(path)) {
             return 1;
         }
         CString folder = path;

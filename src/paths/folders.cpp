@@ -13,7 +13,10 @@ constexpr LPCTSTR kTempName = _T("Temp");
 constexpr __int64 kBytesInKilobyte = 1024;
 constexpr __int64 kKilobytesInUnit = 102400;  // 100 MB, the unit in which disk room is compared here
 
-// Guards s_cacheFolder and its length.
+// With a backslash behind it.
+CString s_vaultFolder;
+
+// Guards s_cacheFolder, its length and s_vaultFolder.
 std::mutex& CacheFolderMutex() {
     static std::mutex mutex;
     return mutex;
@@ -107,6 +110,29 @@ void CPathManage::UpdateCacheFolder() {
         s_cacheFolder = folder;
         s_cacheFolderLength = folder.GetLength();
     });
+}
+
+void CPathManage::SetVaultFolder(CString const& folder) {
+    rampart::Guarded(_T("Error:SetVaultFolder"), [&] {
+        CString const vault = folder.IsEmpty() ? folder : PathUtilities::Append(folder, _T(""));
+        std::lock_guard lock(CacheFolderMutex());
+        s_vaultFolder = vault;
+    });
+}
+
+int CPathManage::IsInVault(CString const& path) {
+    CString vault;
+    {
+        std::lock_guard lock(CacheFolderMutex());
+        if (s_vaultFolder.IsEmpty() ||
+            !rampart::StartsWithNoCase(PathUtilities::Append(path, _T("")), s_vaultFolder)) {
+            return 0;
+        }
+        vault = s_vaultFolder;
+    }
+    // In another case it may be another folder.
+    CString const same = path.Left(vault.GetLength() - 1);
+    return same == vault.Left(same.GetLength()) || IsSameFileLocal(same, vault) ? 1 : 0;
 }
 
 int CPathManage::IsInCacheFolder(CString const& path) {

@@ -40,7 +40,12 @@ public:
     static int GetTempPathW(CString name, CString& out, int create);
     static int CreateFolderforFile(CString path);
     static void UpdateCacheFolder();
+    // Engine path of the vault's folder; empty when the vault is none on this machine.
+    static void SetVaultFolder(CString const& folder);
     static int IsInCacheFolder(CString const& path);
+    // A folder, or what lies in it. A vault is not stored in itself: what is read of it in this process would
+    // also take the catalog's locks away.
+    static int IsInVault(CString const& path);
     static int NeedRemoveTempData();
     static int RemoveTempData(int flag);
     static unsigned __int64 GetFileSize(CString& path, CString type, CStringList* list);

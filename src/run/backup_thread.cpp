@@ -2,6 +2,7 @@
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
+#include "interfaces/vault_admin.h"
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "paths/path_manage.h"
@@ -61,6 +62,7 @@ bool FullRun::Begin() {
     if (theVaultLibApp.m_pBackupManage != nullptr) {
         theVaultLibApp.m_pBackupManage->SetScanDivideBatchIndex(0);
     }
+    CPathManage::SetVaultFolder(VaultAdmin::Folder());
     CPathManage::RestoreUIFilterToVector(m_task.m_filterExList);
     CPathManage::RestoreUIFiltedPathToVector(m_task.m_filtedPathList);
     if (m_task.m_serverFilePath.IsEmpty()) {

@@ -15,6 +15,7 @@
 #include "run/server_folder.h"
 #include "run/server_match.h"
 #include "run/upload_worker.h"
+#include "run/version_names.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
@@ -282,7 +283,9 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
                 return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
             }
             DebugLine(_T("Backup: check history-") + record->m_path);
-            RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
+            if (!rampart::IsVersionKept(*this, **record)) {
+                RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
+            }
             DebugLine(_T("Backup: finish check history-") + record->m_path);
         }
         SetWorkingFile(path, serverFolder);

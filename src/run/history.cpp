@@ -46,6 +46,20 @@ private:
     CPtrList m_list;
 };
 
+// The files in a history folder; folders there belong to other files.
+void ListVersions(CString const& folder, RecordList& versions) {
+    CPtrList all(50);
+    ApiUtil::GetServerPathlist().GetSubList(all, folder, 0, 0, 1);
+    while (!all.IsEmpty()) {
+        auto* const record = static_cast<MyPathInfo*>(all.RemoveHead());
+        if (record != nullptr && record->m_isFolder != 0) {
+            CAutoMyPathInfo const freed(record);
+        } else {
+            versions.List().AddTail(record);
+        }
+    }
+}
+
 __int64 ModifiedSeconds(MyPathInfo const& record) {
     return TimeUtil::SystemTimeToTime(record.m_modifiedTime).GetTime();
 }
@@ -55,6 +69,9 @@ __int64 ModifiedSeconds(MyPathInfo const& record) {
 CString CBackupTask::GetFileHistoryFolder(CString const& serverFile) {
     CString const root =
         CBackupManage::GetSvrHistFolder(GlobalFunction::IsEncryptionPath(m_serverFilePath), 0);
+    if (root.IsEmpty()) {
+        return root;  // a path below nothing would be one of another task
+    }
     CString const taskFolder = PathUtilities::Append(
         root, PathUtilities::GetSubPath(m_serverFilePath, PathUtilities::GetParentFolder(m_serverFilePath)));
     return PathUtilities::Append(taskFolder, PathUtilities::GetSubPath(serverFile, m_serverFilePath));
@@ -93,14 +110,20 @@ int CBackupTask::RecoredHistroryFile(CString serverFile, __int64 maxVersions, CS
         }
         CString folder = GetFileHistoryFolder(serverFile);
         DebugLine(_T("Task File Hisotry: task history path-") + folder);
+        if (folder.IsEmpty()) {
+            DebugLine(_T("Task File History: failed to create path-") + folder);
+            return 0;
+        }
         CString const base = PathUtilities::RemoveExtension(fileName);
         CString const extension = PathUtilities::GetExtension(fileName);
         __int64 count = 0;
         {
             // Exactly this name: a folder in another case holds the versions of another file.
             CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(folder, 0, 0));
-            if (record != nullptr && record->m_path == folder) {
-                count = record->m_subItemCount;
+            if (record != nullptr && record->m_path == folder && record->m_isFolder != 0) {
+                RecordList versions;
+                ListVersions(folder, versions);
+                count = versions.List().GetCount();
             } else if (!rampart::EnsureExactServerFolder(folder)) {
                 DebugLine(_T("Task File History: failed to create path-") + folder);
                 return 0;
@@ -133,7 +156,7 @@ CString CBackupTask::GetOldTimeFileHistory(CString& folder) {
     DebugLine(_T("Taks File History: start check"));
     RecordList records;
     CPtrList& list = records.List();
-    ApiUtil::GetServerPathlist().GetSubList(list, folder, 0, 0, 1);
+    ListVersions(folder, records);
     CString oldest;
     rampart::Guarded(_T("Error: GetOldTimeFileHistory"), 0, [&] {
         __int64 const extra = list.GetCount() - m_maxVersion + 1;
@@ -208,17 +231,46 @@ int CBackupTask::DeleteFileVersions(CString file, CStringList& versions, int) {
     });
 }
 
+bool rampart::IsVersionKept(CBackupTask& task, MyPathInfo const& record) {
+    constexpr __int64 kClockSeconds = 2;  // between this process and the service
+    CString const folder = task.GetFileHistoryFolder(record.m_path);
+    CAutoMyPathInfo const history(ApiUtil::GetPathInfoEx(folder, 0, 0));
+    if (folder.IsEmpty() || history == nullptr || history->m_path != folder) {
+        return false;
+    }
+    RecordList versions;
+    ListVersions(folder, versions);
+    return std::any_of(versions.List().begin(), versions.List().end(), [&](void* entry) {
+        auto const* const version = static_cast<MyPathInfo const*>(entry);
+        return version != nullptr && version->m_size == record.m_size &&
+               ModifiedSeconds(*version) == ModifiedSeconds(record) &&
+               std::abs(version->m_storedTime - record.m_storedTime) <= kClockSeconds;
+    });
+}
+
 namespace {
 
 constexpr int kPartLength = 5;
+
+// An empty folder proves nothing: so does one look whose file system is not mounted.
+bool HoldsAnything(CString const& folder) {
+    KXFileFind find;
+    for (int more = find.FindFile(folder + _T("\\*.*")); more != 0;) {
+        more = find.FindNextFileW();
+        if (!find.IsDots()) {
+            return true;
+        }
+    }
+    return false;
+}
 
 // Whether the place of a source can be looked at now. A network share or a drive that is away must not wipe
 // its backup; neither must a file system that is not mounted, which leaves an empty folder behind.
 bool IsSourceReachable(SourceInfo const& source) {
     CString const full = ApiUtil::PathToFullPath(source.path);
     // The source itself may be gone for good; the folder that held it must be there, on the volume it was on.
-    if (!PathUtilities::IsExisting(full) &&
-        !PathUtilities::IsExisting(PathUtilities::GetParentFolder(full))) {
+    CString const place = PathUtilities::IsExisting(full) ? full : PathUtilities::GetParentFolder(full);
+    if (!PathUtilities::IsExisting(place) || (KXFolder::IsDirectory(place) && !HoldsAnything(place))) {
         return false;
     }
     return source.serial == 0 || GetDiskserial(GetDriveFromPath(full)) == source.serial;
@@ -259,6 +311,7 @@ unsigned int CBackupTask::RemoveExtraData(unsigned int& folders, unsigned int& f
         }
         rampart::ServerPathMap const map(m_localDirList);
         CStringList doomed(10);
+        CString goingFolder;  // the latest of `doomed`, with a backslash
         for (POSITION position = records.List().GetHeadPosition(); position != nullptr;) {
             auto const* const record = static_cast<MyPathInfo const*>(records.List().GetNext(position));
             rampart::Guarded(_T("Error:RemoveExtraData"), 0, [&] {
@@ -266,12 +319,17 @@ unsigned int CBackupTask::RemoveExtraData(unsigned int& folders, unsigned int& f
                     return 0;
                 }
                 CString rest = record->m_path.Mid(m_serverFilePath.GetLength());
-                if (rest.Right(kPartLength).CompareNoCase(_T(".part")) == 0 &&
+                if (record->m_isFolder == 0 && rest.Right(kPartLength).CompareNoCase(_T(".part")) == 0 &&
                     !KXFile::FileExists(map.ToLocal(rest))) {
                     rest = rest.Left(rest.GetLength() - kPartLength);
                 }
                 if (!IsKept(*this, *record, map.ToLocal(rest))) {
-                    doomed.AddTail(record->m_path);
+                    // What lies in a folder that goes, goes with it.
+                    if (goingFolder.IsEmpty() ||
+                        record->m_path.Left(goingFolder.GetLength()) != goingFolder) {
+                        doomed.AddTail(record->m_path);
+                        goingFolder = record->m_isFolder != 0 ? record->m_path + _T("\\") : CString();
+                    }
                     ++(record->m_isFolder != 0 ? folders : files);
                 }
                 return 1;

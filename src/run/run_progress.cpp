@@ -42,7 +42,7 @@ void CBackupTask::CalculateSize() {
             }
         }
         CString const history = GetFileHistoryFolder(m_serverFilePath);
-        CAutoMyPathInfo const record(ApiUtil::GetPathInfoEx(history, 0, 0));
+        CAutoMyPathInfo const record(history.IsEmpty() ? nullptr : ApiUtil::GetPathInfoEx(history, 0, 0));
         if (record != nullptr) {
             m_remoteSize += record->m_size;
         }

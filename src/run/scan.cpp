@@ -127,6 +127,10 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         ScanRequest const request{list, total, remote, IsEmailBackup() != 0, m_taskName};
         ScanFilter const filter(m_filterType, &m_filterExList, &m_filtedPathList, include);
         SourceScan scan(request, filter);
+        if (CPathManage::IsInVault(path)) {
+            NoteSkippedEntry({path, DictionaryText(_T("VaultIsSource")), true});
+            return 0;
+        }
         if (isTree) {
             if (MiscUtil::IsAppStopping() || MiscUtil::IsAppLoggingOff() ||
                 rampart::IsCancelled(m_pTaskPrg)) {

@@ -121,15 +121,11 @@ int64_t SqliteCatalog::Delete(std::string_view path) {
     return Write([&](SqliteConnection& connection) -> int64_t {
         SqliteTree tree(connection);
         StoredRecord record;
-        SqliteTree::Place place{0, std::string(parts.name)};
-        try {
-            place.parent = tree.RequireFolder(parts.folder);
-        } catch (const StorageError& error) {
-            if (error.code() == kNotFound) {
-                return 0;
-            }
-            throw;
+        const std::optional<int64_t> parent = tree.FindExactFolder(parts.folder);
+        if (!parent) {
+            return 0;
         }
+        const SqliteTree::Place place{*parent, std::string(parts.name)};
         if (!tree.Load(place, record)) {
             return 0;
         }

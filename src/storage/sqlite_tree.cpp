@@ -45,6 +45,20 @@ int64_t SqliteTree::RequireFolder(std::string_view path) {
     return folder;
 }
 
+std::optional<int64_t> SqliteTree::FindExactFolder(std::string_view path) {
+    int64_t folder = kRootFolderId;
+    for (const std::string_view name : SplitServerPath(path)) {
+        SqliteStatement exact =
+            m_connection.Prepare("SELECT id FROM record WHERE parent=?1 AND name=?2 AND kind=1");
+        exact.Bind(1, folder).BindText(2, name);
+        if (!exact.Step()) {
+            return std::nullopt;
+        }
+        folder = exact.Int(0);
+    }
+    return folder;
+}
+
 std::optional<std::string> SqliteTree::FindName(int64_t parent, std::string_view name) {
     {
         SqliteStatement exact = m_connection.Prepare("SELECT 1 FROM record WHERE parent=?1 AND name=?2");

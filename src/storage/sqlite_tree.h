@@ -21,6 +21,8 @@ public:
 
     // kNotFound if there is no such folder.
     int64_t RequireFolder(std::string_view path);
+    // Each name exactly; none if there is no such folder.
+    std::optional<int64_t> FindExactFolder(std::string_view path);
     // kNotFound if there is no such record; the root is one.
     Place RequirePlace(std::string_view path);
     // The stored name: the exact one, or else one that differs only in case.

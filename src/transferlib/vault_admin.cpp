@@ -1,6 +1,7 @@
 #include "interfaces/vault_admin.h"
 
 #include "interfaces/baselib.h"
+#include "platform/path_mapping.h"
 #include "storage/chunk.h"
 #include "storage/embedded_service.h"
 #include "storage/server_path.h"
@@ -114,6 +115,11 @@ int VaultAdmin::Create(CString const& url, CString& message) {
 CString VaultAdmin::Location() {
     const auto connection = PresentConnection();
     return connection ? NativeText(connection->Location()) : CString();
+}
+
+CString VaultAdmin::Folder() {
+    const auto connection = PresentConnection();
+    return connection ? CString(TextView(platform::ToEnginePath(connection->Location()))) : CString();
 }
 
 CString VaultAdmin::LocationOf(CString const& url) {

@@ -152,6 +152,7 @@ constexpr const char* kPlainTexts[] = {
     "WarningLog",
     "EmailTaskNotSupported",
     "PathTooLong",
+    "VaultIsSource",
     "SourceVanished",
 };
 

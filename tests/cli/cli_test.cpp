@@ -192,6 +192,22 @@ TEST_F(Cli, ADamagedCatalogIsAClearErrorAndNothingIsTouched) {
     EXPECT_EQ(before, ReadTree(work.Path("vault/packs")));
 }
 
+TEST_F(Cli, AVaultInASourceIsNotStoredInItself) {
+    TempTree const tree({{"d/a", "one"}, {"d/x/b", "two"}});
+    vaultPlace = tree.Native("d/vault");
+    MakeVault();
+    if (!std::filesystem::exists(tree.Path("d/Vault"))) {  // another folder here
+        std::filesystem::rename(tree.Path("d/x"), tree.Path("d/Vault"));
+    }
+    Outcome const first = Backup({tree.Native("d"), "--name", "d"});
+    EXPECT_EQ(0, first.exitCode) << first.err;
+    EXPECT_EQ(2, first.Json()["transferred"]);
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "d"}).Json()["transferred"]);
+    Outcome const itself = Backup({Vault(), "--name", "itself"});
+    EXPECT_EQ(3, itself.exitCode) << itself.err;
+    EXPECT_THAT(itself.err + itself.out, testing::HasSubstr("not backed up into itself"));
+}
+
 TEST_F(Cli, AnInterruptEndsSoonWithCodeSixAndTheNextRunSendsTheRest) {
     TempFolder const tree;
     WriteMany(tree, 4000, 3000);

@@ -75,6 +75,22 @@ TEST_F(Decision, ARecordThatCannotBeLookedUpIsNoMissingOne) {
     EXPECT_EQ(1u, VersionNames(task, file).size());
 }
 
+TEST_F(Decision, ATransferThatFailsAgainAndAgainKeepsOneVersion) {
+    TempTree const tree({{"d/f", "the content to keep"}});
+    tree.SetWriteTime("d/f", kTime);
+    CBackupTask& task = ReadyTask(tree);
+    CString const file = task.m_serverFilePath + _T("\\d\\f");
+    ASSERT_EQ(0, BackUp(task, tree.Native("d/f")));
+    tree.Write("d/f", "changed");
+    auto const service = home.Script();
+    for (int i = 0; i < 5; ++i) {
+        service->Answer("CommitFiles", kRefused);
+        EXPECT_EQ(kRefused, BackUp(task, tree.Native("d/f")));
+    }
+    EXPECT_EQ(0, BackUp(task, tree.Native("d/f")));
+    EXPECT_EQ(1u, VersionNames(task, file).size());
+}
+
 TEST_F(Decision, ADriveIsStoredUnderItsLetter) {
     TempTree const tree({{"d/f", "x"}});
     CBackupTask& task = ReadyTask(tree);

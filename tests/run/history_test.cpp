@@ -165,4 +165,50 @@ TEST_F(History, OnlyWhatIsShownToBeGoneIsRemoved) {
     EXPECT_EQ(0u, left.count("d/sub/"));
 }
 
+TEST_F(History, WhatIsThereOrMayOnlyBeAwayStays) {
+    TempTree const tree({{"s/downloads.part/in", "i"}, {"s/Docs/f", "upper"}});
+    bool const hasTwins = kKeepsEveryName;
+    if (hasTwins) {
+        tree.Write("s/docs/f", "lower");
+    }
+    CBackupTask& task = MakeTask("t", {tree.Native("s")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    size_t const stored = Restored(task.m_serverFilePath).size();
+    unsigned int folders = 0;
+    unsigned int files = 0;
+    EXPECT_EQ(0u, task.RemoveExtraData(folders, files));
+    EXPECT_EQ(0u, folders + files) << "a folder of that name is no partial file";
+
+    std::filesystem::rename(tree.Path("s"), tree.Path("mounted"));
+    std::filesystem::create_directory(tree.Path("s"));
+    EXPECT_EQ(0u, task.RemoveExtraData(folders, files));
+    EXPECT_EQ(stored, Restored(task.m_serverFilePath).size()) << "a place where nothing is mounted";
+    std::filesystem::remove(tree.Path("s"));
+    std::filesystem::rename(tree.Path("mounted"), tree.Path("s"));
+
+    std::filesystem::remove_all(tree.Path("s/Docs"));
+    EXPECT_EQ(0u, task.RemoveExtraData(folders, files));
+    EXPECT_EQ(1u, folders);
+    EXPECT_EQ(1u, files);
+    auto const left = Restored(task.m_serverFilePath);
+    EXPECT_EQ(0u, left.count("s/Docs/f"));
+    EXPECT_EQ(hasTwins ? 1u : 0u, left.count("s/docs/f"));
+}
+
+TEST_F(History, FoldersOfOtherFilesAreNoVersions) {
+    CBackupTask& task = MakeTask("t", {home.Native()});
+    task.m_maxVersion = 3;
+    CString const file = task.m_serverFilePath + _T("\\d\\x");
+    Put(task.m_serverFilePath + _T("\\d"), "x", kTime + 5);
+    CString folder = task.GetFileHistoryFolder(file);
+    for (TCHAR const* other : {_T("\\a"), _T("\\b"), _T("\\c")}) {  // of the folder that x was
+        Put(folder + other, "1", kTime);
+    }
+    Put(folder, "x0", kTime);
+    EXPECT_EQ(1, task.RecoredHistroryFile(file, 3, _T("x")));
+    EXPECT_EQ((std::set<std::string>{"a", "b", "c", "x0", "x1"}), Names(folder));
+    EXPECT_EQ(_T("x0"), task.GetOldTimeFileHistory(folder));
+    EXPECT_EQ(1u, Names(folder + _T("\\a")).size());
+}
+
 }  // namespace rampart::test

@@ -233,6 +233,17 @@ TEST_P(ServiceConformance, DeletedFolderGoesWithAllBelowIt) {
     ExpectSound(*service);
 }
 
+// A folder that is gone already is not its namesake in another case.
+TEST_P(ServiceConformance, DeletingNamesEachFolderExactly) {
+    MakeFolder(*service, "\\Docs");
+    ExpectOk(StoreFile(*service, "\\Docs\\f", "x"));
+    MakeFolder(*service, "\\docs");
+    ExpectOk(StoreFile(*service, "\\docs\\f", "y"));
+    const std::vector<std::string> paths{"\\Docs", "\\Docs\\f"};
+    ExpectOk(service->Delete(paths, {}));
+    EXPECT_THAT(TreeOf(*service), ElementsAre(testing::Pair("\\docs\\", -1), testing::Pair("\\docs\\f", 1)));
+}
+
 TEST_P(ServiceConformance, DeletingStopsWhenItIsCancelled) {
     const std::vector<std::string> paths{"\\a", "\\b", "\\c"};
     for (const std::string& path : paths) {
