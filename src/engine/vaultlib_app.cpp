@@ -3,6 +3,7 @@
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "paths/global_function.h"
+#include "paths/path_manage.h"
 #include "storage/service_code.h"
 
 CvaultlibApp theVaultLibApp;
@@ -140,5 +141,11 @@ int LogOnAgain(int askStored) {
 }  // namespace
 
 int ReLogon(int askStored) {
-    return rampart::Guarded(_T("Error:ReLogon"), 0, [&] { return LogOnAgain(askStored); });
+    return rampart::Guarded(_T("Error:ReLogon"), 0, [&] {
+        if (!LogOnAgain(askStored)) {
+            return 0;
+        }
+        CPathManage::InitRegexFilter();  // the account's own
+        return 1;
+    });
 }

@@ -171,6 +171,9 @@ bool FullRun::MakeTargetFolder() {
                                       _T(": ") + ApiUtil::GetQuilString(m_result));
         return false;
     }
+    if (m_result == rampart::kSecondFactorNeeded) {  // the second try's
+        return false;
+    }
     m_result = rampart::kOk;
     return true;
 }

@@ -96,6 +96,7 @@ struct SessionInfo {
     std::string userType;  // "A" is an administrator
     bool paid = true;
     bool maySubscribe = false;
+    std::string webAddress;  // of the service's pages, without a slash behind it; a vault has none
 };
 
 struct AccountSpace {

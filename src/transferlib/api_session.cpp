@@ -101,9 +101,8 @@ int ApiUtil::IsAllowSubscribe() {
     return Session().maySubscribe ? 1 : 0;
 }
 
-// A vault has no web pages.
 CString ApiUtil::GetRealWebAppURL() {
-    return CString();
+    return CString::FromUtf8(Session().webAddress);
 }
 
 CString ApiUtil::GetSrcRefString() {
@@ -204,7 +203,7 @@ int ApiUtil::GetAccountBalance(AccountBalance& balance, int refresh) {
 namespace {
 
 AccountLimits CurrentLimits() {
-    AccountLimits limits;
+    AccountLimits limits = DefaultLimits();
     WithService(_T("Error: Limits"), nullptr, [&](ServiceConnection& connection) {
         limits = connection.Limits();
         return ServiceResult();

@@ -26,19 +26,6 @@ Holder& TheHolder() {
     return holder;
 }
 
-AccountLimits DefaultLimits() {
-    using namespace account_setting;
-    AccountLimits limits;
-    limits.maxItemsOfTask = kMaxItemsOfTask.fallback;
-    limits.freeMaxFileBytes = kFreeMaxFileBytes.fallback;
-    limits.batchBytes = kBatchBytes.fallback;
-    limits.workerMaxFileBytes = kWorkerMaxFileBytes.fallback;
-    limits.parallelTransfer = kParallelTransfer.fallback != 0;
-    limits.snapshotCopies = kSnapshotCopies.fallback != 0;
-    limits.fileFilter = limits.folderFilter = kClientFilters;
-    return limits;
-}
-
 ServiceResult OpenConfigured() {
     VaultAddress address;
     if (ServiceResult resolved = ResolveVaultAddress(CString(), address); !resolved.Ok()) {
@@ -53,6 +40,19 @@ ServiceResult OpenConfigured() {
 }
 
 }  // namespace
+
+AccountLimits DefaultLimits() {
+    using namespace account_setting;
+    AccountLimits limits;
+    limits.maxItemsOfTask = kMaxItemsOfTask.fallback;
+    limits.freeMaxFileBytes = kFreeMaxFileBytes.fallback;
+    limits.batchBytes = kBatchBytes.fallback;
+    limits.workerMaxFileBytes = kWorkerMaxFileBytes.fallback;
+    limits.parallelTransfer = kParallelTransfer.fallback != 0;
+    limits.snapshotCopies = kSnapshotCopies.fallback != 0;
+    limits.fileFilter = limits.folderFilter = kClientFilters;
+    return limits;
+}
 
 ManageLogonStatus& LogonStatus() {
     static ManageLogonStatus status;

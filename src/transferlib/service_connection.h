@@ -69,6 +69,9 @@ std::shared_ptr<ServiceConnection> PresentConnection();
 // Null ends the connection.
 void SetConnection(std::shared_ptr<ServiceConnection> connection);
 
+// Those of an account that says nothing, and while the service cannot be asked.
+AccountLimits DefaultLimits();
+
 // Connects the process to any service, for tests and for hosts that bring their own.
 void SetStorageService(std::shared_ptr<StorageService> service);
 

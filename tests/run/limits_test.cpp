@@ -29,12 +29,14 @@ public:
         SessionInfo session = ScriptedService::Session();
         session.maySubscribe = maySubscribe;
         session.paid = paid;
+        session.webAddress = webAddress;
         return session;
     }
 
     __int64 free = 0;
     bool maySubscribe = false;
     bool paid = true;
+    std::string webAddress;
 };
 
 struct Question {
@@ -47,6 +49,12 @@ struct Question {
 void PrintTo(Question const& question, std::ostream* out) {
     *out << question.text.ToUtf8() << " (" << question.style << ", " << question.seconds << " s)";
 }
+
+constexpr unsigned int kYesNo = 4;
+constexpr unsigned int kRetryCancel = 5;
+constexpr int kYes = 6;
+constexpr int kRetry = 4;
+constexpr int kYesAndRetry = -1;  // to each question what leads on
 
 class Limits : public EngineTest {
 protected:
@@ -63,12 +71,20 @@ protected:
         s_answer = 0;
         SetMsgBoxProc([](TCHAR const* text, unsigned int style, unsigned long seconds, int) {
             s_asked.push_back({text, style, seconds});
-            return s_answer;
+            return s_answer == kYesAndRetry ? (style == kRetryCancel ? kRetry : kYes) : s_answer;
+        });
+        s_opened.clear();
+        s_onOpen = [] {};
+        SetUIShellExecute([](CString const& verb, CString const& target) {
+            s_opened.push_back(verb + _T(" ") + target);
+            s_onOpen();
+            return 1;
         });
     }
     void TearDown() override {
         m_spaceAlertAllowed = 1;
         m_spaceAlertNoteOnly = 0;
+        SetUIShellExecute(nullptr);
         EngineTest::TearDown();
     }
 
@@ -103,11 +119,9 @@ protected:
     CBackupTask* m_task = nullptr;
     static inline std::vector<Question> s_asked;
     static inline int s_answer = 0;
+    static inline std::vector<CString> s_opened;
+    static inline std::function<void()> s_onOpen;
 };
-
-constexpr unsigned int kYesNo = 4;
-constexpr int kYes = 6;
-constexpr int kRetry = 4;
 
 }  // namespace
 
@@ -261,6 +275,36 @@ TEST_F(Limits, AYesOpensTheServicesPageWhereThereIsOne) {
     EXPECT_EQ(0, GlobalFunction::SpaceLimitAlert(_T(""), 105));
     CString const standard = Words(_T("IDS_STRREACHLIMIT")) + _T(" ") + Words(_T("IDS_ORDERSPACE"));
     EXPECT_EQ((std::vector<Question>{{standard, kYesNo, 0}, {Words(_T("IDS_NETERROR")), 0, 0}}), Asked());
+}
+
+TEST_F(Limits, ARetryOfTheRunLooksAtTheAccountAgain) {
+    service->webAddress = "https://backup.test";
+    s_answer = kYesAndRetry;
+    CString const page = _T("open https://backup.test/secure/autologon.aspx?sesID=") +
+                         ApiUtil::GetSessionID() + _T("&gotoURL=/Secure/Subscribe.aspx");
+    for (int64_t const little : {int64_t{0}, int64_t{500}}) {
+        SCOPED_TRACE(little);
+        service->free = little;
+        s_onOpen = [&] { service->free = s_opened.size() < 2 ? little : 2000; };
+        EXPECT_EQ(0, CheckAccount(1000));
+        EXPECT_EQ((std::vector<CString>{page, page}), std::exchange(s_opened, {}));
+        EXPECT_EQ(4u, Asked().size()) << "the way to more room and whether to try again, twice";
+        EXPECT_EQ(0, m_task->m_errorOccured);
+    }
+    service->free = 0;
+    s_onOpen = [] {};
+    service->ForgetCalls();
+    CheckAccount(1000);
+    EXPECT_EQ(10u, s_opened.size()) << "not for ever";
+    EXPECT_EQ(0, m_task->m_errorOccured);
+    EXPECT_TRUE(Errors().empty());
+
+    s_asked.clear();
+    s_answer = kYes;  // which is no retry
+    EXPECT_EQ(10, CheckAccount(1000));
+    EXPECT_EQ(2u, Asked().size());
+    EXPECT_EQ(1, m_task->m_errorOccured);
+    EXPECT_EQ(1u, Errors().size());
 }
 
 TEST_F(Limits, ARetryAsksTheAccountAgain) {
