@@ -20,10 +20,11 @@ std::atomic<bool> s_isQuestionOpen{false};
 std::mutex s_lock;  // one question at a time; guards the keys
 std::optional<TerminalKeys> s_keys;
 
-// The answer of the person: no if the time passes, or an interrupt comes first.
+// Asks for the answer of the person: no if the time passes, or an interrupt comes first.
 bool WaitForAnswer(unsigned long timeoutSeconds) {
     std::optional<TerminalKeys> ownKeys;
     TerminalKeys& keys = s_keys ? *s_keys : ownKeys.emplace();
+    std::cerr << " [y/n] " << std::flush;  // from here on the terminal shows no key by itself
     auto const begin = std::chrono::steady_clock::now();
     while (!IsInterrupted() && (timeoutSeconds == 0 || std::chrono::steady_clock::now() - begin <
                                                            std::chrono::seconds(timeoutSeconds))) {
@@ -71,7 +72,6 @@ int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutS
     bool isYes = s_answers == Answers::kYes;
     if (s_answers == Answers::kAsked && IsInputTerminal() && IsErrorTerminal()) {
         s_isQuestionOpen = true;
-        std::cerr << " [y/n] " << std::flush;
         isYes = WaitForAnswer(timeoutSeconds);
         s_isQuestionOpen = false;
     }

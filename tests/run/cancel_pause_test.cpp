@@ -114,15 +114,19 @@ protected:
 // Between the start of its thread and the scan.
 TEST_F(StoppedRun, ACancelInTheFirstMomentHolds) {
     struct Window : CMainWnd {
-        void StartTrayAnimation() override { task->m_pTaskPrg->CancelMe(); }
-        CBackupTask* task = nullptr;
-    } window;
+        void StartTrayAnimation() override {
+            if (CBackupTask* const started = task.exchange(nullptr)) {
+                started->m_pTaskPrg->CancelMe();
+            }
+        }
+        std::atomic<CBackupTask*> task{nullptr};
+    };
+    static Window window;  // stays: the end of the run's thread looks at it too
     CBackupTask& task = NewTask(kStages[0]);
     window.task = &task;
     theVaultLibApp.m_pMainWnd = &window;
     service->ForgetCalls();
     Run(task);
-    theVaultLibApp.m_pMainWnd = nullptr;
     EXPECT_EQ(TaskStateCanceled, task.m_state);
     EXPECT_EQ(0, service->Calls("PutChunks") + service->Calls("CommitFiles"));
 }
