@@ -65,11 +65,13 @@ moment=$(date '+%F %T')
 sleep 2
 
 say "Some files change"
-changed=0
+changed=0 first=
 while IFS= read -r -d '' file && [ $changed -lt 3 ]; do
     printf '\nA line that was added later.\n' >>"$file"
     changed=$((changed + 1))
+    first=${first:-$file}
 done < <(find "$source_folder" -type f -size +0 -print0 | sort -z)
+[ -n "$first" ] || fail "no file has content"
 printf 'A file that came later.\n' >"$source_folder/added later.txt"
 echo "$changed changed, 1 added"
 
@@ -77,7 +79,6 @@ say "Second backup: only what changed is sent"
 "$rampart" backup "$source_folder" --name sample --vault "$work/vault"
 
 say "The versions of one changed file"
-IFS= read -r -d '' first < <(find "$source_folder" -type f -size +0 -print0 | sort -z) || fail "no file has content"
 "$rampart" versions "$first" --vault "$work/vault"
 
 say "Both states come back"
