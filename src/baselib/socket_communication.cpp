@@ -63,7 +63,7 @@ struct SocketCommunication::Impl {
 SocketCommunication::SocketCommunication() : m_impl(std::make_unique<Impl>()) {}
 
 SocketCommunication::~SocketCommunication() {
-    Finish();
+    ReInitSocketCommunition();
 }
 
 void SocketCommunication::SetServerMode(bool isServer) {
@@ -167,10 +167,6 @@ bool SocketCommunication::GetPeerName(SockAddrIn& address) const {
         address = SockAddrIn(CString::FromUtf8(peer.address), peer.port);
         return true;
     });
-}
-
-void SocketCommunication::Finish() {
-    ReInitSocketCommunition();
 }
 
 // Whether the thread that asks is a receive thread of this object.

@@ -31,7 +31,7 @@ void ManageSocketObserver::NotifyDataReceived(char* data, int size) {
 }
 
 SocketConnection::~SocketConnection() {
-    Finish();
+    ReInitSocketCommunition();
 }
 
 void SocketConnection::OnSocketEvent(SocketEventParams* params) {

@@ -58,7 +58,7 @@ void* GlobalFunction::CreateBackServiceMutex() {
 
 int GlobalFunction::StartServiceProcess() {
     CString const program = DictUtil::GetAppExeFolder() + _T("\\BackupService.exe");
-    if (!rampart::platform::StartProgram(program.View(), CString(_T("-d")).View())) {
+    if (!rampart::platform::StartProgram(program.View(), _T("-d"))) {
         GetManageDebugLog().AddDebugInfo(_T("Couldn't create  BackupService.exe process."), 0);
         return 0;
     }

@@ -106,11 +106,9 @@ public:
     bool GetPeerName(SockAddrIn& address) const;  // false without a connection
 
 protected:
-    // On the receive thread.
+    // On the receive thread. A class that overrides these calls ReInitSocketCommunition in its destructor.
     virtual void OnSocketEvent(SocketEventParams* params) = 0;
     virtual void OnDataReceived(char* data, int size) = 0;
-    // Ends the connection and waits for its thread. For destructors of classes that override the two above.
-    void Finish();
 
 private:
     friend class SocketServer;

@@ -13,7 +13,7 @@ constexpr LPCTSTR kTempName = _T("Temp");
 constexpr __int64 kBytesInKilobyte = 1024;
 constexpr __int64 kKilobytesInUnit = 102400;  // 100 MB, the unit in which disk room is compared here
 
-// With a backslash behind it.
+// Without a backslash behind it.
 CString s_vaultFolder;
 
 // Guards s_cacheFolder, its length and s_vaultFolder.
@@ -114,7 +114,7 @@ void CPathManage::UpdateCacheFolder() {
 
 void CPathManage::SetVaultFolder(CString const& folder) {
     rampart::Guarded(_T("Error:SetVaultFolder"), [&] {
-        CString const vault = folder.IsEmpty() ? folder : PathUtilities::Append(folder, _T(""));
+        CString const vault = PathUtilities::RemoveBackslash(folder);
         std::lock_guard lock(CacheFolderMutex());
         s_vaultFolder = vault;
     });
@@ -124,15 +124,17 @@ int CPathManage::IsInVault(CString const& path) {
     CString vault;
     {
         std::lock_guard lock(CacheFolderMutex());
-        if (s_vaultFolder.IsEmpty() ||
-            !rampart::StartsWithNoCase(PathUtilities::Append(path, _T("")), s_vaultFolder)) {
+        int const length = s_vaultFolder.GetLength();
+        bool const isLike = length > 0 && rampart::StartsWithNoCase(path, s_vaultFolder) &&
+                            (path.GetLength() == length || path[length] == _T('\\'));
+        if (!isLike) {
             return 0;
         }
         vault = s_vaultFolder;
     }
     // In another case it may be another folder.
-    CString const same = path.Left(vault.GetLength() - 1);
-    return same == vault.Left(same.GetLength()) || IsSameFileLocal(same, vault) ? 1 : 0;
+    CString const same = path.Left(vault.GetLength());
+    return same == vault || IsSameFileLocal(same, vault) ? 1 : 0;
 }
 
 int CPathManage::IsInCacheFolder(CString const& path) {

@@ -235,8 +235,8 @@ private:
     void Serve() {
         while (!m_stopping) {
             if (!TakeOne() && !m_stopping) {
-                SleepMilliseconds(
-                    kAcceptRestMs);  // no descriptor or memory is free: the peer waits in the queue
+                // No descriptor or memory is free: the peer waits in the queue.
+                SleepMilliseconds(kAcceptRestMs);
             }
         }
     }

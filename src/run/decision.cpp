@@ -45,10 +45,11 @@ void SetWorkingFile(CString const& file, CString const& serverFile) {
 int CBackupTask::BackupPath(CString& path, CString serverFolder, int recurse, int fromCacheThread) {
     try {
         // A listed path is exact: only one that is not there as it stands loses the blanks at its ends.
-        if (CFileInfo(path).m_exists == 0) {
+        CFileInfo info(path);
+        if (info.m_exists == 0) {
             path.Trim();
+            info = CFileInfo(path);
         }
-        CFileInfo const info(path);
         bool const isFolder = info.m_isFolder != 0;
         if (!isFolder && rampart::IsThumbsFile(rampart::LastElement(path))) {
             DebugLine(_T("Task: backup path no exist-") + path);

@@ -9,12 +9,23 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST_F(Cli, KeysPauseARunLetItGoOnAndCancelIt) {
-    MakeVault();
-    TempFolder const tree;
-    WriteHoles(tree, "d", 5);
-    TerminalProgram program(
-        {RAMPART_PROGRAM, "backup", tree.Native("d"), "--name", "d", "--no", "--vault", Vault()});
+// A run that lasts until it is stopped.
+class LongRun : public Cli {
+protected:
+    void SetUp() override {
+        MakeVault();
+        WriteHoles(m_tree, "d", 5);
+    }
+    TerminalProgram Begin() {
+        return TerminalProgram(
+            {RAMPART_PROGRAM, "backup", m_tree.Native("d"), "--name", "d", "--no", "--vault", Vault()});
+    }
+
+    TempFolder const m_tree;
+};
+
+TEST_F(LongRun, KeysPauseItLetItGoOnAndCancelIt) {
+    TerminalProgram program = Begin();
     ASSERT_TRUE(program.WaitFor("\r"));
     program.Press('p');
     ASSERT_TRUE(program.WaitFor("paused; ")) << program.Shown();
@@ -26,12 +37,8 @@ TEST_F(Cli, KeysPauseARunLetItGoOnAndCancelIt) {
     ExpectClean();
 }
 
-TEST_F(Cli, AnInterruptCancelsARunThatIsUnderWay) {
-    MakeVault();
-    TempFolder const tree;
-    WriteHoles(tree, "d", 5);
-    TerminalProgram program(
-        {RAMPART_PROGRAM, "backup", tree.Native("d"), "--name", "d", "--no", "--vault", Vault()});
+TEST_F(LongRun, AnInterruptCancelsIt) {
+    TerminalProgram program = Begin();
     ASSERT_TRUE(program.WaitFor("\r"));
     program.Press('\x03');
     EXPECT_EQ(6, program.End());
