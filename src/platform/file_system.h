@@ -27,6 +27,7 @@ struct FileStatus {
     int64_t creationTime = 0;
     int64_t accessTime = 0;
     int64_t writeTime = 0;
+    int64_t changeTime = 0;  // last change of content or attributes, not settable; 0 where there is none
     uint32_t attributes = 0;
     uint64_t fileId = 0;
     uint64_t volumeId = 0;
@@ -80,6 +81,8 @@ public:
     // Makes all that was written durable.
     virtual bool Sync() = 0;
     virtual bool QueryStatus(FileStatus& status) = 0;
+    // See platform/attributes.h; empty on a failure.
+    virtual std::string ReadAttributes() = 0;
     // -1 leaves a time as it is.
     virtual bool SetTimes(int64_t creationTime, int64_t accessTime, int64_t writeTime) = 0;
     // An advisory lock on the whole file that ends with the handle or the process. False with
@@ -99,6 +102,8 @@ bool SetAttributes(TextView path, uint32_t attributes);  // kReadOnly only where
 bool CopyAccessRights(TextView from, TextView to);
 bool SyncFolder(TextView path);         // makes renames and new names in it durable
 bool SameFile(TextView a, TextView b);  // both names denote one file
+// What a link itself holds, the local system's own bytes; false for anything that is no link.
+bool ReadLink(TextView path, std::string& target);
 // Where a link leads in the end, also when nothing is there yet if the system tells; any other path is its
 // own target. Empty on a failure, such as a ring of links.
 Text LinkTarget(TextView path);

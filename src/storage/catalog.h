@@ -73,6 +73,9 @@ public:
                                  int64_t& id) = 0;
     virtual int64_t Rename(std::string_view path, std::string_view newName) = 0;
     virtual int64_t Describe(std::string_view path, std::string_view description) = 0;
+    // These two give 0 if nothing changed.
+    virtual int64_t SetAttributes(std::span<const AttributeCommit> commits) = 0;
+    virtual int64_t MarkGone(std::span<const std::string> paths, int64_t when) = 0;
     // 0 if there was nothing to delete.
     virtual int64_t Delete(std::string_view path) = 0;
     virtual int64_t CopyFile(std::string_view path, std::string_view targetFolder, std::string_view newName,
@@ -81,6 +84,7 @@ public:
     virtual std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) = 0;
     virtual int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) = 0;
     virtual void OpenFile(std::string_view path, FileContent& content) = 0;
+    virtual std::string ReadAttributes(int64_t attributes) = 0;
 
     virtual PackState AddPack() = 0;
     virtual std::vector<PackState> UnsealedPacks() = 0;

@@ -52,4 +52,13 @@ uint64_t ComputeChecksum(std::string_view bytes) {
     return sum;
 }
 
+int64_t ShortName(std::string_view bytes) {
+    int64_t name = 0;
+    if (!bytes.empty()) {
+        const Digest digest = ComputeDigest(bytes);
+        std::memcpy(&name, digest.bytes.data(), sizeof(name));
+    }
+    return name;
+}
+
 }  // namespace rampart

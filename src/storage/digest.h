@@ -36,4 +36,7 @@ struct DigestHash {
     }
 };
 
+// A name for bytes that are stored once: the front of their digest as a number, 0 for none.
+int64_t ShortName(std::string_view bytes);
+
 }  // namespace rampart

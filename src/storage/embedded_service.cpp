@@ -190,6 +190,14 @@ ServiceResult EmbeddedService::Describe(const std::string& path, const std::stri
     return AtServiceEdge([&] { return Changed(m_catalog->Describe(path, description)); });
 }
 
+ServiceResult EmbeddedService::SetAttributes(std::span<const AttributeCommit> commits) {
+    return AtServiceEdge([&] { return Changed(m_catalog->SetAttributes(commits)); });
+}
+
+ServiceResult EmbeddedService::MarkGone(std::span<const std::string> paths, int64_t when) {
+    return AtServiceEdge([&] { return Changed(m_catalog->MarkGone(paths, when)); });
+}
+
 ServiceResult EmbeddedService::Delete(std::span<const std::string> paths,
                                       const std::function<bool(size_t)>& proceed) {
     return AtServiceEdge([&] {
@@ -271,6 +279,13 @@ ServiceResult EmbeddedService::RecordProgress(const std::string& folder, const s
             sequence = m_catalog->Commit({chunks, packs, {}, &partial}, ids);
         });
         return Changed(sequence);
+    });
+}
+
+ServiceResult EmbeddedService::ReadAttributes(int64_t attributes, std::string& bytes) {
+    return AtServiceEdge([&] {
+        bytes = m_catalog->ReadAttributes(attributes);
+        return ServiceResult();
     });
 }
 

@@ -60,6 +60,8 @@ public:
                                int64_t& id) override;
     ServiceResult Rename(const std::string& path, const std::string& newName) override;
     ServiceResult Describe(const std::string& path, const std::string& description) override;
+    ServiceResult SetAttributes(std::span<const AttributeCommit> commits) override;
+    ServiceResult MarkGone(std::span<const std::string> paths, int64_t when) override;
     ServiceResult Delete(std::span<const std::string> paths,
                          const std::function<bool(size_t)>& proceed) override;
     ServiceResult CopyFile(const std::string& path, const std::string& targetFolder,
@@ -71,6 +73,7 @@ public:
     ServiceResult RecordProgress(const std::string& folder, const std::string& name, int64_t storedBytes,
                                  int64_t modifiedTime) override;
 
+    ServiceResult ReadAttributes(int64_t attributes, std::string& bytes) override;
     ServiceResult OpenFile(const std::string& path, FileContent& content) override;
     ServiceResult ReadChunks(std::span<const Digest> digests,
                              const std::function<bool(const Chunk&)>& visit) override;

@@ -37,6 +37,7 @@ SqliteCatalog::SqliteCatalog(const std::string& path, const std::string& vaultNa
     }
     if (!readOnly) {
         m_writer = Connect(kWriterCacheKibibytes);
+        UpgradeCatalogSchema(*m_writer);
     }
 }
 
@@ -48,7 +49,11 @@ std::unique_ptr<SqliteConnection> SqliteCatalog::Connect(int cacheKibibytes) con
     settings.immutable = m_immutable;
     settings.busyTimeoutMs = m_busyTimeoutMs;
     settings.cacheKibibytes = cacheKibibytes;
-    return std::make_unique<SqliteConnection>(m_path, m_vaultName, settings);
+    auto connection = std::make_unique<SqliteConnection>(m_path, m_vaultName, settings);
+    if (m_readOnly) {
+        ShowAsPresentSchema(*connection);
+    }
+    return connection;
 }
 
 std::unique_ptr<SqliteConnection> SqliteCatalog::BorrowReader() {

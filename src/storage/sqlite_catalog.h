@@ -33,6 +33,8 @@ public:
                          int64_t& id) override;
     int64_t Rename(std::string_view path, std::string_view newName) override;
     int64_t Describe(std::string_view path, std::string_view description) override;
+    int64_t SetAttributes(std::span<const AttributeCommit> commits) override;
+    int64_t MarkGone(std::span<const std::string> paths, int64_t when) override;
     int64_t Delete(std::string_view path) override;
     int64_t CopyFile(std::string_view path, std::string_view targetFolder, std::string_view newName,
                      int64_t& id) override;
@@ -40,6 +42,7 @@ public:
     std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) override;
     int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) override;
     void OpenFile(std::string_view path, FileContent& content) override;
+    std::string ReadAttributes(int64_t attributes) override;
 
     PackState AddPack() override;
     std::vector<PackState> UnsealedPacks() override;

@@ -6,6 +6,7 @@
 #include "storage/chunk_list.h"
 #include "storage/name_folding.h"
 #include "storage/server_path.h"
+#include "storage/sqlite_attributes.h"
 #include "storage/sqlite_catalog.h"
 #include "storage/sqlite_schema.h"
 
@@ -18,7 +19,7 @@ constexpr char kPartialSuffix[] = ".part";
 class CommitRun {
 public:
     CommitRun(SqliteConnection& connection, const CatalogCommit& commit)
-        : m_connection(connection), m_tree(connection), m_commit(commit) {}
+        : m_connection(connection), m_tree(connection), m_attributes(connection), m_commit(commit) {}
 
     int64_t Run(std::vector<int64_t>& ids) {
         StorePacks();
@@ -72,7 +73,9 @@ private:
         SqliteStatement insert = m_connection.Prepare(
             "INSERT OR REPLACE INTO record(parent, name, folded, id, kind, flags, size, modified, created, "
             "stored,"
-            " description, sealed, chunks) VALUES(?, ?, ?, ?, 0, ?, ?, ?, ?, ?, ?, ?, ?)");
+            " description, sealed, chunks, touched, attribute) VALUES(?, ?, ?, ?, 0, ?, ?, ?, ?, ?, ?, ?, ?, "
+            "?,"
+            " ?)");
         for (const FileCommit& file : m_commit.files) {
             ids.push_back(StoreFile(file, insert));
         }
@@ -93,13 +96,16 @@ private:
         PackChunkList(file.chunks, m_chunkList);
         insert.Bind(1, folder).BindText(2, file.name).Bind(4, id);
         folded == file.name ? insert.BindNull(3) : insert.BindText(3, folded);
-        insert.Bind(5, file.flags & ~uint32_t{kRecordPartial}).Bind(6, file.size);
+        insert.Bind(5, file.flags & ~uint32_t{kRecordPartial | kRecordGone | kRecordDamaged})
+            .Bind(6, file.size);
         BindTime(insert, 7, file.modifiedTime);
         BindTime(insert, 8, file.createdTime);
         insert.Bind(9, m_now);
         file.description.empty() ? insert.BindNull(10) : insert.BindText(10, file.description);
         file.sealedHeader.empty() ? insert.BindNull(11) : insert.BindBlob(11, file.sealedHeader);
         insert.BindBlob(12, m_chunkList);
+        BindTime(insert, 13, file.changeTime);
+        file.attributes.empty() ? insert.BindNull(14) : insert.Bind(14, m_attributes.IdOf(file.attributes));
         insert.Run();
         Touch(folder, isNew ? 1 : 0);
         if (m_anyPartial) {
@@ -202,6 +208,7 @@ private:
 
     SqliteConnection& m_connection;
     SqliteTree m_tree;
+    SqliteAttributes m_attributes;
     const CatalogCommit& m_commit;
     std::unordered_map<Digest, uint32_t, DigestHash> m_newChunks;
     std::map<int64_t, int64_t> m_touched;  // folder to change of its number of entries

@@ -103,8 +103,8 @@ void SqliteCatalog::OpenFile(std::string_view path, FileContent& content) {
         if (content.record.isFolder || (content.record.flags & kRecordPartial) != 0) {
             throw StorageError(kInvalidRequest, std::string(path) + " is not a whole file");
         }
-        content.sealedHeader.assign(query.Bytes(10));
-        if (!UnpackChunkList(query.Bytes(11), content.chunks)) {
+        content.sealedHeader.assign(query.Bytes(RAMPART_RECORD_COLUMN_COUNT));
+        if (!UnpackChunkList(query.Bytes(RAMPART_RECORD_COLUMN_COUNT + 1), content.chunks)) {
             throw StorageError(kVaultDamaged, "the chunk list of " + std::string(path) + " is damaged");
         }
     });

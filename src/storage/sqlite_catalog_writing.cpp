@@ -165,10 +165,9 @@ int64_t SqliteCatalog::CopyFile(std::string_view path, std::string_view targetFo
         const std::string folded = FoldCase(target.name);
         SqliteStatement copy = connection.Prepare(
             "INSERT OR REPLACE INTO record(parent, name, folded, id, kind, flags, size, modified, created, "
-            "stored,"
-            " description, sealed, chunks)"
+            "stored, description, sealed, chunks, touched, attribute, gone)"
             " SELECT ?1, ?2, ?3, ?4, kind, flags, size, modified, created, stored, description, sealed, "
-            "chunks"
+            "chunks, touched, attribute, gone"
             " FROM record WHERE parent=?5 AND name=?6");
         copy.Bind(1, target.parent).BindText(2, target.name).Bind(4, id);
         copy.Bind(5, source.parent).BindText(6, source.name);

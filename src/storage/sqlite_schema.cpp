@@ -8,6 +8,12 @@ namespace {
 // record: one row a file or folder, kept in the order of a listing. `folded` is the name without case, null
 // where the name is so already. `items` and `changed` belong to folders: the number of entries, and the
 // change sequence of the last change to one of them. `chunks` holds 36 bytes a chunk, digest and size.
+// `touched` is the local change time, `attribute` names a row of that table, `gone` is the moment of the look
+// that did not find the record any more.
+//
+// attribute: what local systems knew of files, each text once; the id is made from the bytes.
+//
+// damaged: chunks whose stored bytes were found damaged, until they are stored anew.
 //
 // chunk: where content lies. Keyed by the digest, so that it can be made anew from the packs alone.
 constexpr char kTables[] = R"sql(
@@ -32,6 +38,9 @@ CREATE TABLE record(
     description TEXT,
     sealed BLOB,
     chunks BLOB,
+    touched INTEGER,
+    attribute INTEGER,
+    gone INTEGER,
     PRIMARY KEY(parent, name)) WITHOUT ROWID;
 CREATE UNIQUE INDEX folder_by_id ON record(id) WHERE kind = 1;
 CREATE INDEX folder_by_parent ON record(parent) WHERE kind = 1;
@@ -72,6 +81,32 @@ CREATE TABLE task_path(
     UNIQUE(task, path));
 )sql";
 
+constexpr char kTablesOfFormat2[] = R"sql(
+CREATE TABLE attribute(
+    id INTEGER PRIMARY KEY,
+    bytes BLOB NOT NULL);
+
+CREATE TABLE damaged(
+    digest BLOB PRIMARY KEY) WITHOUT ROWID;
+)sql";
+
+constexpr char kColumnsOfFormat2[] = R"sql(
+ALTER TABLE record ADD COLUMN touched INTEGER;
+ALTER TABLE record ADD COLUMN attribute INTEGER;
+ALTER TABLE record ADD COLUMN gone INTEGER;
+)sql";
+
+// Views and tables of the connection's own come before those of the database.
+constexpr char kFormat1As2[] = R"sql(
+CREATE TEMP VIEW record AS
+    SELECT *, NULL AS touched, NULL AS attribute, NULL AS gone FROM main.record;
+CREATE TEMP TABLE attribute(
+    id INTEGER PRIMARY KEY,
+    bytes BLOB NOT NULL);
+CREATE TEMP TABLE damaged(
+    digest BLOB PRIMARY KEY) WITHOUT ROWID;
+)sql";
+
 }  // namespace
 
 void CreateCatalogSchema(SqliteConnection& connection, int64_t nowNs) {
@@ -81,6 +116,7 @@ void CreateCatalogSchema(SqliteConnection& connection, int64_t nowNs) {
         throw StorageError(kNameTaken, "there is a database at this place already");
     }
     connection.Execute(kTables);
+    connection.Execute(kTablesOfFormat2);
     SqliteStatement state = connection.Prepare("INSERT INTO state(id, sequence, next_id) VALUES(1, 1, ?)");
     state.Bind(1, kFirstRecordId).Run();
     SqliteStatement root = connection.Prepare(
@@ -106,6 +142,27 @@ void CheckCatalogSchema(SqliteConnection& connection, const std::string& vaultNa
     if (version < 1) {
         throw StorageError(kVaultDamaged,
                            "the catalog of the vault at " + vaultName + " has no format number");
+    }
+}
+
+void UpgradeCatalogSchema(SqliteConnection& connection) {
+    if (connection.Number("PRAGMA user_version") == kCatalogVersion) {
+        return;
+    }
+    SqliteTransaction transaction(connection, SqliteTransaction::kWrite);
+    // Asked again under the lock: another process may have been first.
+    if (connection.Number("PRAGMA user_version") == 1) {
+        connection.Execute(kColumnsOfFormat2);
+        connection.Execute(kTablesOfFormat2);
+        connection.Execute(("PRAGMA user_version=" + std::to_string(kCatalogVersion)).c_str());
+    }
+    transaction.Commit();
+}
+
+void ShowAsPresentSchema(SqliteConnection& connection) {
+    if (connection.Number("PRAGMA user_version") == 1) {
+        connection.Execute("PRAGMA temp_store=MEMORY");
+        connection.Execute(kFormat1As2);
     }
 }
 

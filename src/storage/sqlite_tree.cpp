@@ -104,6 +104,12 @@ void SqliteTree::ReadRecord(const SqliteStatement& row, StoredRecord& record) {
     record.storedTime = time(7);
     record.subItemCount = row.Int(8);
     record.description.assign(row.Bytes(9));
+    record.changeTime = time(10);
+    record.attributes = row.Int(11);
+    record.goneTime = time(12);
+    if (record.goneTime != kNoTime) {
+        record.flags |= kRecordGone;
+    }
 }
 
 bool SqliteTree::Load(const Place& place, StoredRecord& record) {

@@ -53,6 +53,8 @@ private:
     SqliteConnection& m_connection;
 };
 
-#define RAMPART_RECORD_COLUMNS "id, name, kind, flags, size, modified, created, stored, items, description"
+#define RAMPART_RECORD_COLUMNS \
+    "id, name, kind, flags, size, modified, created, stored, items, description, touched, attribute, gone"
+#define RAMPART_RECORD_COLUMN_COUNT 13
 
 }  // namespace rampart

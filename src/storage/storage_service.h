@@ -42,6 +42,10 @@ enum RecordFlag : uint32_t {
     kRecordEncrypted = 0x1,  // content is sealed by the client; size counts the sealed header
     kRecordPartial = 0x2,    // an upload under way; size is what is stored so far
     kRecordHidden = 0x4,
+    kRecordLink = 0x8,      // a symbolic link: the content is its target, the local system's own bytes
+    kRecordSpecial = 0x10,  // a pipe or a device: no content, all that is known stands in the attributes
+    kRecordDamaged = 0x20,  // stored bytes of its content are known to be damaged: it is to be sent again
+    kRecordGone = 0x40,     // was not there any more at `goneTime`
 };
 
 struct StoredRecord {
@@ -54,6 +58,9 @@ struct StoredRecord {
     int64_t modifiedTime = kNoTime;
     int64_t createdTime = kNoTime;
     int64_t storedTime = kNoTime;
+    int64_t changeTime = kNoTime;  // when the local system last changed the file or what it keeps of it
+    int64_t goneTime = kNoTime;    // the look that did not find it any more; with kRecordGone alone
+    int64_t attributes = 0;  // names the attributes, see ReadAttributes; equal ones have equal names; 0: none
     int64_t subItemCount = 0;  // entries of a folder, not those below them
     std::string description;
 };
@@ -77,10 +84,22 @@ struct FileCommit {
     int64_t size = 0;
     int64_t modifiedTime = kNoTime;
     int64_t createdTime = kNoTime;
+    int64_t changeTime = kNoTime;
     uint32_t flags = 0;
     std::string description;
     std::string sealedHeader;  // opaque to the service; given back by OpenFile
+    std::string attributes;    // opaque to the service; given back by ReadAttributes
     std::vector<ChunkReference> chunks;
+};
+
+// What a record says beside its content: of a file that stays the same, or of a folder.
+struct AttributeCommit {
+    std::string folder;
+    std::string name;
+    int64_t id = 0;  // of the record that is meant; 0 for any. A file's times belong to its content
+    int64_t modifiedTime = kNoTime;
+    int64_t changeTime = kNoTime;
+    std::string attributes;
 };
 
 struct FileContent {
@@ -181,6 +200,14 @@ public:
     // File or folder, in its place; kNameTaken if that exact name is another record.
     virtual ServiceResult Rename(const std::string& path, const std::string& newName) = 0;
     virtual ServiceResult Describe(const std::string& path, const std::string& description) = 0;
+    // What is known of records changes and their content stays: one durable commit for all. A record that is
+    // not there (any more) is passed over. Of a file the last-write time stays, too: it belongs to the
+    // content.
+    virtual ServiceResult SetAttributes(std::span<const AttributeCommit> commits) = 0;
+    // A complete look at their folders did not find these at `when`: one durable commit for all. A folder
+    // goes with all below it. What is gone already, or not there, keeps its moment. They stay in listings,
+    // with kRecordGone, until they are deleted or stored again.
+    virtual ServiceResult MarkGone(std::span<const std::string> paths, int64_t when) = 0;
     // A folder goes with all below it. A path that does not exist counts as deleted. Only a record of the
     // exact name is deleted. `proceed` (may be empty) is asked before each path with the number done; false
     // gives kCancelled, with the paths so far deleted.
@@ -207,6 +234,8 @@ public:
                                          int64_t storedBytes, int64_t modifiedTime) = 0;
 
     // Download.
+    // The attributes that a record names; kNotFound if there are none of that name.
+    virtual ServiceResult ReadAttributes(int64_t attributes, std::string& bytes) = 0;
     virtual ServiceResult OpenFile(const std::string& path, FileContent& content) = 0;
     // In the order asked for, as they are stored; DecodeChunk gives their content and checks the digest. The
     // chunk's bytes are valid only during the call. False from `visit` gives kCancelled.

@@ -101,6 +101,9 @@ void MirrorFolder::Read(uint32_t index, StoredRecord& record) const {
     record.modifiedTime = entry.modifiedTime;
     record.createdTime = entry.modifiedTime;
     record.storedTime = entry.storedTime;
+    record.changeTime = entry.changeTime;
+    record.attributes = entry.attributes;
+    record.goneTime = kNoTime;
     record.subItemCount = 0;
     record.id = 0;
     if (const MirrorFolder* child = Child(index)) {
@@ -114,6 +117,7 @@ void MirrorFolder::Read(uint32_t index, StoredRecord& record) const {
     if ((entry.flags & kHasRare) != 0) {
         const Rare& rare = m_rare->at(index);
         record.createdTime = rare.createdTime;
+        record.goneTime = rare.goneTime;
         if ((entry.flags & kDescriptionIsName) == 0) {
             record.description = rare.description;
         }
@@ -166,7 +170,8 @@ void MirrorFolder::SetRare(uint32_t index, const StoredRecord& record) {
     if (named) {
         entry.flags |= kDescriptionIsName;
     }
-    if (record.createdTime == record.modifiedTime && (named || record.description.empty())) {
+    if (record.createdTime == record.modifiedTime && record.goneTime == kNoTime &&
+        (named || record.description.empty())) {
         if (m_rare) {
             m_rare->erase(index);
         }
@@ -175,7 +180,7 @@ void MirrorFolder::SetRare(uint32_t index, const StoredRecord& record) {
     if (!m_rare) {
         m_rare = std::make_unique<std::unordered_map<uint32_t, Rare>>();
     }
-    (*m_rare)[index] = {record.createdTime, named ? std::string() : record.description};
+    (*m_rare)[index] = {record.createdTime, record.goneTime, named ? std::string() : record.description};
     entry.flags |= kHasRare;
 }
 
@@ -222,6 +227,8 @@ void MirrorFolder::Put(const StoredRecord& record) {
                                         (entry.flags & kHasRare));
     entry.modifiedTime = record.modifiedTime;
     entry.storedTime = record.storedTime;
+    entry.changeTime = record.changeTime;
+    entry.attributes = record.attributes;
     SetRare(index, record);
     if (isNew) {
         AddSlot(index);

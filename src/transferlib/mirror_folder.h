@@ -1,5 +1,5 @@
 // One folder of the mirror of the server's tree: its entries in a compact form, found by name with one hash
-// probe. About 40 bytes an entry beside its name, so that a million files fit into a process.
+// probe. About 56 bytes an entry beside its name, so that a million files fit into a process.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,10 @@ public:
     bool IsFolder(uint32_t entry) const { return (m_entries[entry].flags & kFolder) != 0; }
     bool IsPartial(uint32_t entry) const { return (m_entries[entry].flags & kPartial) != 0; }
     int64_t Size(uint32_t entry) const { return IsFolder(entry) ? 0 : m_entries[entry].size; }
+    uint32_t RecordFlags(uint32_t entry) const { return m_entries[entry].flags & kRecordFlags; }
     int64_t ModifiedTime(uint32_t entry) const { return m_entries[entry].modifiedTime; }
+    int64_t ChangeTime(uint32_t entry) const { return m_entries[entry].changeTime; }
+    int64_t Attributes(uint32_t entry) const { return m_entries[entry].attributes; }
     MirrorFolder* Child(uint32_t entry) const;  // null for a file
     // The whole record but for the id of a file.
     void Read(uint32_t entry, StoredRecord& record) const;
@@ -100,10 +103,13 @@ private:
         };
         int64_t modifiedTime;
         int64_t storedTime;
+        int64_t changeTime;
+        int64_t attributes;
     };
     // What few entries have.
     struct Rare {
         int64_t createdTime;
+        int64_t goneTime;
         std::string description;
     };
 

@@ -190,7 +190,8 @@ int ServerMirror::FindFacts(TextView path, Facts& facts, CString& inexactPath) {
     const TextView asked = cut == TextView::npos ? TextView() : path.substr(0, cut);
     const TextView name = cut == TextView::npos ? path : path.substr(cut + 1);
     const auto tell = [&](const MirrorFolder& folder, uint32_t entry) {
-        facts = {folder.IsFolder(entry), folder.Size(entry), folder.ModifiedTime(entry)};
+        facts = {folder.IsFolder(entry),     folder.Size(entry),       folder.RecordFlags(entry),
+                 folder.ModifiedTime(entry), folder.ChangeTime(entry), folder.Attributes(entry)};
     };
     const auto findCached = [&](int& code) {
         const FolderLine* const line = CachedFolder(asked);
@@ -232,7 +233,7 @@ int ServerMirror::FindFacts(TextView path, Facts& facts, CString& inexactPath) {
     }
     return Resolve(path, false, [&](const Walk& walk) -> MirrorFolder* {
         if (walk.entry == MirrorFolder::kNoEntry) {
-            facts = {true, 0, kNoTime};
+            facts = {true};
             inexactPath.Empty();
             return nullptr;
         }

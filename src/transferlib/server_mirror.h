@@ -49,7 +49,10 @@ public:
     struct Facts {
         bool isFolder = false;
         int64_t size = 0;
+        uint32_t flags = 0;              // RecordFlag
         int64_t modifiedTime = kNoTime;  // nanoseconds
+        int64_t changeTime = kNoTime;
+        int64_t attributes = 0;
     };
     // kNotFound if the path does not exist. `inexactPath` becomes the record's own path if that differs from
     // `path`, and is emptied otherwise. A hash probe and no allocation for a sibling of the path asked last

@@ -152,6 +152,8 @@ ServiceResult ServiceConnection::CommitFiles(std::span<const FileCommit> files) 
         put.record.modifiedTime = file.modifiedTime;
         put.record.createdTime = file.createdTime;
         put.record.storedTime = now;
+        put.record.changeTime = file.changeTime;
+        put.record.attributes = ShortName(file.attributes);
         put.record.description = file.description;
         changes.push_back({MirrorChange::kRemovePartial, file.folder, file.name + kPartialSuffix});
         ++m_files;

@@ -278,6 +278,70 @@ TEST_P(ServiceConformance, CopyKeepsTimesAndContent) {
     ExpectSound(*service);
 }
 
+TEST_P(ServiceConformance, AttributesAreKeptWithTheFileAndChangedWithoutIt) {
+    MakeFolder(*service, "\\docs");
+    FileCommit file;
+    ExpectOk(SendContent(*service, "\\docs\\a", "content", file));
+    file.changeTime = 5;
+    file.attributes = "rights of a";
+    std::vector<int64_t> ids;
+    ExpectOk(service->CommitFiles({&file, 1}, ids));
+    const StoredRecord first = Find("\\docs\\a");
+    EXPECT_EQ(first.changeTime, 5);
+    std::string bytes;
+    ExpectOk(service->ReadAttributes(first.attributes, bytes));
+    EXPECT_EQ(bytes, "rights of a");
+    EXPECT_EQ(service->ReadAttributes(12345, bytes).code, kNotFound);
+
+    int64_t before = 0;
+    ExpectOk(service->ChangeSequence(before));
+    const AttributeCommit commits[] = {{"\\docs", "a", ids[0], 9, 6, "other rights"},
+                                       {"\\", "docs", 0, 9, 7, "rights of a"},
+                                       {"\\docs", "a", ids[0] + 1, 9, 8, "of another record"},
+                                       {"\\docs", "missing", 0, 9, 8, "x"}};
+    ExpectOk(service->SetAttributes(commits));
+    const StoredRecord second = Find("\\docs\\a");
+    EXPECT_EQ(second.changeTime, 6);
+    EXPECT_EQ(second.modifiedTime, kSomeTime);
+    EXPECT_EQ(second.storedTime, first.storedTime);
+    ExpectOk(service->ReadAttributes(second.attributes, bytes));
+    EXPECT_EQ(bytes, "other rights");
+    ExpectContent(*service, "\\docs\\a", "content");
+    const StoredRecord docs = Find("\\docs");
+    EXPECT_EQ(docs.modifiedTime, 9);
+    EXPECT_EQ(docs.attributes, first.attributes);
+    std::vector<std::string> changed;
+    bool tooMany = false;
+    int64_t sequence = 0;
+    ExpectOk(service->ChangedFolders(before, 10, changed, tooMany, sequence));
+    EXPECT_THAT(changed, UnorderedElementsAre("\\", "\\docs"));
+
+    int64_t id = 0;
+    ExpectOk(service->CopyFile("\\docs\\a", "\\", "b", id));
+    EXPECT_EQ(Find("\\b").attributes, second.attributes);
+    EXPECT_EQ(Find("\\b").changeTime, 6);
+}
+
+TEST_P(ServiceConformance, WhatIsGoneIsMarkedWithAllBelowItUntilItIsStoredAgain) {
+    MakeFolder(*service, "\\docs");
+    MakeFolder(*service, "\\docs\\deep");
+    ExpectOk(StoreFile(*service, "\\docs\\deep\\a", "x"));
+    ExpectOk(StoreFile(*service, "\\docs\\early", "x"));
+    const std::vector<std::string> early{"\\docs\\early"};
+    ExpectOk(service->MarkGone(early, 10));
+    const std::vector<std::string> gone{"\\docs", "\\never"};
+    ExpectOk(service->MarkGone(gone, 20));
+    for (const char* path : {"\\docs", "\\docs\\deep", "\\docs\\deep\\a"}) {
+        EXPECT_EQ(Find(path).goneTime, 20) << path;
+        EXPECT_TRUE((Find(path).flags & kRecordGone) != 0) << path;
+    }
+    EXPECT_EQ(Find("\\docs\\early").goneTime, 10);
+    ExpectContent(*service, "\\docs\\deep\\a", "x");
+    ExpectOk(StoreFile(*service, "\\docs\\deep\\a", "y"));
+    EXPECT_EQ(Find("\\docs\\deep\\a").flags, 0u);
+    EXPECT_EQ(service->MarkGone(gone, 30).sequence, 0) << "it is gone already";
+}
+
 TEST_P(ServiceConformance, CommitIsAllOrNothing) {
     MakeFolder(*service, "\\a");
     FileCommit good;

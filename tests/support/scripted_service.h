@@ -90,6 +90,12 @@ public:
     ServiceResult Describe(const std::string& path, const std::string& description) override {
         return Step("Describe", [&] { return m_real->Describe(path, description); });
     }
+    ServiceResult SetAttributes(std::span<const AttributeCommit> commits) override {
+        return Step("SetAttributes", [&] { return m_real->SetAttributes(commits); });
+    }
+    ServiceResult MarkGone(std::span<const std::string> paths, int64_t when) override {
+        return Step("MarkGone", [&] { return m_real->MarkGone(paths, when); });
+    }
     ServiceResult Delete(std::span<const std::string> paths,
                          const std::function<bool(size_t)>& proceed) override {
         return Step("Delete", [&] { return m_real->Delete(paths, proceed); });
@@ -111,6 +117,9 @@ public:
                                  int64_t modifiedTime) override {
         return Step("RecordProgress",
                     [&] { return m_real->RecordProgress(folder, name, storedBytes, modifiedTime); });
+    }
+    ServiceResult ReadAttributes(int64_t attributes, std::string& bytes) override {
+        return Step("ReadAttributes", [&] { return m_real->ReadAttributes(attributes, bytes); });
     }
     ServiceResult OpenFile(const std::string& path, FileContent& content) override {
         return Step("OpenFile", [&] { return m_real->OpenFile(path, content); });

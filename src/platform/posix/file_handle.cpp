@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include "platform/clock.h"
+#include "platform/posix/attributes_at.h"
 #include "platform/posix/file_status.h"
 #include "platform/posix/native.h"
 
@@ -56,6 +57,14 @@ public:
         }
         status.attributes |= HiddenBit(m_name);
         return true;
+    }
+
+    std::string ReadAttributes() override {
+        std::string bytes = platform::ReadAttributes(m_fd.Get());
+        if (bytes.empty()) {
+            FailWithErrno(errno);
+        }
+        return bytes;
     }
 
     bool SetTimes(int64_t, int64_t accessTime, int64_t writeTime) override {

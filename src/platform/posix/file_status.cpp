@@ -46,6 +46,7 @@ bool ReadStatx(int directory, const char* path, int flags, FileStatus& status) {
     status.size = status.IsRegularFile() ? raw.stx_size : 0;
     status.accessTime = Nanoseconds(raw.stx_atime);
     status.writeTime = Nanoseconds(raw.stx_mtime);
+    status.changeTime = Nanoseconds(raw.stx_ctime);
     const bool hasBirth = (raw.stx_mask & STATX_BTIME) != 0 && raw.stx_btime.tv_sec != 0;
     status.creationTime =
         hasBirth ? Nanoseconds(raw.stx_btime) : std::min(Nanoseconds(raw.stx_ctime), status.writeTime);
@@ -121,6 +122,25 @@ bool CopyAccessRights(TextView from, TextView to) {
         return FailOnPath(errno, source);
     }
     return fchmodat(AT_FDCWD, target.c_str(), status.st_mode & 0777, 0) == 0 || FailOnPath(errno, target);
+}
+
+bool ReadLink(TextView path, std::string& target) {
+    const std::string native = ToNativePath(path);
+    if (native.empty()) {
+        return false;
+    }
+    target.resize(256);
+    while (true) {
+        const ssize_t length = readlink(native.c_str(), target.data(), target.size());
+        if (length < 0) {
+            return FailOnPath(errno, native);
+        }
+        if (static_cast<size_t>(length) < target.size()) {
+            target.resize(static_cast<size_t>(length));
+            return true;
+        }
+        target.resize(target.size() * 2);
+    }
 }
 
 Text LinkTarget(TextView path) {

@@ -50,6 +50,7 @@ private:
         status.creationTime = NanosecondsOf(raw.CreationTime);
         status.accessTime = NanosecondsOf(raw.LastAccessTime);
         status.writeTime = NanosecondsOf(raw.LastWriteTime);
+        status.changeTime = NanosecondsOf(raw.ChangeTime);
         status.fileId = static_cast<uint64_t>(raw.FileId.QuadPart);
         status.volumeId = m_volumeId;
     }

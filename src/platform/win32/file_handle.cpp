@@ -1,3 +1,4 @@
+#include "platform/win32/attributes_of.h"
 #include "platform/win32/native.h"
 
 namespace rampart::platform {
@@ -66,6 +67,14 @@ public:
 
     bool QueryStatus(FileStatus& status) override {
         return ReadStatus(m_file.Get(), status) || FailWithSystemError();
+    }
+
+    std::string ReadAttributes() override {
+        const std::wstring path = ReadText([&](wchar_t* buffer, DWORD size) {
+            return GetFinalPathNameByHandleW(m_file.Get(), buffer, size,
+                                             FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+        });
+        return platform::ReadAttributes(m_file.Get(), path);
     }
 
     bool SetTimes(int64_t creationTime, int64_t accessTime, int64_t writeTime) override {

@@ -1,5 +1,10 @@
 #include "platform/win32/native.h"
 
+// Needs the header above.
+#include <winioctl.h>
+
+#include <cstring>
+
 namespace rampart::platform {
 namespace {
 
@@ -21,6 +26,45 @@ bool ReadStatusFromFolder(const std::wstring& path, FileStatus& status) {
     status.creationTime = NanosecondsOf(found.ftCreationTime);
     status.accessTime = NanosecondsOf(found.ftLastAccessTime);
     status.writeTime = NanosecondsOf(found.ftLastWriteTime);
+    return true;
+}
+
+// The layout of what the system tells of a link, up to its texts.
+struct LinkData {
+    ULONG tag;
+    USHORT length;
+    USHORT reserved;
+    USHORT substituteOffset;
+    USHORT substituteLength;
+    USHORT printOffset;
+    USHORT printLength;
+};
+
+// The text that a symbolic link or a mount point shows. False with the system's last error set.
+bool ReadLinkText(HANDLE file, std::string& target) {
+    constexpr DWORD kMostBytes = 16 * 1024;  // the system's own limit
+    std::string bytes(kMostBytes, '\0');
+    DWORD size = 0;
+    if (DeviceIoControl(file, FSCTL_GET_REPARSE_POINT, nullptr, 0, bytes.data(), kMostBytes, &size,
+                        nullptr) == 0) {
+        return false;
+    }
+    LinkData data{};
+    size_t texts = sizeof(data);
+    if (size < texts) {
+        ::SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
+    std::memcpy(&data, bytes.data(), sizeof(data));
+    texts += data.tag == IO_REPARSE_TAG_SYMLINK ? sizeof(ULONG) : 0;
+    const bool isLink = data.tag == IO_REPARSE_TAG_SYMLINK || data.tag == IO_REPARSE_TAG_MOUNT_POINT;
+    if (!isLink || texts + data.printOffset + data.printLength > size) {
+        ::SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
+    std::wstring text(data.printLength / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), bytes.data() + texts + data.printOffset, text.size() * sizeof(wchar_t));
+    target = ToUtf8(text);
     return true;
 }
 
@@ -66,6 +110,16 @@ bool SetAttributes(TextView path, uint32_t attributes) {
     return wanted == old ||
            SetFileAttributesW(system.c_str(), wanted == 0 ? FILE_ATTRIBUTE_NORMAL : wanted) != 0 ||
            FailWithSystemError();
+}
+
+bool ReadLink(TextView path, std::string& target) {
+    const std::wstring system = SystemPath(path);
+    if (system.empty()) {
+        return false;
+    }
+    const SystemHandle file = OpenPath(system, FILE_READ_ATTRIBUTES, OPEN_EXISTING,
+                                       FILE_FLAG_BACKUP_SEMANTICS, /*followLink=*/false);
+    return file && ReadLinkText(file.Get(), target) ? true : FailWithSystemError();
 }
 
 Text LinkTarget(TextView path) {

@@ -164,6 +164,10 @@ bool ReadStatus(HANDLE file, FileStatus& status) {
     status.creationTime = NanosecondsOf(information.ftCreationTime);
     status.accessTime = NanosecondsOf(information.ftLastAccessTime);
     status.writeTime = NanosecondsOf(information.ftLastWriteTime);
+    FILE_BASIC_INFO basic;
+    if (GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof basic) != 0) {
+        status.changeTime = NanosecondsOf(basic.ChangeTime);
+    }
     status.fileId = static_cast<uint64_t>(information.nFileIndexHigh) << 32 | information.nFileIndexLow;
     status.volumeId = information.dwVolumeSerialNumber;
     return true;

@@ -1,0 +1,19 @@
+// Attributes by descriptor and by name in an open folder.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/attributes.h"
+
+namespace rampart::platform {
+
+// Of an open file or folder. Empty with errno set on a failure.
+std::string ReadAttributes(int fd);
+
+// `name` is one name in the folder `directory`, or any path with AT_FDCWD; a link there is not followed. See
+// ApplyAttributes.
+bool ApplyAttributesAt(int directory, const char* name, std::string_view bytes, const ApplyOptions& options,
+                       std::vector<std::string>& missed);
+
+}  // namespace rampart::platform
