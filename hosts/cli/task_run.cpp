@@ -74,7 +74,7 @@ int ExitCodeOf(Outcome const& outcome, Ledger const& ledger) {
     if (outcome.hadError || outcome.state == TaskStateFailed) {
         return kExitFailed;
     }
-    return ledger.IsEmpty() && outcome.warnings.IsEmpty() ? kExitDone : kExitWarnings;
+    return !ledger.HasErrors() && outcome.warnings.IsEmpty() ? kExitDone : kExitWarnings;
 }
 
 char const* WordFor(int exitCode) {

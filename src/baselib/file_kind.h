@@ -6,11 +6,12 @@
 
 namespace rampart {
 
-// One status call. False if nothing is there or if it is neither a regular file nor a folder; trailing
-// backslashes do not count.
+// One status call. False if nothing is there or if it is neither a file, a symbolic link nor a folder;
+// trailing backslashes do not count. A link is not followed, and counts as a file.
 bool QueryKnownKind(TextView path, platform::FileStatus& status);
 
-// "symbolic link", "named pipe, socket or device"; null for a file or a folder.
+// "named pipe, socket or device", "link to a folder" (where the system takes it for a folder); null for a
+// file, a link or a folder.
 LPCTSTR ReasonToSkip(uint32_t attributes);
 
 // Notes the entry `name` of `folder` with `reason` (see SkippedEntry).

@@ -67,7 +67,10 @@ void RemoveFilesOf(TextView folder, std::vector<Text>& subfolders) {
 
 bool CopyEntry(const DirectoryEntry& entry, TextView from, TextView to,
                std::vector<std::pair<Text, Text>>& folders) {
-    if (const LPCTSTR reason = ReasonToSkip(entry.status.attributes)) {
+    // A copy is for what is read later, and a link leads somewhere else from there.
+    const LPCTSTR reason =
+        entry.status.IsLink() ? _T("symbolic link") : ReasonToSkip(entry.status.attributes);
+    if (reason != nullptr) {
         NoteSkipped(from, entry.name, reason);
         return true;
     }
@@ -88,7 +91,7 @@ uint64_t SizeOfFolder(TextView folder) {
         const Text present = std::move(folders.back());
         folders.pop_back();
         ForEachEntry(present, true, [&](const DirectoryEntry& entry) {
-            if (ReasonToSkip(entry.status.attributes)) {
+            if (entry.status.IsLink() || ReasonToSkip(entry.status.attributes)) {
                 return;
             }
             if (entry.status.IsDirectory()) {

@@ -17,6 +17,8 @@ struct KXFileFind::Impl {
     int present = 0;
     bool hasPresent = false;
     bool hasNext = false;
+    bool isComplete = false;
+    bool hasUnknown = false;  // an entry of which nothing is known but its name
 
     DirectoryEntry& Next() { return entries[1 - present]; }
     const DirectoryEntry* Present() const { return hasPresent ? &entries[present] : nullptr; }
@@ -35,6 +37,7 @@ struct KXFileFind::Impl {
             }
             if (!entry.hasStatus && !entry.status.IsDirectory()) {
                 NoteUnreadable(PathUtilities::Append(folder, CString(TextView(entry.name))));
+                hasUnknown = true;
                 continue;
             }
             hasNext = true;
@@ -42,6 +45,8 @@ struct KXFileFind::Impl {
         }
         if (reader && platform::LastError() != platform::kNoMoreItems) {
             NoteUnreadable(folder);
+        } else if (reader) {
+            isComplete = pattern.empty() && !hasUnknown;
         }
         reader = nullptr;
     }
@@ -149,6 +154,25 @@ int KXFileFind::IsDirectory() const {
 int KXFileFind::IsTemporary() const {
     const DirectoryEntry* entry = m_impl ? m_impl->Present() : nullptr;
     return entry && (entry->status.attributes & platform::kTemporary) != 0 ? 1 : 0;
+}
+
+int KXFileFind::IsLink() const {
+    const DirectoryEntry* entry = m_impl ? m_impl->Present() : nullptr;
+    return entry && entry->status.IsLink() ? 1 : 0;
+}
+
+__int64 KXFileFind::GetExactWriteTime() const {
+    const DirectoryEntry* entry = m_impl ? m_impl->Present() : nullptr;
+    return entry ? entry->status.writeTime : 0;
+}
+
+__int64 KXFileFind::GetChangeTime() const {
+    const DirectoryEntry* entry = m_impl ? m_impl->Present() : nullptr;
+    return entry ? entry->status.changeTime : 0;
+}
+
+bool KXFileFind::IsComplete() const {
+    return m_impl && m_impl->isComplete;
 }
 
 int KXFileFind::IsHidden() const {

@@ -44,8 +44,9 @@ bool QueryKnownKind(TextView path, platform::FileStatus& status) {
 }
 
 LPCTSTR ReasonToSkip(uint32_t attributes) {
-    if ((attributes & platform::kReparsePoint) != 0) {
-        return _T("symbolic link");
+    constexpr uint32_t kFolderLink = platform::kReparsePoint | platform::kDirectory;
+    if ((attributes & kFolderLink) == kFolderLink) {
+        return _T("link to a folder");
     }
     return (attributes & platform::kSpecial) != 0 ? _T("named pipe, socket or device") : nullptr;
 }

@@ -12,6 +12,7 @@
 #include "interfaces/baselib.h"
 #include "interfaces/filterlib.h"
 #include "interfaces/progresslib.h"
+#include "interfaces/record_keeping.h"
 #include "interfaces/snapcopylib.h"
 #include "interfaces/transferlib.h"
 #include "interfaces/vault_admin.h"

@@ -102,6 +102,10 @@ public:
     DWORD m_attributes = 0;
     int m_exists = 0;  // a regular file or a folder is there
     int m_isFolder = 0;
+    int m_isLink = 0;  // a symbolic link; its size is the length of its target
+    // Nanoseconds since 1970 UTC; no change time (0) where the file system has none.
+    __int64 m_exactWriteTime = 0;
+    __int64 m_changeTime = 0;
 };
 
 class VAULTLIB_API KXFile : public CFile {
@@ -168,6 +172,12 @@ public:
     int IsDirectory() const;
     int IsTemporary() const;
     int IsHidden() const;
+    // As the fields of CFileInfo.
+    int IsLink() const;
+    __int64 GetExactWriteTime() const;
+    __int64 GetChangeTime() const;
+    // Whether the last listing came to its end, so that what it did not name is not there.
+    bool IsComplete() const;
 
 private:
     struct Impl;

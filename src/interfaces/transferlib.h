@@ -6,7 +6,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string_view>
 
 #include "framework/framework.h"
 #include "interfaces/progresslib.h"
@@ -57,6 +59,13 @@ struct VAULTLIB_API MyPathInfo {
     CString m_name;
     CString m_description;
     __int64 m_storedTime = 0;  // seconds since 1970 UTC at which the record was made or replaced
+    // See CServerPathList::Facts.
+    bool m_isExact = false;
+    __int64 m_exactModifiedTime = 0;
+    __int64 m_changeTime = 0;
+    bool m_isLink = false;
+    bool m_isDamaged = false;
+    bool m_isGone = false;
 };
 
 // Scoped handle of a record. Assigning a pointer that GetPathInfoEx, FindPath or GetSubList gave takes it
@@ -117,11 +126,25 @@ public:
         bool isFolder = false;
         __int64 size = 0;
         __int64 modifiedTime = 0;  // seconds since 1970 UTC, 0 if unknown
-        CString inexactPath;       // the record's own path where that differs in case, else empty
+        // What only a record made by this program knows: the exact last-write time and the local change time
+        // in nanoseconds since 1970 UTC, and a name for its attributes, equal where they are.
+        bool isExact = false;
+        __int64 exactModifiedTime = 0;
+        __int64 changeTime = 0;
+        __int64 attributes = 0;
+        bool isLink = false;
+        bool isDamaged = false;  // stored bytes are known to be damaged: it is to be sent again
+        bool isGone = false;     // was not found any more by an earlier run
+        CString inexactPath;     // the record's own path where that differs in case, else empty
     };
     // The same without a copy of the record, for callers that judge many files. Costs a hash probe and no
     // allocation for a sibling of the path asked last on this thread.
     int FindFacts(CString const& path, Facts& facts);
+    // The direct entries of a folder that are neither gone nor uploads under way, as they are named there;
+    // false from `visit` ends it. A service code. The mirror is held during the call: `visit` must not call
+    // it.
+    int VisitEntries(CString const& folder,
+                     std::function<bool(std::basic_string_view<TCHAR> name, bool isFolder)> const& visit);
     int IsPathExistEx(CString path, int share, int reserved);
     // Reads one folder from the service again; a service code.
     int RefreshFolder(CString path, int, int);
@@ -138,10 +161,12 @@ public:
     BatchMode(BatchMode const&) = delete;
     BatchMode& operator=(BatchMode const&) = delete;
 
+    // `origin`: the local file of which `local` is a copy, whose attributes the record is to have; empty for
+    // `local` itself.
     // 70: queued. 20: queued in the next batch, and the sealed one must be sent now. 0: too big, send it
     // alone. Other: the file's service code; it is not in the batch.
-    int BatchFileUpload(CString local, CString serverFolder, CString, CString, ProgressCallBack* cb, int,
-                        int firstCall);
+    int BatchFileUpload(CString local, CString serverFolder, CString origin, CString, ProgressCallBack* cb,
+                        int, int firstCall);
     int DoBatch(int, int);  // sends the sealed batch; a service code
     int LeaveMode(int);     // sends what is left and ends the batch; a service code
     int IsBatchWorking() const;
@@ -190,7 +215,8 @@ public:
     static CString PathToFullPath(CString const& path);
 
     // Transfers and edits: service codes. `cb` may be null.
-    static int UploadFile(CString local, CString serverFolder, CString, CString, CString& message,
+    // `origin`: see BatchMode::BatchFileUpload.
+    static int UploadFile(CString local, CString serverFolder, CString origin, CString, CString& message,
                           ProgressCallBack* cb, int, int, int, int, int);
     // The file gets the record's last-write time. An existing local file is replaced only once all is there.
     static int DownloadFile(CString server, CString local, ProgressCallBack* cb, int);

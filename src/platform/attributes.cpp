@@ -26,6 +26,7 @@ enum Tag : uint8_t {
     kCreationTime = 13,
     kSecurityDescriptor = 14,
     kStream = 15,  // as kExtended
+    kMountRootTag = 16,
 };
 
 void AppendLength(std::string& bytes, size_t length) {
@@ -147,6 +148,9 @@ void TakeInto(const Field& field, Attributes& attributes) {
         case kSecurityDescriptor:
             attributes.securityDescriptor = field.bytes;
             break;
+        case kMountRootTag:
+            attributes.isMountRoot = NumberOf(field.bytes) != 0;
+            break;
         case kStream:
             TakePair(field.bytes, attributes.streams);
             break;
@@ -176,6 +180,7 @@ std::string EncodeAttributes(const Attributes& attributes) {
     AppendNumber(bytes, kCreationTime, static_cast<uint64_t>(attributes.creationTime));
     AppendText(bytes, kSecurityDescriptor, attributes.securityDescriptor);
     AppendPairs(bytes, kStream, attributes.streams);
+    AppendNumber(bytes, kMountRootTag, attributes.isMountRoot ? 1 : 0);
     return bytes;
 }
 

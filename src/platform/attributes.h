@@ -39,7 +39,8 @@ struct Attributes {
     // Both. Files with the same two numbers, both above 0, are names of one file.
     uint64_t linkVolume = 0;
     uint64_t linkFile = 0;
-    bool isSparse = false;  // fewer bytes are on the disk than the size says: runs of zeros are holes
+    bool isMountRoot = false;  // a folder in which another file system began
+    bool isSparse = false;     // fewer bytes are on the disk than the size says: runs of zeros are holes
 };
 
 std::string EncodeAttributes(const Attributes& attributes);

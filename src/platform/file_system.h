@@ -17,13 +17,14 @@ enum FileAttribute : uint32_t {
     kHidden = 0x2,
     kDirectory = 0x10,
     kTemporary = 0x100,
-    kReparsePoint = 0x400,  // a symbolic link; never followed by the functions here
-    kSpecial = 0x10000000,  // a socket, a pipe or a device: nothing that can be backed up
+    kReparsePoint = 0x400,    // a symbolic link; never followed by the functions here
+    kMountRoot = 0x20000000,  // a folder in which another file system begins, where the system tells
+    kSpecial = 0x10000000,    // a socket, a pipe or a device: nothing that can be backed up
 };
 
 // Times are nanoseconds since 1970-01-01 00:00 UTC.
 struct FileStatus {
-    uint64_t size = 0;
+    uint64_t size = 0;  // bytes of a file, or of a link's target where the system tells
     int64_t creationTime = 0;
     int64_t accessTime = 0;
     int64_t writeTime = 0;
@@ -32,6 +33,8 @@ struct FileStatus {
     uint64_t fileId = 0;
     uint64_t volumeId = 0;
     bool IsDirectory() const { return (attributes & kDirectory) != 0; }
+    // A link to a folder that the system itself takes for a folder is none of these.
+    bool IsLink() const { return (attributes & (kDirectory | kReparsePoint)) == kReparsePoint; }
     bool IsRegularFile() const { return (attributes & (kDirectory | kReparsePoint | kSpecial)) == 0; }
 };
 

@@ -21,6 +21,10 @@ namespace {
 constexpr uint32_t kJoinWorkersMs = 2;
 constexpr uint32_t kJoinCopyMs = 1;
 
+}  // namespace
+
+namespace rampart {
+
 // One run of a task and what its stages share. A stage that answers false ends the run.
 class FullRun {
 public:
@@ -38,6 +42,7 @@ private:
     bool EnterFiles();
     bool MakeTargetFolder();
     void Upload();
+    void SendRecordChanges();
     void UploadInSequence();
     void UploadThroughCache();
     void JoinCopyThread();
@@ -49,6 +54,7 @@ private:
     CString m_topFolder;
     __int64 m_need = 0;
     __int64 m_total = 0;
+    __int64 m_scanTime = 0;  // nanoseconds since 1970 UTC
 };
 
 bool FullRun::Begin() {
@@ -99,6 +105,18 @@ void FullRun::Stages() {
     m_task.CheckAccountSpace(m_need, ignored);
     if (EnterFiles() && MakeTargetFolder()) {
         Upload();
+        SendRecordChanges();
+    }
+}
+
+void FullRun::SendRecordChanges() {
+    CString message;
+    if (m_result == rampart::kConnectionFailed || m_result == rampart::kSessionLost) {
+        return;  // told already; the next run finds the same
+    }
+    if (int const code = m_task.m_recordChanges.Send(m_scanTime, message)) {
+        rampart::DebugFormat(_T("BackupThread-- record changes: %d"), code);
+        rampart::FailRun(&m_task, DictionaryText(_T("RecordChangesError")) + message);
     }
 }
 
@@ -126,6 +144,7 @@ bool FullRun::Connect() {
 
 bool FullRun::Scan() {
     DebugLine(_T("BackupThread-- start scan local paths"));
+    m_scanTime = rampart::platform::CurrentClock().NowNanoseconds();
     if (!m_task.CalculateBackupFilesSize(m_need, m_total, m_list, m_result)) {
         return false;
     }
@@ -227,11 +246,11 @@ void FullRun::JoinCopyThread() {
     }
 }
 
-}  // namespace
+}  // namespace rampart
 
 unsigned int BackupThread(void* data) {
     auto& task = *static_cast<CBackupTask*>(data);
-    FullRun run(task);
+    rampart::FullRun run(task);
     if (!rampart::Guarded(_T("Error: BackupThread"), true, [&] { return run.Begin(); })) {
         return 0;
     }

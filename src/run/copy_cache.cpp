@@ -235,6 +235,10 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         NoteSkippedEntry({path, rampart::DictionaryText(_T("SourceVanished")), true});
         return bound;
     }
+    if (CFileInfo(path).m_isLink != 0) {
+        task.AddPathToUploadCachePathList(path, 1);  // its target is read in place
+        return bound;
+    }
     CString cacheFile = CacheFileOf(task, path, CacheRoot());
     task.m_copyingFilePath = path;
     if (!IsSameFileLocal(path, cacheFile)) {

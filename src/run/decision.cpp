@@ -109,11 +109,22 @@ struct FileTry {
 };
 
 bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const& serverFolder) {
+    bool const isOther = info.m_size + rampart::OverheadOf(serverFolder) != record.m_size ||
+                         record.m_isLink != (info.m_isLink != 0) || record.m_isGone || record.m_isDamaged;
+    if (isOther || record.m_isExact) {
+        return !isOther && record.m_exactModifiedTime == info.m_exactWriteTime &&
+               record.m_changeTime == info.m_changeTime;
+    }
     // The creation stamp on purpose; the scan compares the other one. Both go against the local last-write
     // time.
     __int64 const serverTime = rampart::RecordSeconds(record.m_createdTime);
-    return rampart::TimesAgree(serverTime, info.m_lastWriteTime.GetTime(), rampart::IgnoreTimeSpan()) &&
-           info.m_size + rampart::OverheadOf(serverFolder) == record.m_size;
+    return rampart::TimesAgree(serverTime, info.m_lastWriteTime.GetTime(), rampart::IgnoreTimeSpan());
+}
+
+// Whether only the stored bytes are at fault: what is sent again is no other version.
+bool IsSentAgain(MyPathInfo const& record, CFileInfo const& info) {
+    return record.m_isDamaged && !record.m_isGone && record.m_isExact && record.m_size == info.m_size &&
+           record.m_exactModifiedTime == info.m_exactWriteTime;
 }
 
 // Tells the display that a file needs no transfer. False when the user cancelled.
@@ -144,6 +155,10 @@ static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     CPathManage::GetTempPathW(relative, folder, 0);
     KXFolder::RCreateDirectory(folder);
     file.cachePath = folder + _T("\\") + file.name;
+    if (CFileInfo(file.path).m_isLink != 0) {
+        file.cachePath = file.path;
+        return rampart::kOk;
+    }
     if (IsSameFileLocal(file.path, file.cachePath)) {
         rampart::DebugFormat(_T("Task-BackupFile: same cache file: %s"), file.path);
         return rampart::kOk;
@@ -190,12 +205,13 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
     }
     if (ApiUtil::GetSupportMultipleThreadTransfer() &&
         KXFile::GetFileLength(file.path) < ApiUtil::GetLimitThreadPoolSize()) {
-        rampart::StartUploadWorker(task, file.cachePath, file.serverFolder, hasBatch ? file.path : CString());
+        rampart::StartUploadWorker(task, file.cachePath, file.serverFolder, file.path,
+                                   hasBatch ? file.path : CString());
         return rampart::kOnWorker;
     }
     CString message;
-    int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, _T(""), _T(""), message, progress,
-                                         0, 1, 1, 0, 0);
+    int const code = ApiUtil::UploadFile(file.cachePath, file.serverFolder, file.path, _T(""), message,
+                                         progress, 0, 1, 1, 0, 0);
     rampart::DebugFormat(_T("Upload: \"%s\", %d"), file.path, code);
     if (code == rampart::kOk) {
         ++task.m_reportUploadedCount;
@@ -218,7 +234,7 @@ static BatchMode* BatchOf(CBackupTask const& task) {
 }
 
 static int OfferToBatch(CBackupTask& task, BatchMode& batch, FileTry const& file) {
-    return batch.BatchFileUpload(file.cachePath, file.serverFolder, _T(""), _T(""), task.m_pTaskPrg, 1,
+    return batch.BatchFileUpload(file.cachePath, file.serverFolder, file.path, _T(""), task.m_pTaskPrg, 1,
                                  task.m_batchFirstCall);
 }
 
@@ -284,7 +300,7 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
                 return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
             }
             DebugLine(_T("Backup: check history-") + record->m_path);
-            if (!rampart::IsVersionKept(*this, **record)) {
+            if (!IsSentAgain(**record, info) && !rampart::IsVersionKept(*this, **record)) {
                 RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
             }
             DebugLine(_T("Backup: finish check history-") + record->m_path);

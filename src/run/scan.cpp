@@ -33,14 +33,21 @@ LocalFile FileOf(CString const& path) {
     file.exists = info.m_exists != 0;
     file.temporary = FileIsTemporary(path) != 0;
     file.size = info.m_size;
+    file.isLink = info.m_isLink != 0;
     file.writeTime = info.m_lastWriteTime.GetTime();
+    file.exactWriteTime = info.m_exactWriteTime;
+    file.changeTime = info.m_changeTime;
     return file;
 }
 
 // Of a source that is there, but neither file nor folder; empty for any other.
 CString KindNotStored(CString const& path) {
     rampart::platform::FileStatus status;
-    return rampart::platform::QueryStatus(path, status) ? rampart::ReasonToSkip(status.attributes) : nullptr;
+    if (!rampart::platform::QueryStatus(path, status)) {
+        return CString();
+    }
+    // A source is named for what lies there; a link in its place would store a name of it.
+    return status.IsLink() ? _T("symbolic link") : rampart::ReasonToSkip(status.attributes);
 }
 
 }  // namespace
@@ -48,6 +55,7 @@ CString KindNotStored(CString const& path) {
 int CBackupTask::CalculateBackupFilesSize(__int64& need, __int64& total, CStringList& list, __int64& result) {
     try {
         InitEventLog();
+        m_recordChanges = {};
         m_scanTotalFileCount = 0;
         m_scanNeedBackupFileCount = 0;
         m_addedFileCount = 0;
@@ -109,7 +117,7 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
             NoteSkippedEntry({path, reason, true});
             RetryConnectNetworkPath(error, path);
         }
-        bool const isFile = !isTree && KXFile::FileExists(path);
+        bool const isFile = !isTree && KXFile::FileExists(path) && CFileInfo(path).m_isLink == 0;
         if (!isTree && rampart::IsThumbsFile(name)) {
             return 0;
         }
@@ -124,7 +132,7 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
             serverFolder = GetTargetSvrFolder(path, 0);
         }
         bool const include = rampart::IsIncludeMode(m_filterType);
-        ScanRequest const request{list, total, remote, IsEmailBackup() != 0, m_taskName};
+        ScanRequest const request{list, total, remote, IsEmailBackup() != 0, m_taskName, &m_recordChanges};
         ScanFilter const filter(m_filterType, &m_filterExList, &m_filtedPathList, include);
         SourceScan scan(request, filter);
         if (CPathManage::IsInVault(path)) {

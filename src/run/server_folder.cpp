@@ -3,7 +3,9 @@
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
+#include "interfaces/record_keeping.h"
 #include "paths/global_function.h"
+#include "platform/clock.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/server_match.h"
@@ -36,8 +38,12 @@ int MakeWay(CString const& serverPath, CString const& localPath, bool forFolder)
     }
     DebugLine(_T("Task: makes way-") + path + _T(" to ") + name);
     CString message;
-    return forFolder ? ApiUtil::EditFile(path, name, _T(""), _T(""), message)
-                     : static_cast<int>(ApiUtil::EditFolder(path, name, _T(""), _T("")));
+    int const code = forFolder ? ApiUtil::EditFile(path, name, _T(""), _T(""), message)
+                               : static_cast<int>(ApiUtil::EditFolder(path, name, _T(""), _T("")));
+    // What made way is not there any more.
+    return code != kOk ? code
+                       : RecordKeeping::MarkGone({PathUtilities::Append(folder, name)},
+                                                 platform::CurrentClock().NowNanoseconds(), message);
 }
 
 bool EnsureServerFolder(CString const& serverFolder, CString const& localFolder) {

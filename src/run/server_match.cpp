@@ -55,7 +55,11 @@ bool FindServerFile(CString const& serverPath, CString const& localPath, CServer
 
 bool FindServerFolder(CString const& serverPath, CString const& localPath) {
     CServerPathList::Facts folder;
-    return FindFacts(serverPath, localPath, folder) && folder.isFolder;
+    return FindServerFolder(serverPath, localPath, folder);
+}
+
+bool FindServerFolder(CString const& serverPath, CString const& localPath, CServerPathList::Facts& folder) {
+    return FindFacts(serverPath, localPath, folder) && folder.isFolder && !folder.isGone;
 }
 
 int FindServerRecord(CString const& serverPath, CString const& localPath, CAutoMyPathInfo& record) {

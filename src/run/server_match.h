@@ -10,7 +10,9 @@ namespace rampart {
 // False if no record of a file stands for `localPath`, which is to be stored at `serverPath`, and when that
 // cannot be told.
 bool FindServerFile(CString const& serverPath, CString const& localPath, CServerPathList::Facts& file);
+// A folder that is gone is none.
 bool FindServerFolder(CString const& serverPath, CString const& localPath);
+bool FindServerFolder(CString const& serverPath, CString const& localPath, CServerPathList::Facts& folder);
 
 // The whole record of a file or folder, or null where none stands for `localPath`; a service code when that
 // cannot be told, otherwise 0.

@@ -4,7 +4,9 @@
 #include "interfaces/transferlib.h"
 #include "link/manage_multiple_running_task.h"
 #include "platform/clock.h"
+#include "platform/file_system.h"
 #include "progress/task_prg.h"
+#include "run/entries_gone.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/server_match.h"
@@ -38,7 +40,10 @@ LocalFile FileOf(KXFileFind const& find) {
     file.exists = true;
     file.temporary = find.IsTemporary() != 0;
     file.size = find.GetLength();
+    file.isLink = find.IsLink() != 0;
     file.writeTime = find.GetLastWriteTime().GetTime();
+    file.exactWriteTime = find.GetExactWriteTime();
+    file.changeTime = find.GetChangeTime();
     return file;
 }
 
@@ -80,6 +85,7 @@ bool SourceScan::WaitWhilePaused() const {
 
 __int64 SourceScan::WalkFolder(CString const& folder, CString const& serverFolder, bool useFolderFilter) {
     m_overhead = OverheadOf(serverFolder);
+    m_source = WithoutTrailingBackslash(folder);
     if (CBackupTask* const task = Task()) {
         task->m_scanTotalFileCount = 0;
     }
@@ -116,36 +122,48 @@ void SourceScan::ScanFolder(CString const& path, CString const& serverPath, bool
         if (useFolderFilter && !m_filter.IsInclude() && m_filter.DropsFolder(path)) {
             return;
         }
-        bool const isNew = IsFolderNew(path, serverPath, useFolderFilter);
+        CServerPathList::Facts record;
+        bool const isNew = IsFolderNew(path, serverPath, useFolderFilter, record);
         if (isNew) {
             m_request.list.AddTail(path);
         }
         block = isNew && m_filter.IsInclude() ? _T("-03") : _T("-02");
-        ScanEntries(path, serverPath, isNew, sum);
+        std::vector<CString> names;
+        bool const isComplete = ScanEntries(path, serverPath, isNew, sum, names);
+        if (m_request.changes != nullptr && !m_request.isEmail) {
+            NoteFolder(path, serverPath, record, names, isComplete);
+        }
     } catch (...) {
         LogUnexpected(_T("Unexpected error: ") + name + block);
         NoteSkippedEntry({path, DictionaryText(_T("UnknownErrorOccuredError")), true});
     }
 }
 
-bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const {
+bool SourceScan::IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter,
+                             CServerPathList::Facts& record) const {
+    bool const isMissing = !FindServerFolder(serverFolder, folder, record);
+    if (isMissing) {
+        record = {};
+    }
     // In include mode only a folder that the list names is taken as a whole; any other is walked file by
     // file.
     if (m_filter.IsInclude() && (!useFolderFilter || m_filter.DropsFolder(folder))) {
         return false;
     }
-    return !FindServerFolder(serverFolder, folder);
+    return isMissing;
 }
 
-void SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum) {
+bool SourceScan::ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum,
+                             std::vector<CString>& names) {
     KXFileFind find;
     int more = find.FindFile(ApiUtil::PathToFullPath(folder) + _T("\\*.*"));
     while (more != 0 && !IsEnding() && WaitWhilePaused()) {
         more = find.FindNextFileW();
+        CString const name = find.GetFileName();
+        names.push_back(name);
         if (find.IsDots() || (find.IsTemporary() && !AllowTemporaryFiles())) {
             continue;
         }
-        CString const name = find.GetFileName();
         CString const path = PathUtilities::Append(folder, name);
         if (m_filter.IsInclude()) {
             DebugLine(_T("IncludeGetFolderNeedBackup scan: ") + path);
@@ -156,6 +174,34 @@ void SourceScan::ScanEntries(CString const& folder, CString const& serverFolder,
         } else {
             sum += ScanFile(path, name, folder, serverFolder, FileOf(find), isNew);
         }
+    }
+    return more == 0 && find.IsComplete();
+}
+
+void SourceScan::NoteFolder(CString const& folder, CString const& serverFolder,
+                            CServerPathList::Facts const& record, std::vector<CString>& names,
+                            bool isComplete) {
+    CFileInfo const info(folder);
+    bool const isMounted = (info.m_attributes & platform::kMountRoot) != 0;
+    if (record.isFolder && isComplete) {
+        std::vector<CString> const gone = EntriesGone(serverFolder, folder, names);
+        // Nothing at all in a source's place proves nothing, nor does what lies below a file system that is
+        // not mounted.
+        bool const isAway = !gone.empty() && !isMounted && RecordKeeping::WasMountRoot(record.attributes);
+        if (isAway) {
+            NoteSkippedEntry({folder, DictionaryText(_T("FileSystemAway")), true});
+        }
+        if (isAway || (names.empty() && folder.CompareNoCase(m_source) == 0)) {
+            return;
+        }
+        for (CString const& path : gone) {
+            m_request.changes->AddGone(path);
+        }
+    }
+    bool const isKnown = record.isExact && record.exactModifiedTime == info.m_exactWriteTime &&
+                         record.changeTime == info.m_changeTime;
+    if (info.m_exists != 0 && !isKnown) {
+        m_request.changes->AddAttributes(folder, serverFolder, info.m_exactWriteTime, info.m_changeTime);
     }
 }
 
@@ -208,10 +254,8 @@ __int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, Lo
     }
     __int64 const size = file.size + OverheadOf(serverPath);
     CBackupTask* const task = Task();
-    if (!m_request.isEmail && !force) {
-        if (TimesAgree(record.modifiedTime, file.writeTime, kScanTimeSpan) && size == record.size) {
-            return 0;
-        }
+    if (!m_request.isEmail && !force && size == record.size && !HasChanged(path, serverPath, file, record)) {
+        return 0;
     }
     if (task != nullptr) {
         ++task->m_scanNeedBackupFileCount;
@@ -225,6 +269,31 @@ __int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, Lo
     __int64 const growth = std::max<__int64>(0, size);
     m_request.total += growth;
     return growth;
+}
+
+bool SourceScan::HasChanged(CString const& path, CString const& serverPath, LocalFile const& file,
+                            CServerPathList::Facts const& record) {
+    if (record.isDamaged || record.isGone || record.isLink != file.isLink) {
+        return true;
+    }
+    if (!record.isExact) {
+        // It knows no more than size and seconds.
+        if (!TimesAgree(record.modifiedTime, file.writeTime, kScanTimeSpan)) {
+            return true;
+        }
+    } else if (record.exactModifiedTime != file.exactWriteTime) {
+        return true;
+    } else if (record.changeTime == file.changeTime) {
+        return false;
+    } else if (!RecordKeeping::HoldsContent(serverPath, path, [this] { return !IsEnding(); })) {
+        // Somebody wrote and put the time back. What only got other rights or another name holds what it
+        // held.
+        return true;
+    }
+    if (m_request.changes != nullptr) {
+        m_request.changes->AddAttributes(path, serverPath, file.exactWriteTime, file.changeTime);
+    }
+    return false;
 }
 
 __int64 SourceScan::JudgeNewFile(CString const& path, CString const& serverPath, LocalFile const& file) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "framework/framework.h"
+#include "interfaces/transferlib.h"
+#include "run/record_changes.h"
 #include "run/scan_filter.h"
 
 class CBackupTask;
@@ -15,6 +17,7 @@ struct ScanRequest {
     __int64& remote;    // the task's size on the server, lowered by partial uploads found
     bool isEmail = false;
     CString taskName;
+    RecordChanges* changes = nullptr;  // receives what content does not say; null: nobody asks
 };
 
 // What the local file system says of a file.
@@ -22,7 +25,11 @@ struct LocalFile {
     bool exists = false;
     bool temporary = false;
     __int64 size = 0;
+    bool isLink = false;
     __int64 writeTime = 0;  // seconds since 1970 UTC
+    // Nanoseconds; a change time of 0 where there is none.
+    __int64 exactWriteTime = 0;
+    __int64 changeTime = 0;
 };
 
 class SourceScan {
@@ -37,11 +44,18 @@ public:
 private:
     bool IsEnding() const;
     bool WaitWhilePaused() const;  // false on log-off or stop
-    bool IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter) const;
+    bool IsFolderNew(CString const& folder, CString const& serverFolder, bool useFolderFilter,
+                     CServerPathList::Facts& record) const;
     void ScanFolder(CString const& path, CString const& serverPath, bool useFolderFilter, __int64& sum);
-    void ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum);
+    // True when the listing came to its end; `names` receives all that it named.
+    bool ScanEntries(CString const& folder, CString const& serverFolder, bool isNew, __int64& sum,
+                     std::vector<CString>& names);
     __int64 ScanFile(CString const& path, CString const& name, CString const& folder,
                      CString const& serverFolder, LocalFile const& file, bool isNew);
+    bool HasChanged(CString const& path, CString const& serverPath, LocalFile const& file,
+                    CServerPathList::Facts const& record);
+    void NoteFolder(CString const& folder, CString const& serverFolder, CServerPathList::Facts const& record,
+                    std::vector<CString>& names, bool isComplete);
     __int64 TakeNewFile(CString const& path, LocalFile const& file);
     __int64 JudgeNewFile(CString const& path, CString const& serverPath, LocalFile const& file);
     void ReportProgress(CString const& folder) const;
@@ -51,6 +65,7 @@ private:
     ScanFilter const& m_filter;
     int m_reportStep;
     __int64 m_overhead = 0;
+    CString m_source;  // whose tree is walked
     CStringList m_folders{500};
     CStringList m_serverFolders{500};
 };

@@ -15,10 +15,11 @@
 namespace rampart {
 
 void StartUploadWorker(CBackupTask& task, CString const& cachePath, CString const& serverFolder,
-                       CString const& sourcePath) {
+                       CString const& origin, CString const& sourcePath) {
     auto data = std::make_unique<UploadProcData>();
     data->m_cachePath = cachePath;
     data->m_serverFolder = serverFolder;
+    data->m_origin = origin;
     data->m_sourcePath = sourcePath;
     data->m_pTask = &task;
     task.AddRunningUploadCount();
@@ -33,8 +34,8 @@ namespace {
 void SendOneFile(UploadProcData& data) {
     CTaskPrgClass* const progress = data.m_pTask->m_pTaskPrg;
     CString message;
-    int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, _T(""), _T(""), message,
-                                         progress, 0, 1, 1, 0, 0);
+    int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, data.m_origin, _T(""),
+                                         message, progress, 0, 1, 1, 0, 0);
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
     if (code != kOk && code != kCancelled) {
         CString const path = data.m_sourcePath.IsEmpty() ? data.m_cachePath : data.m_sourcePath;

@@ -12,6 +12,7 @@ public:
 
     CString m_cachePath;  // file to read
     CString m_serverFolder;
+    CString m_origin;      // of which it is a copy
     CString m_sourcePath;  // what the progress object is told at the end; set only when a batch is open
     int32_t m_isBatchJob = 0;
     CStringList m_batchFileList{10};
@@ -26,6 +27,6 @@ namespace rampart {
 // Counts the worker in before it starts; a thread that cannot be made is the file's failure, sent on the
 // spot.
 void StartUploadWorker(CBackupTask& task, CString const& cachePath, CString const& serverFolder,
-                       CString const& sourcePath);
+                       CString const& origin, CString const& sourcePath);
 
 }  // namespace rampart

@@ -94,7 +94,8 @@ int64_t SqliteCatalog::SetAttributes(std::span<const AttributeCommit> commits) {
         SqliteAttributes attributes(connection);
         TouchedFolders touched(tree);
         SqliteStatement update = connection.Prepare(
-            "UPDATE record SET touched=?1, attribute=?2, modified=CASE kind WHEN 1 THEN ?3 ELSE modified END"
+            "UPDATE record SET touched=?1, attribute=?2, modified=CASE kind WHEN 1 THEN ?3 ELSE modified END,"
+            " created=CASE kind WHEN 1 THEN ?3 ELSE created END"
             " WHERE parent=?4 AND name=?5");
         for (const AttributeCommit& commit : commits) {
             const std::optional<int64_t> parent = tree.FindExactFolder(commit.folder);

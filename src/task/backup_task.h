@@ -11,9 +11,14 @@
 #include "framework/framework.h"
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
+#include "run/record_changes.h"
 #include "task/task_types.h"
 
 class CTaskPrgClass;
+
+namespace rampart {
+class FullRun;
+}
 
 class VAULTLIB_API CBackupTask {
 public:
@@ -292,6 +297,7 @@ protected:
     void BackupDrive(CString& path, CString const& serverFolder);
 
 private:
+    friend class rampart::FullRun;
     CCriticalSection m_reportLock;  // guards m_runErrorText, the three mail lists, and the two of the run
     CStringList m_errorsOfRun{10};
     CStringList m_warningsOfRun{10};
@@ -313,6 +319,7 @@ private:
     void WaitForThreads();
 
     rampart::Word<HANDLE> m_runThread = nullptr;
+    rampart::RecordChanges m_recordChanges;  // of the present run, its thread's own
     bool IsDatingShifted() const;
     void TakeSettings(CBackupTask& other);
     void TakeDating(CBackupTask const& other);

@@ -9,10 +9,10 @@
 
 using namespace rampart;
 
-int ApiUtil::UploadFile(CString local, CString serverFolder, CString, CString, CString& message,
+int ApiUtil::UploadFile(CString local, CString serverFolder, CString origin, CString, CString& message,
                         ProgressCallBack* cb, int, int, int, int, int) {
     return WithService(_T("Error: UploadFile"), &message, [&](ServiceConnection& connection) {
-        return FileUpload(connection, PathToFullPath(local), serverFolder, cb).Run();
+        return FileUpload(connection, PathToFullPath(local), origin, serverFolder, cb).Run();
     });
 }
 

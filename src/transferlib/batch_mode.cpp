@@ -19,7 +19,7 @@ constexpr size_t kMostGroupFiles = 16;
 ServiceResult ReadBatchFile(ServiceConnection& connection, const CString& serverFolder, BatchFile& file,
                             bool& isTooBig) {
     const int64_t limit = std::min<int64_t>(connection.Limits().batchBytes, kMostBatchBytes);
-    UploadSource source(ApiUtil::PathToFullPath(file.localPath));
+    UploadSource source(ApiUtil::PathToFullPath(file.localPath), file.origin);
     if (const int code = ReadWholeSource(source, file.content, limit)) {
         return {code, source.Message()};
     }
@@ -135,13 +135,14 @@ BatchMode::BatchMode(int) : m_impl(std::make_unique<Impl>()) {}
 
 BatchMode::~BatchMode() = default;
 
-int BatchMode::BatchFileUpload(CString local, CString serverFolder, CString, CString, ProgressCallBack* cb,
-                               int, int) {
+int BatchMode::BatchFileUpload(CString local, CString serverFolder, CString origin, CString,
+                               ProgressCallBack* cb, int, int) {
     if (m_impl->cancelled) {
         return kCancelled;
     }
     auto file = std::make_shared<BatchFile>();
     file->localPath = local;
+    file->origin = origin;
     file->callback = cb;
     bool isTooBig = false;
     const int code = WithService(_T("Error: BatchFileUpload"), nullptr, [&](ServiceConnection& connection) {

@@ -21,6 +21,7 @@ namespace rampart {
 // One file of a batch, in memory.
 struct BatchFile {
     CString localPath;
+    CString origin;  // of which it is a copy; empty for none
     ProgressCallBack* callback = nullptr;
     FileCommit commit;
     std::string content;

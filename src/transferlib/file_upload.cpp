@@ -22,6 +22,8 @@ FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source)
     commit.size = source.Size();
     commit.modifiedTime = source.WriteTime();
     commit.createdTime = source.WriteTime();
+    commit.flags = source.IsLink() ? uint32_t{kRecordLink} : 0;
+    source.ReadAttributes(commit.attributes, commit.changeTime);
     return commit;
 }
 
@@ -35,10 +37,10 @@ ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string&
     return {};
 }
 
-FileUpload::FileUpload(ServiceConnection& connection, CString localPath, CString serverFolder,
+FileUpload::FileUpload(ServiceConnection& connection, CString localPath, CString origin, CString serverFolder,
                        ProgressCallBack* callback)
     : m_connection(connection),
-      m_source(std::move(localPath)),
+      m_source(std::move(localPath), std::move(origin)),
       m_transfer(callback),
       m_serverFolder(std::move(serverFolder)) {}
 

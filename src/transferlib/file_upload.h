@@ -24,7 +24,7 @@ ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string&
 // Reads, cuts, names and sends a file. A file that changes under the read is read again.
 class FileUpload {
 public:
-    FileUpload(ServiceConnection& connection, CString localPath, CString serverFolder,
+    FileUpload(ServiceConnection& connection, CString localPath, CString origin, CString serverFolder,
                ProgressCallBack* callback);
 
     ServiceResult Run();

@@ -235,6 +235,29 @@ void MirrorFolder::Put(const StoredRecord& record) {
     }
 }
 
+void MirrorFolder::SetAttributes(uint32_t index, const StoredRecord& record) {
+    Entry& entry = m_entries[index];
+    entry.changeTime = record.changeTime;
+    entry.attributes = record.attributes;
+    if (IsFolder(index)) {
+        StoredRecord known;
+        Read(index, known);
+        entry.modifiedTime = known.modifiedTime = known.createdTime = record.modifiedTime;
+        SetRare(index, known);
+    }
+}
+
+void MirrorFolder::SetGone(uint32_t index, int64_t when) {
+    if ((m_entries[index].flags & kRecordGone) != 0) {
+        return;
+    }
+    StoredRecord known;
+    Read(index, known);
+    known.goneTime = when;
+    m_entries[index].flags |= kRecordGone;
+    SetRare(index, known);
+}
+
 void MirrorFolder::MoveEntry(uint32_t from, uint32_t to) {
     if (!m_slots.empty()) {
         m_slots[SlotOf(from)] = to + 1;

@@ -48,6 +48,10 @@ public:
     void Reserve(size_t count);
     // Makes or replaces the entry of exactly that name. A folder keeps its child if the id is the same.
     void Put(const StoredRecord& record);
+    // Change time and attributes, and of a folder the last-write time, are those of `record`.
+    void SetAttributes(uint32_t entry, const StoredRecord& record);
+    // What is gone already keeps its moment.
+    void SetGone(uint32_t entry, int64_t when);
     void Remove(uint32_t entry);
     // No entry of the new name may exist.
     void Rename(uint32_t entry, TextView newName);

@@ -50,6 +50,12 @@ std::unique_ptr<MyPathInfo> MakePathInfo(const MirrorRecord& found) {
     info->m_name = CString::FromUtf8(record.name);
     info->m_description = CString::FromUtf8(record.description);
     info->m_storedTime = SecondsOf(record.storedTime);
+    info->m_isExact = record.changeTime != kNoTime;
+    info->m_exactModifiedTime = record.modifiedTime;
+    info->m_changeTime = record.changeTime;
+    info->m_isLink = (record.flags & kRecordLink) != 0;
+    info->m_isDamaged = (record.flags & kRecordDamaged) != 0;
+    info->m_isGone = (record.flags & kRecordGone) != 0;
     return info;
 }
 

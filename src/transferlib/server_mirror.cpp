@@ -305,6 +305,20 @@ int ServerMirror::ListFolder(TextView path, std::vector<MirrorRecord>& records) 
     });
 }
 
+int ServerMirror::VisitEntries(TextView path,
+                               const std::function<bool(const MirrorFolder& folder, uint32_t entry)>& visit) {
+    CheckNowAndThen();
+    return Resolve(path, true, [&](const Walk& walk) -> MirrorFolder* {
+        MirrorFolder* const folder = walk.Target();
+        if (folder->NeedsLoad()) {
+            return folder;
+        }
+        for (uint32_t entry = 0; entry < folder->Count() && visit(*folder, entry); ++entry) {
+        }
+        return nullptr;
+    });
+}
+
 // ---- Reading from the service ----
 
 int ServerMirror::Load(const Text& path) {
@@ -586,6 +600,10 @@ void ServerMirror::ChangeEntry(MirrorFolder& folder, int64_t sequence, const Mir
         folder.Read(entry, record);
         record.description = change.text;
         folder.Put(record);
+    } else if (change.kind == MirrorChange::kAttributes) {
+        folder.SetAttributes(entry, change.record);
+    } else if (change.kind == MirrorChange::kGone) {
+        MarkGone(folder, entry, change.record.goneTime);
     } else if (change.kind == MirrorChange::kRename) {
         const Text newName = platform::FromUtf8(change.text);
         if (folder.FindExact(newName) != MirrorFolder::kNoEntry) {
@@ -595,6 +613,14 @@ void ServerMirror::ChangeEntry(MirrorFolder& folder, int64_t sequence, const Mir
         }
         folder.Rename(entry, newName);
         NewGeneration();
+    }
+}
+
+void ServerMirror::MarkGone(MirrorFolder& folder, uint32_t entry, int64_t when) {
+    folder.SetGone(entry, when);
+    MirrorFolder* const child = folder.Child(entry);
+    for (uint32_t below = 0; child != nullptr && below < child->Count(); ++below) {
+        MarkGone(*child, below, when);
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -30,11 +31,11 @@ struct MirrorRecord {
 
 // One change of the tree that this process made. `folder` is its folder's own path in UTF-8.
 struct MirrorChange {
-    enum Kind { kPut, kRemove, kRemovePartial, kRename, kDescribe };
+    enum Kind { kPut, kRemove, kRemovePartial, kRename, kDescribe, kAttributes, kGone };
     Kind kind = kPut;
     std::string folder;
     std::string name;
-    StoredRecord record = {};  // of kPut
+    StoredRecord record = {};  // of kPut; of kAttributes and kGone what they set
     std::string text = {};     // the new name or the description
 };
 
@@ -65,6 +66,10 @@ public:
     std::string OwnFolderPath(TextView path);
     // Direct entries in name order.
     int ListFolder(TextView path, std::vector<MirrorRecord>& records);
+
+    // The direct entries of a folder in no order, under the lock; false from `visit` ends it.
+    int VisitEntries(TextView path,
+                     const std::function<bool(const MirrorFolder& folder, uint32_t entry)>& visit);
 
     // Reads one folder again.
     int RefreshFolder(TextView path);
@@ -114,6 +119,7 @@ private:
     void ApplyChange(int64_t sequence, const MirrorChange& change);
     void PutEntry(MirrorFolder& folder, int64_t sequence, const StoredRecord& record);
     void RemoveEntry(MirrorFolder& folder, uint32_t entry);
+    static void MarkGone(MirrorFolder& folder, uint32_t entry, int64_t when);
     void ChangeEntry(MirrorFolder& folder, int64_t sequence, const MirrorChange& change);
     bool IsLatest(int64_t sequence) const;
     void NoteOwnSequence(int64_t sequence);

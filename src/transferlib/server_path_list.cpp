@@ -44,6 +44,10 @@ int LookUpRecord(const CString& path, MirrorRecord& found) {
     return LookUp([&](ServerMirror& mirror) { return mirror.FindRecord(path, true, found); });
 }
 
+bool IsPresent(const MirrorFolder& folder, uint32_t entry) {
+    return (folder.RecordFlags(entry) & (kRecordGone | kRecordPartial)) == 0;
+}
+
 // All below a folder, parents first, as of one moment.
 int ListWholeTree(ServiceConnection& connection, const CString& path,
                   const std::function<void(MirrorRecord&)>& take) {
@@ -87,7 +91,24 @@ int CServerPathList::FindFacts(CString const& path, Facts& facts) {
     facts.isFolder = found.isFolder;
     facts.size = found.size;
     facts.modifiedTime = SecondsOf(found.modifiedTime);
+    facts.isExact = found.changeTime != kNoTime;
+    facts.exactModifiedTime = found.modifiedTime;
+    facts.changeTime = found.changeTime;
+    facts.attributes = found.attributes;
+    facts.isLink = (found.flags & kRecordLink) != 0;
+    facts.isDamaged = (found.flags & kRecordDamaged) != 0;
+    facts.isGone = (found.flags & kRecordGone) != 0;
     return code;
+}
+
+int CServerPathList::VisitEntries(
+    CString const& folder,
+    std::function<bool(std::basic_string_view<TCHAR> name, bool isFolder)> const& visit) {
+    return LookUp([&](ServerMirror& mirror) {
+        return mirror.VisitEntries(folder, [&](const MirrorFolder& entries, uint32_t entry) {
+            return !IsPresent(entries, entry) || visit(entries.Name(entry), entries.IsFolder(entry));
+        });
+    });
 }
 
 int CServerPathList::IsPathExistEx(CString path, int, int) {

@@ -3,6 +3,7 @@
 #include "interfaces/baselib.h"
 #include "platform/clock.h"
 #include "storage/account_settings.h"
+#include "storage/server_path.h"
 #include "transferlib/vault_address.h"
 
 namespace rampart {
@@ -160,6 +161,41 @@ ServiceResult ServiceConnection::CommitFiles(std::span<const FileCommit> files) 
         m_bytes += file.size;
     }
     m_mirror.Apply(result.sequence, changes);
+    return result;
+}
+
+ServiceResult ServiceConnection::SetAttributes(std::span<const AttributeCommit> commits) {
+    ServiceResult result = m_service->SetAttributes(commits);
+    std::vector<MirrorChange> changes;
+    for (const AttributeCommit& commit : commits) {
+        MirrorChange& change = changes.emplace_back();
+        change.kind = MirrorChange::kAttributes;
+        change.folder = commit.folder;
+        change.name = commit.name;
+        change.record.modifiedTime = commit.modifiedTime;
+        change.record.changeTime = commit.changeTime;
+        change.record.attributes = ShortName(commit.attributes);
+    }
+    if (result.Ok() && result.sequence != 0) {
+        m_mirror.Apply(result.sequence, changes);
+    }
+    return result;
+}
+
+ServiceResult ServiceConnection::MarkGone(std::span<const std::string> paths, int64_t when) {
+    ServiceResult result = m_service->MarkGone(paths, when);
+    std::vector<MirrorChange> changes;
+    for (const std::string& path : paths) {
+        const ServerPathParts parts = SplitLastName(path);
+        MirrorChange& change = changes.emplace_back();
+        change.kind = MirrorChange::kGone;
+        change.folder = parts.folder;
+        change.name = parts.name;
+        change.record.goneTime = when;
+    }
+    if (result.Ok() && result.sequence != 0) {
+        m_mirror.Apply(result.sequence, changes);
+    }
     return result;
 }
 

@@ -42,6 +42,9 @@ public:
     ServiceResult PutChunks(std::span<const Chunk> chunks);
     // Commits files, counts them and enters them into the mirror.
     ServiceResult CommitFiles(std::span<const FileCommit> files);
+    // As StorageService, and enter what changed into the mirror.
+    ServiceResult SetAttributes(std::span<const AttributeCommit> commits);
+    ServiceResult MarkGone(std::span<const std::string> paths, int64_t when);
     TransferTotals Totals() const { return {m_files, m_bytes, m_storedBytes}; }
 
 private:

@@ -1,5 +1,8 @@
 #include "transferlib/upload_source.h"
 
+#include <algorithm>
+
+#include "platform/attributes.h"
 #include "platform/error.h"
 #include "storage/service_code.h"
 
@@ -21,17 +24,39 @@ int UploadSource::Fail(int code, const std::string& reason) {
     return code;
 }
 
+int UploadSource::FailWithLastError(uint32_t error) {
+    const std::string reason = platform::ToUtf8(platform::ErrorText(error));
+    return Fail(SourceCode(error, m_path), reason);
+}
+
 int UploadSource::Open() {
     m_file = platform::FileHandle::Open(m_path, platform::kOpenRead);
-    if (!m_file || !m_file->QueryStatus(m_status)) {
-        const uint32_t error = platform::LastError();
-        const std::string reason = platform::ToUtf8(platform::ErrorText(error));
-        return Fail(SourceCode(error, m_path), reason);
+    if (m_file && m_file->QueryStatus(m_status)) {
+        return kOk;
     }
+    const uint32_t error = platform::LastError();
+    m_file.reset();
+    if (platform::QueryStatus(m_path, m_status) && m_status.IsLink()) {
+        return OpenLink();
+    }
+    return FailWithLastError(error);
+}
+
+int UploadSource::OpenLink() {
+    if (!platform::ReadLink(m_path, m_target)) {
+        return FailWithLastError(platform::LastError());
+    }
+    m_status.size = m_target.size();
     return kOk;
 }
 
 int UploadSource::Read(uint64_t offset, char* buffer, size_t size, size_t& read) {
+    if (!m_file) {
+        const std::string_view rest =
+            std::string_view(m_target).substr(std::min<size_t>(offset, m_target.size()));
+        read = rest.copy(buffer, size);
+        return kOk;
+    }
     const int64_t moved = m_file->ReadAt(offset, buffer, size);
     read = moved > 0 ? static_cast<size_t>(moved) : 0;
     if (moved < 0) {
@@ -42,13 +67,26 @@ int UploadSource::Read(uint64_t offset, char* buffer, size_t size, size_t& read)
 
 int UploadSource::CheckUnchanged() {
     platform::FileStatus now;
-    if (!m_file->QueryStatus(now)) {
+    const bool isKnown = m_file ? m_file->QueryStatus(now) : platform::QueryStatus(m_path, now);
+    if (!isKnown) {
         return Fail(kSourceUnreadable, platform::ToUtf8(platform::ErrorText(platform::LastError())));
     }
-    if (now.size != m_status.size || now.writeTime != m_status.writeTime) {
-        return Fail(kSourceChanged, ServiceCodeText(kSourceChanged));
+    const bool isSame = m_file ? now.size == m_status.size && now.writeTime == m_status.writeTime
+                               : now.IsLink() && now.changeTime == m_status.changeTime;
+    return isSame ? kOk : Fail(kSourceChanged, ServiceCodeText(kSourceChanged));
+}
+
+void UploadSource::ReadAttributes(std::string& attributes, int64_t& changeTime) const {
+    if (m_origin.IsEmpty() || m_origin == m_path) {
+        attributes = m_file ? m_file->ReadAttributes() : platform::ReadAttributes(m_path);
+        changeTime = m_status.changeTime;
+        return;
     }
-    return kOk;
+    attributes = platform::ReadAttributes(m_origin);
+    platform::FileStatus origin;
+    const bool isContents = platform::QueryStatus(m_origin, origin) && origin.size == m_status.size &&
+                            origin.writeTime == m_status.writeTime;
+    changeTime = isContents ? origin.changeTime : 0;
 }
 
 int ReadWholeSource(UploadSource& source, std::string& content, int64_t limit) {

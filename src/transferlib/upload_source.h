@@ -13,7 +13,9 @@ namespace rampart {
 // One thread.
 class UploadSource {
 public:
-    explicit UploadSource(CString path) : m_path(std::move(path)) {}
+    // `origin`: the file of which `path` is a copy, whose attributes count; empty for `path` itself.
+    explicit UploadSource(CString path, CString origin = CString())
+        : m_path(std::move(path)), m_origin(std::move(origin)) {}
 
     // kOk, or the code of why the file cannot be read; `Message` says it in words.
     int Open();
@@ -25,12 +27,21 @@ public:
     const CString& Path() const { return m_path; }
     int64_t Size() const { return static_cast<int64_t>(m_status.size); }
     int64_t WriteTime() const { return m_status.writeTime; }
+    // The content of a link is its target.
+    bool IsLink() const { return m_status.IsLink(); }
+    // Attributes and change time of the file, as they were when it was opened. A change time of 0 says that
+    // they are not those of the content.
+    void ReadAttributes(std::string& attributes, int64_t& changeTime) const;
     const std::string& Message() const { return m_message; }
 
 private:
     int Fail(int code, const std::string& reason);
+    int FailWithLastError(uint32_t error);
+    int OpenLink();
 
     const CString m_path;
+    const CString m_origin;
+    std::string m_target;  // of a link
     std::unique_ptr<platform::FileHandle> m_file;
     platform::FileStatus m_status;
     std::string m_message;

@@ -8,8 +8,8 @@
 #include "transferlib/file_download.h"
 #include "transferlib/path_info.h"
 #include "transferlib/service_connection.h"
+#include "transferlib/stored_content.h"
 #include "transferlib/transfer.h"
-#include "transferlib/upload_source.h"
 #include "transferlib/vault_address.h"
 
 using namespace rampart;
@@ -203,26 +203,7 @@ int VaultAdmin::Restore(CString const& serverPath, CString const& localPath, boo
 bool VaultAdmin::SameContent(CString const& serverPath, CString const& localPath) {
     bool same = false;
     WithService(_T("Error: VaultAdmin::SameContent"), nullptr, [&](ServiceConnection& connection) {
-        FileContent stored;
-        ServiceResult result = connection.Service().OpenFile(serverPath.ToUtf8(), stored);
-        UploadSource source(localPath);
-        if (!result.Ok() || (stored.record.flags & kRecordEncrypted) != 0 || source.Open() != kOk ||
-            source.Size() != stored.record.size) {
-            return result;
-        }
-        std::string piece;
-        uint64_t offset = 0;
-        for (const ChunkReference& chunk : stored.chunks) {
-            piece.resize(chunk.size);
-            size_t read = 0;
-            if (source.Read(offset, piece.data(), piece.size(), read) != kOk || read != piece.size() ||
-                ComputeDigest(piece) != chunk.digest) {
-                return result;
-            }
-            offset += read;
-        }
-        same = source.CheckUnchanged() == kOk;
-        return result;
+        return CompareStoredContent(connection.Service(), serverPath.ToUtf8(), localPath, {}, same);
     });
     return same;
 }

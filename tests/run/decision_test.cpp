@@ -46,6 +46,7 @@ TEST_F(Decision, AnHourOfDaylightSavingIsNoChangeAndKeepsNoVersion) {
     CBackupTask& task = ReadyTask(tree);
     CString const file = task.m_serverFilePath + _T("\\d\\f");
     ASSERT_EQ(0, BackUp(task, tree.Native("d/f")));
+    ForgetExactTimes(file);
     __int64 const before = FilesSent();
     for (int64_t const shift : {3, 3600, 3599, -3603}) {
         tree.SetWriteTime("d/f", kTime + shift * kSecond);

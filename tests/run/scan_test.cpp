@@ -95,6 +95,7 @@ TEST_F(Scan, ComparesTimesWithinTwoSecondsOrAnHourAndSizesExactly) {
     tree.SetWriteTime("d/f", kTime);
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     ASSERT_EQ(TaskStateFinished, Run(task));
+    ForgetExactTimes(task.m_serverFilePath + _T("\\d\\f"));
     struct Case {
         int64_t shift;
         bool listed;
@@ -123,6 +124,7 @@ TEST_F(Scan, ThreeSecondsAreAChangeHereAndNoneBeforeTheTransfer) {
     tree.SetWriteTime("d/f", kTime);
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     ASSERT_EQ(TaskStateFinished, Run(task));
+    ForgetExactTimes(task.m_serverFilePath + _T("\\d\\f"));
     __int64 const before = FilesSent();
     tree.SetWriteTime("d/f", kTime + 3 * platform::kNanosecondsPerSecond);
     ASSERT_EQ(TaskStateFinished, Run(task));

@@ -150,6 +150,22 @@ protected:
         return totals.files;
     }
 
+    // Makes a stored file's record one that knows no more than size and seconds.
+    static void ForgetExactTimes(CString const& serverFile) {
+        FileContent content;
+        auto const connection = PresentConnection();
+        ASSERT_TRUE(connection->Service().OpenFile(serverFile.ToUtf8(), content).Ok());
+        StoredRecord const& record = content.record;
+        FileCommit commit;
+        std::string const path = serverFile.ToUtf8();
+        commit.folder = path.substr(0, path.rfind('\\'));
+        commit.name = record.name;
+        commit.size = record.size;
+        commit.modifiedTime = commit.createdTime = record.modifiedTime;
+        commit.chunks = content.chunks;
+        ASSERT_TRUE(connection->CommitFiles({&commit, 1}).Ok());
+    }
+
     static std::vector<CString> VersionNames(CBackupTask& task, CString const& serverFile) {
         std::vector<CString> names;
         CString message;

@@ -156,6 +156,7 @@ std::string ReadFrom(int directory, const char* path, int flags, const Target& t
         attributes.linkVolume = makedev(raw.stx_dev_major, raw.stx_dev_minor);
         attributes.linkFile = raw.stx_ino;
     }
+    attributes.isMountRoot = S_ISDIR(raw.stx_mode) && (raw.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
     attributes.isSparse = S_ISREG(raw.stx_mode) && raw.stx_blocks * kBlockBytes < raw.stx_size;
     return ReadExtended(target, attributes) ? EncodeAttributes(attributes) : std::string();
 }

@@ -40,10 +40,13 @@ bool ReadStatx(int directory, const char* path, int flags, FileStatus& status) {
         return false;
     }
     status.attributes = KindBit(raw.stx_mode);
+    if ((raw.stx_attributes_mask & raw.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
+        status.attributes |= kMountRoot;
+    }
     if ((raw.stx_mode & kAnyWrite) == 0) {
         status.attributes |= kReadOnly;
     }
-    status.size = status.IsRegularFile() ? raw.stx_size : 0;
+    status.size = status.IsRegularFile() || status.IsLink() ? raw.stx_size : 0;
     status.accessTime = Nanoseconds(raw.stx_atime);
     status.writeTime = Nanoseconds(raw.stx_mtime);
     status.changeTime = Nanoseconds(raw.stx_ctime);
