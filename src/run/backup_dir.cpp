@@ -72,8 +72,8 @@ int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
     __int64 r = 0;
     if (!rampart::FindServerFolder(serverPath, path)) {
         // Another folder may hold the parent's name in another case, or a file the name.
-        rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path));
-        if (int const code = rampart::MakeWay(serverPath, path, true)) {
+        rampart::EnsureServerFolder(*this, serverFolder, PathUtilities::GetParentFolder(path));
+        if (int const code = rampart::MakeWay(*this, serverPath, path, true)) {
             rampart::DebugFormat(_T("Task: \"%s\" does not make way, %d"), serverPath, code);
         }
         bool tryAgain = false;

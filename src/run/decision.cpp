@@ -274,7 +274,7 @@ static int SendFile(CBackupTask& task, FileTry& file, __int64 size) {
 int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread) {
     try {
         path = rampart::WithoutTrailingBackslash(path);
-        if (!rampart::EnsureServerFolder(serverFolder, PathUtilities::GetParentFolder(path))) {
+        if (!rampart::EnsureServerFolder(*this, serverFolder, PathUtilities::GetParentFolder(path))) {
             LogUploadFileResultInfo(rampart::kConnectionFailed, serverFolder, path, 0);
             return rampart::kConnectionFailed;
         }
@@ -286,7 +286,7 @@ int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, in
         CAutoMyPathInfo record;
         int code = rampart::FindServerRecord(file.ServerPath(), path, record);
         if (code == rampart::kOk && record != nullptr && record->m_isFolder != 0) {
-            code = rampart::MakeWay(file.ServerPath(), path, false);
+            code = rampart::MakeWay(*this, file.ServerPath(), path, false);
             record = nullptr;
         }
         if (code != rampart::kOk) {

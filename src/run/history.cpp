@@ -242,7 +242,9 @@ bool rampart::IsVersionKept(CBackupTask& task, MyPathInfo const& record) {
     ListVersions(folder, versions);
     return std::any_of(versions.List().begin(), versions.List().end(), [&](void* entry) {
         auto const* const version = static_cast<MyPathInfo const*>(entry);
+        // Two lives of a file may look alike but for the change time.
         return version != nullptr && version->m_size == record.m_size &&
+               version->m_changeTime == record.m_changeTime && version->m_isGone == record.m_isGone &&
                ModifiedSeconds(*version) == ModifiedSeconds(record) &&
                std::abs(version->m_storedTime - record.m_storedTime) <= kClockSeconds;
     });

@@ -10,6 +10,7 @@
 #include "run/run_state.h"
 #include "run/server_match.h"
 #include "run/server_path_map.h"
+#include "run/version_names.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
@@ -21,7 +22,7 @@ constexpr __int64 kFirstFolderResult = 10;
 
 }  // namespace
 
-int MakeWay(CString const& serverPath, CString const& localPath, bool forFolder) {
+int MakeWay(CBackupTask& task, CString const& serverPath, CString const& localPath, bool forFolder) {
     CAutoMyPathInfo record;
     if (int const code = FindServerRecord(serverPath, localPath, record)) {
         return code;
@@ -30,34 +31,30 @@ int MakeWay(CString const& serverPath, CString const& localPath, bool forFolder)
         return kOk;
     }
     CString const path = record->m_path;
-    CString const folder = PathUtilities::GetParentFolder(path);
-    CString name = LastElement(path) + _T(" (old)");
-    for (int number = 2;
-         ApiUtil::GetServerPathlist().IsPathExistEx(PathUtilities::Append(folder, name), 0, 0); ++number) {
-        name.Format(_T("%s (old %d)"), LastElement(path), number);
-    }
-    DebugLine(_T("Task: makes way-") + path + _T(" to ") + name);
+    DebugLine(_T("Task: makes way-") + path);
     CString message;
-    int const code = forFolder ? ApiUtil::EditFile(path, name, _T(""), _T(""), message)
-                               : static_cast<int>(ApiUtil::EditFolder(path, name, _T(""), _T("")));
-    // What made way is not there any more.
-    return code != kOk ? code
-                       : RecordKeeping::MarkGone({PathUtilities::Append(folder, name)},
-                                                 platform::CurrentClock().NowNanoseconds(), message);
+    if (int const code =
+            RecordKeeping::MarkGone({path}, platform::CurrentClock().NowNanoseconds(), message)) {
+        return code;
+    }
+    // The version knows until when it was there.
+    bool const isKept = !forFolder || IsVersionKept(task, **record) ||
+                        task.RecoredHistroryFile(path, task.m_maxVersion, LastElement(path)) != 0;
+    return isKept ? kOk : kFailed;
 }
 
-bool EnsureServerFolder(CString const& serverFolder, CString const& localFolder) {
+bool EnsureServerFolder(CBackupTask& task, CString const& serverFolder, CString const& localFolder) {
     if (FindServerFolder(serverFolder, localFolder)) {
         return true;
     }
-    if (MakeWay(serverFolder, localFolder, true) != kOk) {
+    if (MakeWay(task, serverFolder, localFolder, true) != kOk) {
         return false;
     }
     if (!ApiUtil::GetServerPathlist().IsPathExistEx(serverFolder, 0, 0)) {
         return GlobalFunction::CreateSrvFolder(serverFolder, _T(""), _T(""), nullptr) != 0;
     }
     CString const name = LastElement(serverFolder);
-    return EnsureServerFolder(PathUtilities::GetParentFolder(serverFolder),
+    return EnsureServerFolder(task, PathUtilities::GetParentFolder(serverFolder),
                               PathUtilities::GetParentFolder(localFolder)) &&
            ApiUtil::AddEditFolder(serverFolder, name, _T(""), _T("Y")) >= kFirstFolderResult;
 }

@@ -64,6 +64,8 @@ public:
     // These two give the sequence of what was listed.
     virtual int64_t ListFolder(std::string_view path, const RecordVisitor& visit) = 0;
     virtual int64_t ListTree(std::string_view path, const FolderVisitor& visit) = 0;
+    virtual void ListMoment(std::string_view path, std::string_view historyPath, int64_t moment,
+                            const MomentVisitor& visit) = 0;
     virtual int64_t ChangeSequence() = 0;
     virtual int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
                                    bool& tooMany) = 0;

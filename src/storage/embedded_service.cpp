@@ -162,6 +162,14 @@ ServiceResult EmbeddedService::ListTree(const std::string& path, const FolderVis
     });
 }
 
+ServiceResult EmbeddedService::ListMoment(const std::string& path, const std::string& historyPath,
+                                          int64_t moment, const MomentVisitor& visit) {
+    return AtServiceEdge([&] {
+        m_catalog->ListMoment(path, historyPath, moment, visit);
+        return ServiceResult();
+    });
+}
+
 ServiceResult EmbeddedService::ChangeSequence(int64_t& sequence) {
     return AtServiceEdge([&] {
         sequence = m_catalog->ChangeSequence();

@@ -52,6 +52,8 @@ public:
     ServiceResult FindRecord(const std::string& path, StoredRecord& record) override;
     ServiceResult ListFolder(const std::string& path, const RecordVisitor& visit, int64_t& sequence) override;
     ServiceResult ListTree(const std::string& path, const FolderVisitor& visit, int64_t& sequence) override;
+    ServiceResult ListMoment(const std::string& path, const std::string& historyPath, int64_t moment,
+                             const MomentVisitor& visit) override;
     ServiceResult ChangeSequence(int64_t& sequence) override;
     ServiceResult ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders, bool& tooMany,
                                  int64_t& sequence) override;

@@ -25,6 +25,8 @@ public:
     void FindRecord(std::string_view path, StoredRecord& record) override;
     int64_t ListFolder(std::string_view path, const RecordVisitor& visit) override;
     int64_t ListTree(std::string_view path, const FolderVisitor& visit) override;
+    void ListMoment(std::string_view path, std::string_view historyPath, int64_t moment,
+                    const MomentVisitor& visit) override;
     int64_t ChangeSequence() override;
     int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
                            bool& tooMany) override;

@@ -20,7 +20,7 @@ void AuditPages(SqliteConnection& connection, const AuditVisitor& visitor) {
 void AuditTree(SqliteConnection& connection, const AuditVisitor& visitor) {
     SqliteStatement orphans = connection.Prepare(
         "SELECT parent, count(*), min(name) FROM record WHERE id<>1"
-        " AND parent NOT IN (SELECT id FROM record WHERE kind=1) GROUP BY parent");
+        " AND parent NOT IN (SELECT id FROM record WHERE kind=1 UNION SELECT id FROM past) GROUP BY parent");
     while (orphans.Step()) {
         visitor.problem(std::to_string(orphans.Int(1)) + " records, one of them " +
                         std::string(orphans.Bytes(2)) + ", lie in folder " + std::to_string(orphans.Int(0)) +

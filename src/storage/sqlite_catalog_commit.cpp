@@ -150,15 +150,22 @@ private:
 
     // 0 if there is none; a partial upload's record gives its place to a whole file of that name.
     int64_t ExistingFile(int64_t folder, std::string_view name) {
-        SqliteStatement query = m_connection.Prepare("SELECT id, kind FROM record WHERE parent=? AND name=?");
+        SqliteStatement query =
+            m_connection.Prepare("SELECT id, kind, gone IS NOT NULL FROM record WHERE parent=? AND name=?");
         query.Bind(1, folder).BindText(2, name);
         if (!query.Step()) {
             return 0;
         }
-        if (query.Int(1) == kKindFolder) {
+        if (query.Int(1) != kKindFolder) {
+            return query.Int(0);
+        }
+        if (query.Int(2) == 0) {
             throw StorageError(kNameTaken, std::string(name) + " is a folder");
         }
-        return query.Int(0);
+        // The folder that is gone makes way and stays what it was.
+        m_tree.KeepPast({folder, std::string(name)});
+        Touch(folder, -1);
+        return 0;
     }
 
     void RemovePartial(int64_t folder, const std::string& name) {

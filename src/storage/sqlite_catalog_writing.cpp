@@ -27,19 +27,33 @@ void DeleteRecord(SqliteConnection& connection, const SqliteTree::Place& place) 
     remove.Bind(1, place.parent).BindText(2, place.name).Run();
 }
 
-// All that lies below a folder; its own record stays.
+void DeletePast(SqliteConnection& connection, const SqliteTree::Place& place) {
+    SqliteStatement remove = connection.Prepare("DELETE FROM past WHERE parent=? AND name=?");
+    remove.Bind(1, place.parent).BindText(2, place.name).Run();
+}
+
+int64_t CountItems(SqliteConnection& connection, int64_t folder) {
+    SqliteStatement query = connection.Prepare("SELECT count(*) FROM record WHERE parent=?");
+    query.Bind(1, folder);
+    return query.Step() ? query.Int(0) : 0;
+}
+
+// All that lies or once lay below a folder; its own record stays.
 void DeleteBelow(SqliteConnection& connection, int64_t folder) {
     std::vector<int64_t> left{folder};
     while (!left.empty()) {
         const int64_t id = left.back();
         left.pop_back();
-        SqliteStatement subfolders = connection.Prepare("SELECT id FROM record WHERE parent=? AND kind=1");
+        SqliteStatement subfolders = connection.Prepare(
+            "SELECT id FROM record WHERE parent=?1 AND kind=1 UNION SELECT id FROM past WHERE parent=?1");
         subfolders.Bind(1, id);
         while (subfolders.Step()) {
             left.push_back(subfolders.Int(0));
         }
         SqliteStatement remove = connection.Prepare("DELETE FROM record WHERE parent=?");
         remove.Bind(1, id).Run();
+        SqliteStatement removePast = connection.Prepare("DELETE FROM past WHERE parent=?");
+        removePast.Bind(1, id).Run();
     }
 }
 
@@ -53,24 +67,38 @@ int64_t SqliteCatalog::CreateFolder(std::string_view path, std::string_view desc
         SqliteTree tree(connection);
         const int64_t parent = tree.RequireFolder(parts.folder);
         StoredRecord existing;
-        if (tree.Load({parent, std::string(parts.name)}, existing)) {
-            if (!existing.isFolder) {
-                throw StorageError(kNameTaken, std::string(path) + " is a file");
-            }
+        const SqliteTree::Place place{parent, std::string(parts.name)};
+        const bool exists = tree.Load(place, existing);
+        const bool isGone = (existing.flags & kRecordGone) != 0;
+        if (exists && !isGone && !existing.isFolder) {
+            throw StorageError(kNameTaken, std::string(path) + " is a file");
+        }
+        if (exists && !isGone) {
             id = existing.id;
             return 0;
         }
-        id = tree.TakeIds(1);
+        // A folder that returns is the one it was; so is one of that name that made way for a file.
+        if (exists && existing.isFolder) {
+            tree.KeepPast(place);
+        }
+        const auto past = tree.FindPast(parent, parts.name);
+        id = past ? *past : tree.TakeIds(1);
+        const int64_t items = past ? CountItems(connection, id) : 0;
+        if (exists) {
+            DeleteRecord(connection, place);
+        }
         const int64_t sequence = tree.RaiseSequence();
         const std::string folded = FoldCase(parts.name);
         SqliteStatement insert = connection.Prepare(
-            "INSERT INTO record(parent, name, folded, id, kind, flags, size, stored, changed, description) "
-            "VALUES(?, ?, ?, ?, 1, ?, 0, ?, ?, ?)");
+            "INSERT INTO record(parent, name, folded, id, kind, flags, size, stored, changed, description, "
+            "items) "
+            "VALUES(?, ?, ?, ?, 1, ?, 0, ?, ?, ?, ?)");
         insert.Bind(1, parent).BindText(2, parts.name).Bind(4, id).Bind(5, flags);
         insert.Bind(6, platform::CurrentClock().NowNanoseconds()).Bind(7, sequence).BindText(8, description);
+        insert.Bind(9, items);
         BindFolded(insert, 3, parts.name, folded);
         insert.Run();
-        tree.TouchFolder(parent, 1, sequence);
+        tree.TouchFolder(parent, exists ? 0 : 1, sequence);
         return sequence;
     });
 }
@@ -97,6 +125,9 @@ int64_t SqliteCatalog::Rename(std::string_view path, std::string_view newName) {
         update.BindText(1, newName).Bind(3, place.parent).BindText(4, place.name);
         BindFolded(update, 2, newName, folded);
         update.Run();
+        SqliteStatement updatePast =
+            connection.Prepare("UPDATE OR REPLACE past SET name=?1 WHERE parent=?2 AND name=?3");
+        updatePast.BindText(1, newName).Bind(2, place.parent).BindText(3, place.name).Run();
         tree.TouchFolder(place.parent, 0, sequence);
         return sequence;
     });
@@ -129,10 +160,12 @@ int64_t SqliteCatalog::Delete(std::string_view path) {
         if (!tree.Load(place, record)) {
             return 0;
         }
-        if (record.isFolder) {
-            DeleteBelow(connection, record.id);
+        const auto past = tree.FindPast(place.parent, place.name);
+        if (record.isFolder || past) {
+            DeleteBelow(connection, record.isFolder ? record.id : *past);
         }
         DeleteRecord(connection, place);
+        DeletePast(connection, place);
         const int64_t sequence = tree.RaiseSequence();
         tree.TouchFolder(place.parent, -1, sequence);
         return sequence;

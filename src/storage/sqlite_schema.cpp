@@ -13,6 +13,10 @@ namespace {
 //
 // attribute: what local systems knew of files, each text once; the id is made from the bytes.
 //
+// past: earlier lives of folders, from `stored` until `gone`. A folder that returns under its name has its
+// old id again, so that one id stands for all folders of that name, and what lies below is found at any
+// moment.
+//
 // damaged: chunks whose stored bytes were found damaged, until they are stored anew.
 //
 // chunk: where content lies. Keyed by the digest, so that it can be made anew from the packs alone.
@@ -88,6 +92,20 @@ CREATE TABLE attribute(
 
 CREATE TABLE damaged(
     digest BLOB PRIMARY KEY) WITHOUT ROWID;
+
+CREATE TABLE past(
+    parent INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    stored INTEGER NOT NULL,
+    gone INTEGER NOT NULL,
+    id INTEGER NOT NULL,
+    flags INTEGER NOT NULL,
+    modified INTEGER,
+    touched INTEGER,
+    attribute INTEGER,
+    description TEXT,
+    PRIMARY KEY(parent, name, stored)) WITHOUT ROWID;
+CREATE INDEX past_by_id ON past(id);
 )sql";
 
 constexpr char kColumnsOfFormat2[] = R"sql(
@@ -105,6 +123,9 @@ CREATE TEMP TABLE attribute(
     bytes BLOB NOT NULL);
 CREATE TEMP TABLE damaged(
     digest BLOB PRIMARY KEY) WITHOUT ROWID;
+CREATE TEMP TABLE past(
+    parent INTEGER, name TEXT, stored INTEGER, gone INTEGER, id INTEGER, flags INTEGER, modified INTEGER,
+    touched INTEGER, attribute INTEGER, description TEXT);
 )sql";
 
 }  // namespace

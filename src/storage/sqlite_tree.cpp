@@ -13,7 +13,23 @@ constexpr int kDeepest = 65536;  // folders in one another; more are a ring
 
 }  // namespace
 
-std::optional<int64_t> SqliteTree::FindFolder(int64_t parent, std::string_view name) {
+std::optional<int64_t> SqliteTree::FindPast(int64_t parent, std::string_view name) {
+    SqliteStatement query = m_connection.Prepare("SELECT id FROM past WHERE parent=?1 AND name=?2 LIMIT 1");
+    query.Bind(1, parent).BindText(2, name);
+    return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
+}
+
+void SqliteTree::KeepPast(const Place& place) {
+    SqliteStatement insert = m_connection.Prepare(
+        "INSERT OR REPLACE INTO past(parent, name, stored, gone, id, flags, modified, touched, attribute, "
+        "description)"
+        " SELECT parent, name, coalesce(stored, 0), gone, id, flags, modified, touched, attribute, "
+        "description"
+        " FROM record WHERE parent=?1 AND name=?2 AND kind=1 AND gone IS NOT NULL");
+    insert.Bind(1, place.parent).BindText(2, place.name).Run();
+}
+
+std::optional<int64_t> SqliteTree::FindExactFolder(int64_t parent, std::string_view name) {
     {
         SqliteStatement exact =
             m_connection.Prepare("SELECT id FROM record WHERE parent=?1 AND name=?2 AND kind=1");
@@ -21,6 +37,13 @@ std::optional<int64_t> SqliteTree::FindFolder(int64_t parent, std::string_view n
         if (exact.Step()) {
             return exact.Int(0);
         }
+    }
+    return FindPast(parent, name);
+}
+
+std::optional<int64_t> SqliteTree::FindFolder(int64_t parent, std::string_view name) {
+    if (const auto exact = FindExactFolder(parent, name)) {
+        return exact;
     }
     const std::string folded = FoldCase(name);
     SqliteStatement anyCase = m_connection.Prepare(
@@ -48,13 +71,11 @@ int64_t SqliteTree::RequireFolder(std::string_view path) {
 std::optional<int64_t> SqliteTree::FindExactFolder(std::string_view path) {
     int64_t folder = kRootFolderId;
     for (const std::string_view name : SplitServerPath(path)) {
-        SqliteStatement exact =
-            m_connection.Prepare("SELECT id FROM record WHERE parent=?1 AND name=?2 AND kind=1");
-        exact.Bind(1, folder).BindText(2, name);
-        if (!exact.Step()) {
+        const auto next = FindExactFolder(folder, name);
+        if (!next) {
             return std::nullopt;
         }
-        folder = exact.Int(0);
+        folder = *next;
     }
     return folder;
 }
@@ -137,7 +158,9 @@ bool SqliteTree::LoadFolder(int64_t id, StoredRecord& record) {
 std::string SqliteTree::FolderPath(int64_t id) {
     std::string path;
     for (int depth = 0; id != kRootFolderId; depth++) {
-        SqliteStatement query = m_connection.Prepare("SELECT parent, name FROM record WHERE id=? AND kind=1");
+        SqliteStatement query = m_connection.Prepare(
+            "SELECT parent, name FROM record WHERE id=?1 AND kind=1 UNION ALL"
+            " SELECT parent, name FROM past WHERE id=?1 LIMIT 1");
         query.Bind(1, id);
         if (!query.Step() || depth > kDeepest) {
             throw StorageError(kVaultDamaged, "a folder of the catalog hangs nowhere");

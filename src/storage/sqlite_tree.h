@@ -36,6 +36,11 @@ public:
     // Direct entries in name order; false if the visitor ended it.
     bool List(int64_t parent, const RecordVisitor& visit);
 
+    // The id of the folder that once had that exact name, if no folder has it now.
+    std::optional<int64_t> FindPast(int64_t parent, std::string_view name);
+    // Keeps the life of a folder that is gone; its record may then be another one.
+    void KeepPast(const Place& place);
+
     // The next change sequence; written at once.
     int64_t RaiseSequence();
     int64_t Sequence();
@@ -49,6 +54,7 @@ public:
 
 private:
     std::optional<int64_t> FindFolder(int64_t parent, std::string_view name);
+    std::optional<int64_t> FindExactFolder(int64_t parent, std::string_view name);
 
     SqliteConnection& m_connection;
 };

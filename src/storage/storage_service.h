@@ -72,6 +72,9 @@ using RecordVisitor = std::function<bool(const StoredRecord&)>;
 using FolderVisitor = std::function<bool(const std::string& folderPath, const StoredRecord& folder,
                                          std::span<const StoredRecord> records)>;
 
+// Called for each record of a moment with the path by which OpenFile gives its content. False ends it.
+using MomentVisitor = std::function<bool(const StoredRecord& record, const std::string& contentPath)>;
+
 struct ChunkReference {
     Digest digest;
     uint32_t size = 0;  // bytes of the content, before compression
@@ -186,6 +189,11 @@ public:
     // The whole tree below `path`, that folder first, as of one moment.
     virtual ServiceResult ListTree(const std::string& path, const FolderVisitor& visit,
                                    int64_t& sequence) = 0;
+    // The direct entries of a folder as they were at a moment, in name order. Contents that were replaced
+    // since are looked for below `historyPath`: there a folder of a file's name holds its versions. A record
+    // whose content lies in such a version comes with that one's path, any other with its own.
+    virtual ServiceResult ListMoment(const std::string& path, const std::string& historyPath, int64_t moment,
+                                     const MomentVisitor& visit) = 0;
     // Raised by every mutation of the tree, by whatever process. Cheap when nothing changed.
     virtual ServiceResult ChangeSequence(int64_t& sequence) = 0;
     // Paths of folders whose direct entries changed after `since`. A folder that is gone shows in its parent.

@@ -153,32 +153,6 @@ TEST_F(BackupRun, WhatIsNoFileIsNamedAndTheRestIsStored) {
     EXPECT_EQ(0u, stored.count("d/pipe"));
 }
 
-TEST_F(BackupRun, AFileAndAFolderThatTakeEachOthersPlaceAreStoredAndNothingIsLost) {
-    TempTree const tree({{"d/x/in", "in the folder"}, {"d/y", "the file"}, {"d/y (old)", "in the way"}});
-    CBackupTask& task = MakeTask("t", {tree.Native("d")});
-    ASSERT_EQ(TaskStateFinished, Run(task));
-    auto expected = Restored(task.m_serverFilePath);
-    fs::remove_all(tree.Path("d/x"));
-    fs::remove(tree.Path("d/y"));
-    tree.Write("d/x", "a file now");
-    tree.Write("d/y/in", "in a folder now");
-    tree.Write("d/y/empty/", "");
-
-    ASSERT_EQ(TaskStateFinished, Run(task));
-    EXPECT_EQ(0, task.m_errorOccured);
-    EXPECT_TRUE(skipped.empty());
-
-    auto const stored = Restored(task.m_serverFilePath);
-    for (auto const& [name, entry] : ReadTree(tree.Path())) {
-        EXPECT_EQ(entry, stored.at(name)) << name;
-    }
-    EXPECT_EQ(expected.at("d/x/in"), stored.at("d/x (old)/in"));
-    EXPECT_EQ(expected.at("d/y"), stored.at("d/y (old 2)"));
-    __int64 const sent = FilesSent();
-    ASSERT_EQ(TaskStateFinished, Run(task));
-    EXPECT_EQ(sent, FilesSent());
-}
-
 TEST_F(BackupRun, ExcludedNamesAndFoldersStayOut) {
     TempTree const tree(
         {{"d/keep.txt", "k"}, {"d/drop.log", "d"}, {"d/cache/x", "x"}, {"d/deep/cache/y.txt", "y"}});

@@ -15,6 +15,7 @@ ALTER TABLE record DROP COLUMN attribute;
 ALTER TABLE record DROP COLUMN gone;
 DROP TABLE attribute;
 DROP TABLE damaged;
+DROP TABLE past;
 PRAGMA user_version=1;
 )sql";
 

@@ -72,6 +72,10 @@ public:
     ServiceResult ListTree(const std::string& path, const FolderVisitor& visit, int64_t& sequence) override {
         return Step("ListTree", [&] { return m_real->ListTree(path, visit, sequence); });
     }
+    ServiceResult ListMoment(const std::string& path, const std::string& historyPath, int64_t moment,
+                             const MomentVisitor& visit) override {
+        return Step("ListMoment", [&] { return m_real->ListMoment(path, historyPath, moment, visit); });
+    }
     ServiceResult ChangeSequence(int64_t& sequence) override {
         return Step("ChangeSequence", [&] { return m_real->ChangeSequence(sequence); });
     }
