@@ -20,6 +20,7 @@ struct ChunkPlace {
     uint32_t storedSize = 0;
     uint32_t size = 0;
     uint32_t flags = 0;
+    bool damaged = false;  // known to be; only FindChunks tells
 };
 
 struct PlacedChunk {
@@ -35,7 +36,9 @@ struct PackState {
 
 // What one commit of uploaded content changes.
 struct CatalogCommit {
-    std::span<const PlacedChunk> chunks;  // durable already; one whose digest is known is passed over
+    // Durable already; one whose digest is known is passed over, unless what is stored is known to be
+    // damaged.
+    std::span<const PlacedChunk> chunks;
     std::span<const PackState> packs;
     std::span<const FileCommit> files;
     struct Partial {
@@ -53,7 +56,9 @@ struct AuditVisitor {
     std::function<void(const std::string& problem)> problem;
     std::function<void(const PackState& pack)> pack;
     std::function<bool(const PlacedChunk& chunk)> chunk;  // ordered by pack and offset; false ends the audit
-    std::function<bool()> file;                           // after each file whose content was looked up
+    std::function<std::string(const Digest& digest)>
+        fault;                   // of a chunk that a file uses; empty: it is sound
+    std::function<bool()> file;  // after each file whose content was looked up
 };
 
 class Catalog {
@@ -83,6 +88,12 @@ public:
     virtual int64_t CopyFile(std::string_view path, std::string_view targetFolder, std::string_view newName,
                              int64_t& id) = 0;
 
+    // Chunks whose stored bytes were found damaged. The files that use them get kRecordDamaged until the
+    // chunks are committed anew, found sound, or the file is replaced. 0 if nothing changed.
+    virtual int64_t MarkDamaged(std::span<const Digest> digests) = 0;
+    virtual int64_t MarkSound(std::span<const Digest> digests) = 0;
+    virtual std::vector<Digest> DamagedChunks() = 0;
+
     virtual std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) = 0;
     virtual int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) = 0;
     virtual void OpenFile(std::string_view path, FileContent& content) = 0;
@@ -92,6 +103,8 @@ public:
     virtual std::vector<PackState> UnsealedPacks() = 0;
     virtual PackState GetPack(int64_t id) = 0;
     virtual int64_t PackBytes() = 0;  // of all packs
+    // The change sequence, and the packs that still grow and the newest one, of one moment.
+    virtual int64_t Horizon(std::vector<PackState>& packs) = 0;
 
     virtual std::string GetSetting(std::string_view name) = 0;
     virtual void SetSetting(std::string_view name, std::string_view value) = 0;
@@ -101,6 +114,9 @@ public:
     virtual std::vector<std::string> TaskNames() = 0;
     virtual void DeleteTask(std::string_view name) = 0;
 
+    // Writes all but the table of chunks, which the packs hold, into a database at `path` (native UTF-8, an
+    // empty file). Gives the change sequence of what was written.
+    virtual int64_t CopyTo(const std::string& path) = 0;
     virtual void Audit(const AuditVisitor& visitor) = 0;
     virtual ServiceStatistics Statistics() = 0;
     virtual int64_t OwnBytes() = 0;  // of the catalog itself

@@ -32,6 +32,9 @@ constexpr char kUnfinished[] = ".unfinished";
         case platform::kPathNotFound:
             code = kNotFound;
             break;
+        case platform::kAlreadyExists:
+            code = kNameTaken;
+            break;
         default:
             break;
     }
@@ -226,7 +229,7 @@ std::unique_ptr<AppendObject> DirectoryStore::OpenAppend(const std::string& key,
     uint32_t mode = platform::kOpenRead | platform::kOpenWrite;
     if (create) {
         MakeFolderOf(key);
-        mode |= platform::kOpenCreate;
+        mode |= platform::kOpenCreate | platform::kOpenExclusive;
     }
     auto file = FileHandle::Open(PathOf(key), mode);
     if (!file) {

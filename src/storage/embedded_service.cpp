@@ -6,8 +6,10 @@
 #include "platform/clock.h"
 #include "platform/process.h"
 #include "storage/account_settings.h"
+#include "storage/catalog_snapshot.h"
 #include "storage/pack_reader.h"
 #include "storage/storage_error.h"
+#include "storage/vault_horizon.h"
 #include "storage/vault_verify.h"
 
 namespace rampart {
@@ -28,12 +30,6 @@ std::string RandomHex(size_t bytes) {
     return text;
 }
 
-ServiceResult Changed(int64_t sequence) {
-    ServiceResult result;
-    result.sequence = sequence;
-    return result;
-}
-
 }  // namespace
 
 EmbeddedService::EmbeddedService(std::string name, std::unique_ptr<Catalog> catalog,
@@ -42,9 +38,52 @@ EmbeddedService::EmbeddedService(std::string name, std::unique_ptr<Catalog> cata
       m_catalog(std::move(catalog)),
       m_store(std::move(store)),
       m_packs(*m_catalog, *m_store, options.packLimit),
-      m_readOnly(options.readOnly) {
+      m_readOnly(options.readOnly),
+      m_snapshotEverySeconds(options.snapshotEverySeconds) {}
+
+EmbeddedService::~EmbeddedService() {
+    Leave();
+}
+
+void EmbeddedService::SetPlace(std::string temporaryBase, std::unique_ptr<platform::FileHandle> lock) {
+    m_temporaryBase = std::move(temporaryBase);
+    m_lock = std::move(lock);
+}
+
+ServiceResult EmbeddedService::Changed(int64_t sequence) {
+    if (sequence != 0) {
+        m_changed = true;
+    }
+    ServiceResult result;
+    result.sequence = sequence;
+    return result;
+}
+
+// Never the reason why anything fails: what could not be written is written the next time.
+void EmbeddedService::Leave() {
+    std::lock_guard lock(m_leaveMutex);
+    if (m_readOnly || m_temporaryBase.empty() || !m_changed.exchange(false)) {
+        return;
+    }
+    const ServiceResult left = AtServiceEdge([&] {
+        if (LackOfCatalog(*m_catalog, *m_store, false).empty()) {
+            StoreHorizon(*m_store, HorizonOf(*m_catalog));
+            const int64_t now = platform::CurrentClock().NowNanoseconds();
+            if (IsSnapshotDue(*m_catalog, *m_store, now, m_snapshotEverySeconds)) {
+                MakeSnapshot(*m_catalog, *m_store, now, m_temporaryBase);
+            }
+        }
+        return ServiceResult();
+    });
+    static_cast<void>(left);
+}
+
+void EmbeddedService::MarkDamaged(const Digest& digest) {
     if (!m_readOnly) {
-        m_packs.TrimTails();
+        const ServiceResult marked = AtServiceEdge([&] {
+            return Changed(m_catalog->MarkDamaged({&digest, 1}));
+        });
+        static_cast<void>(marked);  // the caller tells of the damage, whether or not it could be noted
     }
 }
 
@@ -232,10 +271,10 @@ ServiceResult EmbeddedService::HasChunks(std::span<const Digest> digests, std::v
     return AtServiceEdge([&] {
         // What is pending is asked first: it may enter the catalog in between, but not leave it.
         known.assign(digests.size(), 0);
-        m_packs.MarkPending(digests, known);
+        m_packs.MarkPending(digests, known, !m_readOnly);
         const auto places = m_catalog->FindChunks(digests);
         for (size_t i = 0; i < digests.size(); ++i) {
-            known[i] |= static_cast<uint8_t>(places[i].has_value());
+            known[i] |= static_cast<uint8_t>(places[i].has_value() && !places[i]->damaged);
         }
         return ServiceResult();
     });
@@ -310,11 +349,21 @@ ServiceResult EmbeddedService::ReadChunks(std::span<const Digest> digests,
         const PackReader reader(*m_store);
         const auto places = m_catalog->FindChunks(digests);
         std::string buffer;
+        const auto read = [&](const PlacedChunk& chunk) {
+            try {
+                return reader.Read(chunk, buffer);
+            } catch (const StorageError& error) {
+                if (error.code() == kContentDamaged) {
+                    MarkDamaged(chunk.digest);
+                }
+                throw;
+            }
+        };
         for (size_t i = 0; i < digests.size(); ++i) {
             if (!places[i]) {
                 return ServiceResult(kContentMissing, "chunk " + ToHex(digests[i]) + " is not in the vault");
             }
-            if (!visit(reader.Read({digests[i], *places[i]}, buffer))) {
+            if (!visit(read({digests[i], *places[i]}))) {
                 return ServiceResult(kCancelled, ServiceCodeText(kCancelled));
             }
         }
@@ -325,6 +374,7 @@ ServiceResult EmbeddedService::ReadChunks(std::span<const Digest> digests,
 ServiceResult EmbeddedService::StoreTask(const std::string& request) {
     return AtServiceEdge([&] {
         m_catalog->StoreTask(request);
+        Leave();  // a run ends with this
         return ServiceResult();
     });
 }
@@ -360,7 +410,14 @@ ServiceResult EmbeddedService::QueueMail(const std::string& message) {
 }
 
 ServiceResult EmbeddedService::Verify(const VerifyOptions& options, VerifyReport& report) {
-    return AtServiceEdge([&] { return VerifyVault(*m_catalog, *m_store, options, report); });
+    return AtServiceEdge([&] {
+        bool marked = false;
+        ServiceResult result = VerifyVault(*m_catalog, *m_store, options, report, !m_readOnly, marked);
+        if (marked) {
+            m_changed = true;
+        }
+        return result;
+    });
 }
 
 ServiceResult EmbeddedService::Statistics(ServiceStatistics& statistics) {

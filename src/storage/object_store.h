@@ -40,7 +40,8 @@ public:
     // Keys that begin with `prefix`, a level with its "/"; the order is open.
     virtual void List(const std::string& prefix,
                       const std::function<void(const std::string& key, int64_t size)>& visit) = 0;
-    // Null if another writer owns it. `create` makes it if it is missing; otherwise that is kNotFound.
+    // Null if another writer owns it. With `create` it is made, and kNameTaken if there is one already;
+    // without it a missing one is kNotFound.
     virtual std::unique_ptr<AppendObject> OpenAppend(const std::string& key, bool create) = 0;
     // Bytes that can still be stored, as far as the store can tell.
     virtual int64_t FreeBytes() = 0;

@@ -1,14 +1,16 @@
 #include "storage/pack_format.h"
 
+#include <charconv>
+
 #include "storage/byte_order.h"
 
 namespace rampart {
 namespace {
 
 constexpr std::string_view kPackMagic = "RAMPPACK";
-constexpr std::string_view kEntryMagic = "RPE1";
 constexpr size_t kHeaderChecksumAt = kEntryHeaderBytes - sizeof(uint64_t);
 constexpr size_t kPackKeyDigits = 10;
+constexpr std::string_view kPackSuffix = ".pack";
 
 }  // namespace
 
@@ -54,7 +56,19 @@ std::optional<EntryHeader> ParseEntryHeader(std::string_view bytes) {
 std::string PackKey(int64_t packId) {
     std::string digits = std::to_string(packId);
     digits.insert(0, digits.size() < kPackKeyDigits ? kPackKeyDigits - digits.size() : 0, '0');
-    return kPackPrefix + digits + ".pack";
+    return kPackPrefix + digits + std::string(kPackSuffix);
+}
+
+std::optional<int64_t> PackIdOf(std::string_view key) {
+    int64_t id = 0;
+    const std::string_view prefix(kPackPrefix);
+    if (!key.starts_with(prefix) || !key.ends_with(kPackSuffix)) {
+        return std::nullopt;
+    }
+    const char* const end = key.data() + key.size() - kPackSuffix.size();
+    const auto [stop, error] = std::from_chars(key.data() + prefix.size(), end, id);
+    return error == std::errc() && stop == end && id > 0 && PackKey(id) == key ? std::optional(id)
+                                                                               : std::nullopt;
 }
 
 }  // namespace rampart

@@ -20,6 +20,7 @@ bool IsPackHeader(std::string_view bytes);
 // Entry header: "RPE1", flags, stored size, content size, digest, checksum of the stored bytes, checksum of
 // the header up to here.
 inline constexpr size_t kEntryHeaderBytes = 64;
+inline constexpr std::string_view kEntryMagic = "RPE1";
 
 struct EntryHeader {
     Digest digest;
@@ -36,6 +37,8 @@ std::optional<EntryHeader> ParseEntryHeader(std::string_view bytes);
 
 // "packs/0000000012.pack"
 std::string PackKey(int64_t packId);
+// Nothing for a key that is none of a pack.
+std::optional<int64_t> PackIdOf(std::string_view key);
 inline constexpr char kPackPrefix[] = "packs/";
 
 }  // namespace rampart

@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "storage/pack_format.h"
+#include "storage/pack_scan.h"
 #include "storage/storage_error.h"
+#include "storage/vault_horizon.h"
 
 namespace rampart {
 namespace {
@@ -15,22 +17,23 @@ constexpr size_t kBufferBytes = 4u << 20;
 PackWriter::PackWriter(Catalog& catalog, ObjectStore& store, int64_t packLimit)
     : m_catalog(catalog), m_store(store), m_packLimit(packLimit) {}
 
-void PackWriter::TrimTails() {
-    for (const PackState& listed : m_catalog.UnsealedPacks()) {
-        if (m_store.Size(PackKey(listed.id)).value_or(0) <= listed.bytes) {
-            continue;
-        }
-        try {
-            const auto object = m_store.OpenAppend(PackKey(listed.id), false);
-            if (object) {
-                // Asked again under the lock: the owner may have committed in between.
-                const PackState pack = m_catalog.GetPack(listed.id);
-                if (object->Size() > pack.bytes) {
-                    object->Truncate(pack.bytes);
-                }
+void PackWriter::BeginAppending() {
+    if (m_appending) {
+        return;
+    }
+    const std::string lack = LackOfCatalog(m_catalog, m_store, false);
+    if (!lack.empty()) {
+        throw StorageError(kVaultDamaged,
+                           "the catalog is older than its packs: " + lack + "; " + kRepairAdvice);
+    }
+    m_appending = true;
+    for (const PackState& pack : m_catalog.UnsealedPacks()) {
+        if (m_store.Size(PackKey(pack.id)).value_or(0) > pack.bytes) {
+            try {
+                Adopt(pack.id);
+            } catch (const StorageError&) {
+                // It stays where it is, and what it holds is sent again.
             }
-        } catch (const StorageError&) {
-            // The tail is harmless where it is, and whoever writes to this pack next cuts it.
         }
     }
 }
@@ -38,10 +41,10 @@ void PackWriter::TrimTails() {
 void PackWriter::Add(std::span<const Chunk> chunks) {
     std::lock_guard lock(m_addMutex);
     for (const Chunk& chunk : chunks) {
+        OpenPack& pack = CurrentPack();
         if (m_pending.contains(chunk.digest)) {
             continue;
         }
-        OpenPack& pack = CurrentPack();
         const ChunkPlace place{pack.state.id, pack.state.bytes, static_cast<uint32_t>(chunk.stored.size()),
                                chunk.size, chunk.flags};
         AppendEntry(chunk, m_buffer);
@@ -56,8 +59,11 @@ void PackWriter::Add(std::span<const Chunk> chunks) {
     }
 }
 
-void PackWriter::MarkPending(std::span<const Digest> digests, std::vector<uint8_t>& known) {
+void PackWriter::MarkPending(std::span<const Digest> digests, std::vector<uint8_t>& known, bool mayAppend) {
     std::lock_guard lock(m_addMutex);
+    if (mayAppend) {
+        BeginAppending();
+    }
     for (size_t i = 0; i < digests.size(); ++i) {
         known[i] |= static_cast<uint8_t>(m_pending.contains(digests[i]));
     }
@@ -93,6 +99,7 @@ void PackWriter::Commit(const Record& record) {
             pack.object->Sync();
         } catch (...) {
             std::lock_guard lock(m_addMutex);
+            CutOwn();
             Abandon();
             throw;
         }
@@ -108,14 +115,25 @@ void PackWriter::Commit(const Record& record) {
         m_pending.erase(chunk.digest);
     }
     m_pendingBytes -= bytes;
+    // Those that are all committed; only the last one still grows.
     for (const PackState& state : states) {
-        if (state.sealed) {
-            std::erase_if(m_packs, [&](const OpenPack& pack) { return pack.state.id == state.id; });
+        for (size_t i = 0; i < m_packs.size(); ++i) {
+            const PackState& pack = m_packs[i].state;
+            if (pack.id != state.id) {
+                continue;
+            }
+            m_packs[i].sure = state.bytes;
+            const bool grows = i + 1 == m_packs.size() && !pack.sealed;
+            if (pack.bytes == state.bytes && !grows) {
+                m_packs.erase(m_packs.begin() + static_cast<ptrdiff_t>(i));
+            }
+            break;
         }
     }
 }
 
 PackWriter::OpenPack& PackWriter::CurrentPack() {
+    BeginAppending();
     if (!m_packs.empty() && !m_packs.back().state.sealed) {
         return m_packs.back();
     }
@@ -131,29 +149,69 @@ PackWriter::OpenPack& PackWriter::CurrentPack() {
     return m_packs.back();
 }
 
+// Makes the pack the one that grows; false if it cannot be. What was put before is in the file then.
 bool PackWriter::Adopt(int64_t packId) {
-    PackState pack = m_catalog.GetPack(packId);
-    if (pack.bytes > 0 && !m_store.Size(PackKey(packId))) {
+    if (m_distrusted.contains(packId)) {
         return false;
     }
-    std::shared_ptr<AppendObject> object = m_store.OpenAppend(PackKey(packId), pack.bytes == 0);
-    if (!object) {
+    const std::string key = PackKey(packId);
+    OpenPack pack;
+    pack.state = m_catalog.GetPack(packId);
+    const bool exists = m_store.Size(key).has_value();
+    if (pack.state.bytes > 0 && !exists) {
         return false;
     }
-    pack = m_catalog.GetPack(packId);
-    const int64_t size = object->Size();
-    if (pack.sealed || size < pack.bytes) {
+    try {
+        pack.object = m_store.OpenAppend(key, !exists);
+    } catch (const StorageError& error) {
+        if (error.code() != kNameTaken) {
+            throw;
+        }
+    }
+    if (!pack.object) {
+        return false;
+    }
+    pack.state = m_catalog.GetPack(packId);  // again, under the lock: its owner may have committed in between
+    const int64_t size = pack.object->Size();
+    if (pack.state.sealed || size < pack.state.bytes) {
         // Shorter than what was committed to it: nothing may be written over the gap, verify tells of it.
         return false;
     }
-    if (size > pack.bytes) {
-        object->Truncate(pack.bytes);
+    Flush();
+    if (size > pack.state.bytes && !TakeOver(pack, size)) {
+        return false;
     }
-    if (pack.bytes == 0) {
+    pack.sure = pack.state.bytes;
+    if (pack.state.bytes == 0) {
         m_buffer = PackHeader();
-        pack.bytes = kPackHeaderBytes;
+        pack.state.bytes = kPackHeaderBytes;
     }
-    m_packs.push_back({pack, std::move(object)});
+    m_packs.push_back(std::move(pack));
+    return !m_packs.back().state.sealed;
+}
+
+// What lies behind the committed end: intact entries become pending, other bytes behind them go. False if the
+// object is none of ours.
+bool PackWriter::TakeOver(OpenPack& pack, int64_t size) {
+    const PackScan scan = ScanPack(m_store, pack.state.id, pack.state.bytes, size, true);
+    if (!scan.isPack) {
+        char bytes[kPackHeaderBytes];
+        const std::string_view begun(bytes, m_store.GetRange(PackKey(pack.state.id), 0, bytes, sizeof bytes));
+        if (pack.state.bytes > 0 || begun.size() >= kPackHeaderBytes || !PackHeader().starts_with(begun)) {
+            return false;
+        }
+        pack.object->Truncate(0);
+        return true;
+    }
+    for (const PlacedChunk& chunk : scan.entries) {
+        m_pending.emplace(chunk.digest, chunk.place);
+    }
+    m_pendingBytes += scan.end - pack.state.bytes;
+    pack.state.bytes = scan.end;
+    pack.state.sealed = scan.end >= m_packLimit;
+    if (scan.end < size) {
+        pack.object->Truncate(scan.end);
+    }
     return true;
 }
 
@@ -169,6 +227,18 @@ void PackWriter::Flush() {
         throw;
     }
     m_buffer.clear();
+}
+
+// After a sync that failed nobody can tell what of this process's own bytes is on the disk, and reading them
+// back tells what is in memory only: nobody is to take them over.
+void PackWriter::CutOwn() {
+    for (const OpenPack& pack : m_packs) {
+        try {
+            pack.object->Truncate(std::max(pack.sure, m_catalog.GetPack(pack.state.id).bytes));
+        } catch (const StorageError&) {
+            m_distrusted.insert(pack.state.id);
+        }
+    }
 }
 
 void PackWriter::Abandon() {

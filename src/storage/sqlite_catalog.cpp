@@ -37,6 +37,7 @@ SqliteCatalog::SqliteCatalog(const std::string& path, const std::string& vaultNa
     }
     if (!readOnly) {
         m_writer = Connect(kWriterCacheKibibytes);
+        m_writer->Execute("PRAGMA journal_mode=WAL");  // a repaired catalog comes without
         UpgradeCatalogSchema(*m_writer);
     }
 }
@@ -78,14 +79,19 @@ void SqliteCatalog::GiveBack(std::unique_ptr<SqliteConnection> reader) {
 std::vector<std::optional<ChunkPlace>> SqliteCatalog::FindChunks(std::span<const Digest> digests) {
     return Read([&](SqliteConnection& connection) {
         std::vector<std::optional<ChunkPlace>> places(digests.size());
-        SqliteStatement query =
-            connection.Prepare("SELECT pack, position, stored, size, flags FROM chunk WHERE digest=?");
+        SqliteStatement query = connection.Prepare(
+            "SELECT pack, position, stored, size, flags,"
+            " EXISTS(SELECT 1 FROM damaged d WHERE d.digest=chunk.digest)"
+            " FROM chunk WHERE digest=?");
         for (size_t i = 0; i < digests.size(); ++i) {
             query.BindBlob(1, digests[i].View());
             if (query.Step()) {
-                places[i] =
-                    ChunkPlace{query.Int(0), query.Int(1), static_cast<uint32_t>(query.Int(2)),
-                               static_cast<uint32_t>(query.Int(3)), static_cast<uint32_t>(query.Int(4))};
+                places[i] = ChunkPlace{query.Int(0),
+                                       query.Int(1),
+                                       static_cast<uint32_t>(query.Int(2)),
+                                       static_cast<uint32_t>(query.Int(3)),
+                                       static_cast<uint32_t>(query.Int(4)),
+                                       query.Int(5) != 0};
             }
             query.Reset();
         }
@@ -128,6 +134,18 @@ PackState SqliteCatalog::GetPack(int64_t id) {
 int64_t SqliteCatalog::PackBytes() {
     return Read([&](SqliteConnection& connection) {
         return connection.Number("SELECT coalesce(sum(bytes), 0) FROM pack");
+    });
+}
+
+int64_t SqliteCatalog::Horizon(std::vector<PackState>& packs) {
+    return Read([&](SqliteConnection& connection) {
+        packs.clear();
+        SqliteStatement query = connection.Prepare(
+            "SELECT id, bytes, sealed FROM pack WHERE sealed=0 OR id=(SELECT max(id) FROM pack) ORDER BY id");
+        while (query.Step()) {
+            packs.push_back({query.Int(0), query.Int(1), query.Int(2) != 0});
+        }
+        return SqliteTree(connection).Sequence();
     });
 }
 

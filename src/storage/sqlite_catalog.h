@@ -41,6 +41,10 @@ public:
     int64_t CopyFile(std::string_view path, std::string_view targetFolder, std::string_view newName,
                      int64_t& id) override;
 
+    int64_t MarkDamaged(std::span<const Digest> digests) override;
+    int64_t MarkSound(std::span<const Digest> digests) override;
+    std::vector<Digest> DamagedChunks() override;
+
     std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) override;
     int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) override;
     void OpenFile(std::string_view path, FileContent& content) override;
@@ -50,6 +54,7 @@ public:
     std::vector<PackState> UnsealedPacks() override;
     PackState GetPack(int64_t id) override;
     int64_t PackBytes() override;
+    int64_t Horizon(std::vector<PackState>& packs) override;
 
     std::string GetSetting(std::string_view name) override;
     void SetSetting(std::string_view name, std::string_view value) override;
@@ -59,6 +64,7 @@ public:
     std::vector<std::string> TaskNames() override;
     void DeleteTask(std::string_view name) override;
 
+    int64_t CopyTo(const std::string& path) override;
     void Audit(const AuditVisitor& visitor) override;
     ServiceStatistics Statistics() override;
     int64_t OwnBytes() override;

@@ -65,11 +65,12 @@ bool AuditChunks(SqliteConnection& connection, const AuditVisitor& visitor) {
 
 // What is wrong with the content of one file; empty if nothing.
 std::string FaultOfContent(SqliteConnection& connection, const SqliteStatement& file,
-                           std::vector<ChunkReference>& chunks) {
+                           std::vector<ChunkReference>& chunks, const AuditVisitor& visitor) {
     if (!UnpackChunkList(file.Bytes(4), chunks)) {
         return "its chunk list is damaged";
     }
     int64_t sum = 0;
+    std::string fault;
     SqliteStatement query = connection.Prepare("SELECT size FROM chunk WHERE digest=?");
     for (const ChunkReference& chunk : chunks) {
         query.BindBlob(1, chunk.digest.View());
@@ -81,6 +82,13 @@ std::string FaultOfContent(SqliteConnection& connection, const SqliteStatement& 
         }
         sum += chunk.size;
         query.Reset();
+        std::string damage = visitor.fault(chunk.digest);
+        if (fault.empty()) {
+            fault = std::move(damage);
+        }
+    }
+    if (!fault.empty()) {
+        return fault;
     }
     const bool encrypted = (file.Int(3) & kRecordEncrypted) != 0;
     return encrypted || sum == file.Int(2) ? "" : "its chunks do not make up its size";
@@ -91,7 +99,7 @@ void AuditFiles(SqliteConnection& connection, const AuditVisitor& visitor) {
         connection.Prepare("SELECT parent, name, size, flags, chunks FROM record WHERE kind=0");
     std::vector<ChunkReference> chunks;
     while (files.Step()) {
-        const std::string fault = FaultOfContent(connection, files, chunks);
+        const std::string fault = FaultOfContent(connection, files, chunks, visitor);
         if (!fault.empty()) {
             std::string problem = "file ";
             problem += JoinServerPath(SqliteTree(connection).FolderPath(files.Int(0)), files.Bytes(1));

@@ -8,6 +8,7 @@
 #include "storage/server_path.h"
 #include "storage/sqlite_attributes.h"
 #include "storage/sqlite_catalog.h"
+#include "storage/sqlite_damage.h"
 #include "storage/sqlite_schema.h"
 
 namespace rampart {
@@ -48,7 +49,9 @@ private:
     void StoreChunks() {
         SqliteStatement insert = m_connection.Prepare(
             "INSERT INTO chunk(digest, pack, position, stored, size, flags) VALUES(?, ?, ?, ?, ?, ?)"
-            " ON CONFLICT(digest) DO NOTHING");
+            " ON CONFLICT(digest) DO UPDATE SET pack=excluded.pack, position=excluded.position,"
+            " stored=excluded.stored, size=excluded.size, flags=excluded.flags"
+            " WHERE EXISTS(SELECT 1 FROM damaged d WHERE d.digest=excluded.digest)");
         // In the order of the table, so that neighbours find their page at hand.
         std::vector<PlacedChunk> chunks(m_commit.chunks.begin(), m_commit.chunks.end());
         std::sort(chunks.begin(), chunks.end(),
@@ -59,6 +62,15 @@ private:
             insert.BindBlob(1, chunk.digest.View()).Bind(2, place.pack).Bind(3, place.offset);
             insert.Bind(4, place.storedSize).Bind(5, place.size).Bind(6, place.flags).Run();
             m_newChunks.emplace(chunk.digest, place.size);
+        }
+        SqliteDamage damage(m_connection);
+        if (!chunks.empty() && damage.Any()) {
+            std::vector<Digest> stored;
+            std::transform(chunks.begin(), chunks.end(), std::back_inserter(stored),
+                           [](const PlacedChunk& chunk) { return chunk.digest; });
+            for (const int64_t folder : damage.Heal(stored)) {
+                Touch(folder, 0);
+            }
         }
     }
 
@@ -135,7 +147,9 @@ private:
     }
 
     int64_t StoredSize(const Digest& digest) {
-        SqliteStatement query = m_connection.Prepare("SELECT size FROM chunk WHERE digest=?");
+        // What is known to be damaged counts as missing, so that it is sent again.
+        SqliteStatement query = m_connection.Prepare(
+            "SELECT size FROM chunk WHERE digest=?1 AND NOT EXISTS(SELECT 1 FROM damaged WHERE digest=?1)");
         query.BindBlob(1, digest.View());
         return query.Step() ? query.Int(0) : -1;
     }

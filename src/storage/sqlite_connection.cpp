@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "storage/storage_error.h"
+#include "storage/vault_horizon.h"
 
 namespace rampart {
 namespace {
@@ -143,9 +144,7 @@ void SqliteConnection::Fail(int result) const {
     switch (extended & 0xff) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
-            throw StorageError(kVaultDamaged,
-                               catalog + " is damaged: " + reason +
-                                   "; its packs are untouched; put a copy of its catalog.db back");
+            throw StorageError(kVaultDamaged, catalog + " is damaged: " + reason + "; " + kRepairAdvice);
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
             throw StorageError(kConnectionFailed, catalog + " is kept busy by another process");

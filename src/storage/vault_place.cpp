@@ -1,4 +1,5 @@
-// Making a vault in a folder, and opening one there with a clear word about what is wrong.
+#include "storage/vault_place.h"
+
 #include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/file_system.h"
@@ -7,38 +8,16 @@
 #include "storage/account_settings.h"
 #include "storage/directory_store.h"
 #include "storage/embedded_service.h"
-#include "storage/pack_format.h"
 #include "storage/sqlite_catalog.h"
 #include "storage/storage_error.h"
+#include "storage/vault_horizon.h"
 
 namespace rampart {
 namespace {
 
 using platform::Text;
 
-constexpr char kCatalogName[] = "catalog.db";
-constexpr char kPacksName[] = "packs";
 constexpr uint32_t kLeastCustomerId = 10000000;
-
-struct VaultPlace {
-    explicit VaultPlace(const std::string& nativeFolder) : native(nativeFolder) {
-        while (native.size() > 1 && (native.back() == '/' || native.back() == '\\')) {
-            native.pop_back();
-        }
-        folder = platform::ToEnginePath(native);
-        if (folder.empty()) {
-            throw StorageError(kInvalidRequest, "\"" + nativeFolder + "\" is not an absolute path");
-        }
-    }
-    Text Inside(const char* name) const {
-        const std::string_view view(name);
-        return folder + _T("\\") + Text(view.begin(), view.end());
-    }
-    std::string NativeInside(const char* name) const { return native + "/" + name; }
-
-    std::string native;
-    Text folder;
-};
 
 bool HoldsForeignEntries(const VaultPlace& place) {
     auto reader = platform::DirectoryReader::Open(place.folder, false);
@@ -49,11 +28,23 @@ bool HoldsForeignEntries(const VaultPlace& place) {
     platform::DirectoryEntry entry;
     while (reader->Next(entry)) {
         const std::string name = platform::ToUtf8(entry.name);
-        if (!name.starts_with(kCatalogName) && name != kPacksName && name != "lost+found") {
+        if (!name.starts_with(kCatalogName) && name != kPacksName && name != kSnapshotsName &&
+            name != kLockName && name != "lost+found") {
             return true;
         }
     }
     return false;
+}
+
+bool HoldsFiles(const Text& folder) {
+    auto reader = platform::DirectoryReader::Open(folder, false);
+    platform::DirectoryEntry entry;
+    return reader && reader->Next(entry);
+}
+
+// Whether content of a vault lies there whose catalog is lost.
+bool HoldsContent(const VaultPlace& place) {
+    return HoldsFiles(place.Inside(kPacksName)) || HoldsFiles(place.Inside(kSnapshotsName));
 }
 
 void CreateVault(const VaultPlace& place) {
@@ -61,13 +52,18 @@ void CreateVault(const VaultPlace& place) {
     if (platform::QueryStatus(place.folder, status) && status.IsRegularFile()) {
         throw StorageError(kNameTaken, place.native + " is a file");
     }
+    const bool hasCatalog = platform::QueryStatus(place.Inside(kCatalogName), status) && status.size > 0;
+    if (!hasCatalog && HoldsContent(place)) {
+        throw StorageError(kVaultDamaged, "the catalog of the vault at " + place.native + " is missing; " +
+                                              kRepairAdvice + ", and nothing was made here");
+    }
     if (!platform::CreateFolders(place.folder) || !platform::CreateFolders(place.Inside(kPacksName))) {
         const uint32_t error = platform::LastError();
         throw StorageError(
             error == platform::kDiskFull ? kNoSpace : kVaultReadOnly,
             "cannot create " + place.native + ": " + platform::ToUtf8(platform::ErrorText(error)));
     }
-    if (platform::QueryStatus(place.Inside(kCatalogName), status) && status.size > 0) {
+    if (hasCatalog) {
         throw StorageError(kNameTaken, place.native + " is a vault already");
     }
     if (HoldsForeignEntries(place)) {
@@ -91,9 +87,12 @@ void RequireCatalog(const VaultPlace& place) {
     platform::FileStatus status;
     if (platform::QueryStatus(place.Inside(kCatalogName), status)) {
         if (status.size == 0) {
-            throw StorageError(kVaultMissing,
-                               "the vault at " + place.native +
-                                   " was never finished: its catalog is empty; create it again");
+            throw HoldsContent(place)
+                ? StorageError(kVaultDamaged,
+                               "the catalog of the vault at " + place.native + " is empty; " + kRepairAdvice)
+                : StorageError(kVaultMissing, "the vault at " + place.native +
+                                                  " was never finished: its catalog is empty and it holds no "
+                                                  "content; create it again");
         }
         return;
     }
@@ -108,10 +107,9 @@ void RequireCatalog(const VaultPlace& place) {
     if (status.IsRegularFile()) {
         throw StorageError(kInvalidRequest, place.native + " is a file, not the folder of a vault");
     }
-    if (platform::QueryStatus(place.Inside(kPacksName), status)) {
+    if (HoldsContent(place)) {
         throw StorageError(kVaultDamaged,
-                           "the catalog of the vault at " + place.native +
-                               " is missing; its packs are untouched; put a copy of its catalog.db back");
+                           "the catalog of the vault at " + place.native + " is missing; " + kRepairAdvice);
     }
     throw StorageError(kVaultMissing, place.native + " is not a vault");
 }
@@ -130,14 +128,58 @@ std::unique_ptr<EmbeddedService> OpenVault(const VaultPlace& place, VaultOptions
         options.readOnly = true;
         catalog = std::make_unique<SqliteCatalog>(catalogPath, place.native, true, options.busyTimeoutMs);
     }
+    std::unique_ptr<platform::FileHandle> lock;
+    if (!options.readOnly) {
+        lock = LockVault(place, false);
+        // A repair may have put another catalog there before the lock was ours.
+        RequireCatalog(place);
+    }
     std::unique_ptr<ObjectStore> store = std::make_unique<DirectoryStore>(place.native);
     if (options.wrapStore) {
         store = options.wrapStore(std::move(store));
     }
-    return std::make_unique<EmbeddedService>(place.native, std::move(catalog), std::move(store), options);
+    auto service =
+        std::make_unique<EmbeddedService>(place.native, std::move(catalog), std::move(store), options);
+    service->SetPlace(place.NativeInside(kSnapshotBase), std::move(lock));
+    return service;
 }
 
 }  // namespace
+
+VaultPlace::VaultPlace(const std::string& nativeFolder) : native(nativeFolder) {
+    while (native.size() > 1 && (native.back() == '/' || native.back() == '\\')) {
+        native.pop_back();
+    }
+    folder = platform::ToEnginePath(native);
+    if (folder.empty()) {
+        throw StorageError(kInvalidRequest, "\"" + nativeFolder + "\" is not an absolute path");
+    }
+}
+
+Text VaultPlace::Inside(std::string_view name) const {
+    return folder + _T("\\") + Text(name.begin(), name.end());
+}
+
+std::unique_ptr<platform::FileHandle> LockVault(const VaultPlace& place, bool alone) {
+    auto lock = platform::FileHandle::Open(
+        place.Inside(kLockName),
+        platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate | platform::kOpenPrivate);
+    if (!lock) {
+        // On a full disk a vault of an earlier program still opens.
+        if (!alone) {
+            return nullptr;
+        }
+        throw StorageError(kVaultReadOnly, "cannot lock the vault at " + place.native + ": " +
+                                               platform::ToUtf8(platform::ErrorText(platform::LastError())));
+    }
+    if (!lock->TryLock(alone)) {
+        throw StorageError(kConnectionFailed,
+                           alone ? "the vault at " + place.native +
+                                       " is in use: stop what works with it, the service too, and try again"
+                                 : "the vault at " + place.native + " is being repaired");
+    }
+    return lock;
+}
 
 ServiceResult EmbeddedService::Create(const std::string& nativeFolder) {
     return AtServiceEdge([&] {

@@ -7,8 +7,9 @@
 namespace rampart {
 
 // kVaultDamaged if a problem was found, kCancelled if the progress call said so. Works on one snapshot of the
-// catalog, beside running writers.
+// catalog, beside running writers. With `mayMark` damaged chunks are marked, and marks of those that were
+// read and found sound go; `marked` says whether files changed by that.
 ServiceResult VerifyVault(Catalog& catalog, ObjectStore& store, const VerifyOptions& options,
-                          VerifyReport& report);
+                          VerifyReport& report, bool mayMark, bool& marked);
 
 }  // namespace rampart

@@ -79,22 +79,28 @@ TEST_F(CrashTest, NothingAcknowledgedIsLostWhenKilledAtAnyMoment) {
     EXPECT_GT(acknowledged, 0u);
 }
 
-TEST_F(CrashTest, OpeningCutsWhatAKilledWriterLeftBehind) {
+TEST_F(CrashTest, WhatAKilledWriterLeftIsUntouchedByReadersAndTakenOverByTheNextWriter) {
     service.reset();
     RunWriter("a", "12 call 5");
-    const auto packBytes = [&] {
-        int64_t bytes = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.Path("vault/packs"))) {
-            bytes += static_cast<int64_t>(entry.file_size());
-        }
-        return bytes;
-    };
-    const int64_t before = packBytes();
+    const std::string pack = folder.Read("vault/packs/0000000001.pack");
     Reopen();
     ServiceStatistics statistics;
     ExpectOk(service->Statistics(statistics));
-    EXPECT_LT(packBytes(), before);
-    EXPECT_EQ(packBytes(), statistics.packBytes);
+    EXPECT_LT(statistics.packBytes, static_cast<int64_t>(pack.size()));
+    ExpectSound(*service);
+    EXPECT_EQ(TreeOf(*service).size(), statistics.files + 1u);
+    Reopen();
+    EXPECT_TRUE(folder.Read("vault/packs/0000000001.pack") == pack);
+
+    // The content that is there whole is known now, also without being sent, and lasts with the next commit.
+    const int64_t chunksBefore = statistics.chunks;
+    ExpectOk(StoreFile(*service, "\\after", "small"));
+    ExpectOk(service->Statistics(statistics));
+    EXPECT_GT(statistics.chunks, chunksBefore + 1);
+    const std::string after = folder.Read("vault/packs/0000000001.pack");
+    EXPECT_EQ(static_cast<int64_t>(after.size()), statistics.packBytes);
+    ExpectContent(*service, "\\after", "small");
+    ExpectSound(*service);
 }
 
 TEST_F(CrashTest, TwoProcessesWriteAtOnce) {

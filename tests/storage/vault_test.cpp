@@ -30,7 +30,17 @@ TEST_F(VaultTest, PlacesThatAreNoVaultAreNamed) {
     expect("file", kInvalidRequest, "is a file");
     expect("empty", kVaultMissing, "is not a vault");
     expect("lost", kVaultDamaged, "its packs are untouched");
+    place.Write("emptied/catalog.db", "");
+    place.Write("emptied/packs/0000000001.pack", "x");
     expect("begun", kVaultMissing, "never finished");
+    for (const std::string name : {"lost", "emptied"}) {
+        expect(name, kVaultDamaged, "rampart vault repair");
+        const ServiceResult made = EmbeddedService::Create(place.Native(name));
+        EXPECT_EQ(made.code, kVaultDamaged) << name;
+        EXPECT_THAT(made.message, HasSubstr("rampart vault repair"));
+        EXPECT_EQ(place.Read(name + "/packs/0000000001.pack"), "x");
+        EXPECT_EQ(place.Read(name + "/catalog.db"), "");
+    }
     EXPECT_EQ(OpenResult("").code, kInvalidRequest);
 }
 
