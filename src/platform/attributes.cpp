@@ -26,6 +26,8 @@ enum Tag : uint8_t {
     kCreationTime = 13,
     kSecurityDescriptor = 14,
     kStream = 15,  // as kExtended
+    kFarWriteSeconds = 16,
+    kFarWriteNanoseconds = 17,
 };
 
 void AppendLength(std::string& bytes, size_t length) {
@@ -147,6 +149,12 @@ void TakeInto(const Field& field, Attributes& attributes) {
         case kSecurityDescriptor:
             attributes.securityDescriptor = field.bytes;
             break;
+        case kFarWriteSeconds:
+            attributes.farWriteSeconds = static_cast<int64_t>(NumberOf(field.bytes));
+            break;
+        case kFarWriteNanoseconds:
+            attributes.farWriteNanoseconds = number32();
+            break;
         case kStream:
             TakePair(field.bytes, attributes.streams);
             break;
@@ -176,6 +184,8 @@ std::string EncodeAttributes(const Attributes& attributes) {
     AppendNumber(bytes, kCreationTime, static_cast<uint64_t>(attributes.creationTime));
     AppendText(bytes, kSecurityDescriptor, attributes.securityDescriptor);
     AppendPairs(bytes, kStream, attributes.streams);
+    AppendNumber(bytes, kFarWriteSeconds, static_cast<uint64_t>(attributes.farWriteSeconds));
+    AppendNumber(bytes, kFarWriteNanoseconds, attributes.farWriteNanoseconds);
     return bytes;
 }
 
