@@ -12,6 +12,9 @@
 
 namespace rampart::platform {
 
+// Whether a file can have this one name here, so that it is no way to elsewhere either.
+bool IsFileName(TextView name);
+
 // Names are engine names. One that no file can have, or that would be a way (".", "..", a separator, a NUL),
 // fails with kInvalidName. Operations set LastError on a failure; any thread may call them.
 class FolderHandle {

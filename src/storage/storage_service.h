@@ -131,8 +131,7 @@ struct LocatedFile {
 
 // Called for each chunk that was asked for, in that order, with its number; `result` tells why one could not
 // be read. Its bytes are valid only during the call. False ends the reading.
-using PlacedChunkVisitor =
-    std::function<bool(size_t index, const Chunk& chunk, const ServiceResult& result)>;
+using PlacedChunkVisitor = std::function<bool(size_t index, const Chunk& chunk, const ServiceResult& result)>;
 
 struct SessionInfo {
     std::string sessionId;

@@ -56,9 +56,8 @@ public:
     }
 
     bool MakeFolder(TextView name) override {
-        return WithName(name, [&](const char* native) {
-            return mkdirat(m_fd.Get(), native, kPrivateFolderMode) == 0;
-        });
+        return WithName(
+            name, [&](const char* native) { return mkdirat(m_fd.Get(), native, kPrivateFolderMode) == 0; });
     }
 
     std::unique_ptr<FileHandle> MakeFile(TextView name) override {
@@ -82,9 +81,8 @@ public:
     }
 
     bool MakeLink(TextView name, const std::string& target) override {
-        return WithName(name, [&](const char* native) {
-            return symlinkat(target.c_str(), m_fd.Get(), native) == 0;
-        });
+        return WithName(
+            name, [&](const char* native) { return symlinkat(target.c_str(), m_fd.Get(), native) == 0; });
     }
 
     bool ReadLink(TextView name, std::string& target) override {
@@ -118,9 +116,8 @@ public:
     }
 
     bool QueryStatus(TextView name, FileStatus& status) override {
-        return WithName(name, [&](const char* native) {
-            return ReadStatus(m_fd.Get(), native, native, status);
-        });
+        return WithName(name,
+                        [&](const char* native) { return ReadStatus(m_fd.Get(), native, native, status); });
     }
 
     std::unique_ptr<DirectoryReader> List(bool withStatus) override {
@@ -202,6 +199,10 @@ private:
 };
 
 }  // namespace
+
+bool IsFileName(TextView name) {
+    return !SingleName(name).empty();
+}
 
 std::shared_ptr<FolderHandle> FolderHandle::Open(TextView path) {
     const std::string native = ToNativePath(path);

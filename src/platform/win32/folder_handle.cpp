@@ -135,6 +135,10 @@ private:
 
 }  // namespace
 
+bool IsFileName(TextView name) {
+    return IsSingleName(name);
+}
+
 std::shared_ptr<FolderHandle> FolderHandle::Open(TextView path) {
     return WindowsFolder::OpenAt(nullptr, Text(path), true);
 }
