@@ -18,7 +18,7 @@ endfunction()
 
 # What a test of the engine links: rooms of floors 3 to 5 know each other in both directions.
 set(RAMPART_WHOLE_ENGINE
-  "$<LINK_GROUP:RESCAN,rampart_engine,rampart_manager,rampart_link,rampart_run,rampart_task,rampart_paths,rampart_progress,rampart_eventlog,rampart_transferlib,rampart_filterlib,rampart_progresslib,rampart_snapcopylib>"
+  "$<LINK_GROUP:RESCAN,rampart_engine,rampart_manager,rampart_link,rampart_run,rampart_restore,rampart_task,rampart_paths,rampart_progress,rampart_eventlog,rampart_transferlib,rampart_filterlib,rampart_progresslib,rampart_snapcopylib>"
   rampart_storage rampart_baselib rampart_framework rampart_platform)
 
 # Test programs name the machine's folders as they see them: under Wine its root is a drive.

@@ -13,7 +13,7 @@ FLOORS = {
     "interfaces": 1, "framework": 1,
     "baselib": 2, "progresslib": 2, "filterlib": 2, "snapcopylib": 2, "storage": 2, "transferlib": 2,
     "progress": 3, "eventlog": 3, "logstore": 3, "paths": 3,
-    "run": 4, "task": 4,
+    "run": 4, "task": 4, "restore": 4,
     "engine": 5, "manager": 5, "link": 5,
 }
 # Inside floor 2 a library may use these others.

@@ -35,9 +35,12 @@ struct VAULTLIB_API VaultEntry {
     CString name;
     bool isFolder = false;
     bool isPartial = false;
+    bool isLink = false;     // a symbolic link
+    bool isSpecial = false;  // a pipe or a device
     __int64 size = 0;
     __int64 modifiedTime = 0;
     __int64 storedTime = 0;
+    __int64 goneTime = INT64_MIN;  // when it was not there any more; unknown: it is there
 };
 
 // What this process made visible in the vault since it connected.

@@ -27,6 +27,8 @@ enum Tag : uint8_t {
     kSecurityDescriptor = 14,
     kStream = 15,  // as kExtended
     kMountRootTag = 16,
+    kFarWriteSeconds = 17,
+    kFarWriteNanoseconds = 18,
 };
 
 void AppendLength(std::string& bytes, size_t length) {
@@ -151,6 +153,12 @@ void TakeInto(const Field& field, Attributes& attributes) {
         case kMountRootTag:
             attributes.isMountRoot = NumberOf(field.bytes) != 0;
             break;
+        case kFarWriteSeconds:
+            attributes.farWriteSeconds = static_cast<int64_t>(NumberOf(field.bytes));
+            break;
+        case kFarWriteNanoseconds:
+            attributes.farWriteNanoseconds = number32();
+            break;
         case kStream:
             TakePair(field.bytes, attributes.streams);
             break;
@@ -181,6 +189,8 @@ std::string EncodeAttributes(const Attributes& attributes) {
     AppendText(bytes, kSecurityDescriptor, attributes.securityDescriptor);
     AppendPairs(bytes, kStream, attributes.streams);
     AppendNumber(bytes, kMountRootTag, attributes.isMountRoot ? 1 : 0);
+    AppendNumber(bytes, kFarWriteSeconds, static_cast<uint64_t>(attributes.farWriteSeconds));
+    AppendNumber(bytes, kFarWriteNanoseconds, attributes.farWriteNanoseconds);
     return bytes;
 }
 

@@ -36,7 +36,11 @@ struct Attributes {
     std::string securityDescriptor;
     std::vector<std::pair<std::string, std::string>> streams;
 
-    // Both. Files with the same two numbers, both above 0, are names of one file.
+    // Both. A last-write time that nanoseconds in 64 bits cannot hold, in seconds since 1970 UTC and what is
+    // above them; 0 where they can.
+    int64_t farWriteSeconds = 0;
+    uint32_t farWriteNanoseconds = 0;
+    // Files with the same two numbers, both above 0, are names of one file.
     uint64_t linkVolume = 0;
     uint64_t linkFile = 0;
     bool isMountRoot = false;  // a folder in which another file system began

@@ -32,6 +32,10 @@ bool StartProgram(TextView program, TextView arguments);
 bool OpenDocument(TextView target);
 
 uint32_t ProcessId();
+// When a process began, in a unit of the system's own; 0 if there is no such process, or nobody can tell.
+uint64_t ProcessStart(uint32_t processId);
+// Whether this process may make files somebody else's.
+bool MayGiveFilesAway();
 uint64_t ThreadId();  // of the calling thread, as the system numbers it
 // Negative is below normal; where the system has no such thing nothing happens.
 void SetThreadPriority(int priority);

@@ -14,20 +14,6 @@
 
 namespace rampart {
 
-struct ChunkPlace {
-    int64_t pack = 0;
-    int64_t offset = 0;  // of the entry header
-    uint32_t storedSize = 0;
-    uint32_t size = 0;
-    uint32_t flags = 0;
-    bool damaged = false;  // known to be; only FindChunks tells
-};
-
-struct PlacedChunk {
-    Digest digest;
-    ChunkPlace place;
-};
-
 struct PackState {
     int64_t id = 0;
     int64_t bytes = 0;  // committed; what lies behind is garbage
@@ -97,6 +83,8 @@ public:
     virtual std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) = 0;
     virtual int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) = 0;
     virtual void OpenFile(std::string_view path, FileContent& content) = 0;
+    virtual void LocateFiles(std::string_view folder, std::span<const std::string> names,
+                             std::vector<LocatedFile>& files) = 0;
     virtual std::string ReadAttributes(int64_t attributes) = 0;
 
     virtual PackState AddPack() = 0;

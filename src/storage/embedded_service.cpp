@@ -8,6 +8,7 @@
 #include "storage/account_settings.h"
 #include "storage/catalog_snapshot.h"
 #include "storage/pack_reader.h"
+#include "storage/run_reader.h"
 #include "storage/storage_error.h"
 #include "storage/vault_horizon.h"
 #include "storage/vault_verify.h"
@@ -368,6 +369,23 @@ ServiceResult EmbeddedService::ReadChunks(std::span<const Digest> digests,
             }
         }
         return ServiceResult();
+    });
+}
+
+ServiceResult EmbeddedService::LocateFiles(const std::string& folder, std::span<const std::string> names,
+                                           std::vector<LocatedFile>& files) {
+    return AtServiceEdge([&] {
+        m_catalog->LocateFiles(folder, names, files);
+        return ServiceResult();
+    });
+}
+
+ServiceResult EmbeddedService::ReadPlaced(std::span<const PlacedChunk> chunks,
+                                          const PlacedChunkVisitor& visit) {
+    return AtServiceEdge([&] {
+        return RunReader(*m_catalog, *m_store).Read(chunks, visit)
+                   ? ServiceResult()
+                   : ServiceResult(kCancelled, ServiceCodeText(kCancelled));
     });
 }
 

@@ -97,6 +97,10 @@ public:
     ServiceResult ReadChunks(std::span<const Digest> digests,
                              const std::function<bool(const Chunk&)>& visit) override;
 
+    ServiceResult LocateFiles(const std::string& folder, std::span<const std::string> names,
+                              std::vector<LocatedFile>& files) override;
+    ServiceResult ReadPlaced(std::span<const PlacedChunk> chunks, const PlacedChunkVisitor& visit) override;
+
     ServiceResult StoreTask(const std::string& request) override;
     ServiceResult QueryTasks(const std::string& name, bool paths, std::string& reply) override;
     ServiceResult TaskNames(std::vector<std::string>& names) override;

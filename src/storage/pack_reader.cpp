@@ -42,12 +42,16 @@ Chunk PackReader::Read(const PlacedChunk& chunk, std::string& buffer) const {
     if (buffer.size() < size) {
         buffer.resize(size);
     }
-    const std::string_view bytes(buffer.data(), ReadRange(m_store, chunk, buffer.data(), size));
+    return Check(chunk, {buffer.data(), ReadRange(m_store, chunk, buffer.data(), size)});
+}
+
+Chunk PackReader::Check(const PlacedChunk& chunk, std::string_view bytes) {
+    const size_t size = kEntryHeaderBytes + chunk.place.storedSize;
     const EntryHeader header = CheckedHeader(chunk, bytes);
     if (bytes.size() < size) {
         FailDamaged(chunk, "the pack is too short");
     }
-    const std::string_view stored = bytes.substr(kEntryHeaderBytes);
+    const std::string_view stored = bytes.substr(kEntryHeaderBytes, chunk.place.storedSize);
     if (ComputeChecksum(stored) != header.checksum) {
         FailDamaged(chunk, "its bytes were changed");
     }

@@ -16,6 +16,10 @@ public:
     // Any thread.
     Chunk Read(const PlacedChunk& chunk, std::string& buffer) const;
 
+    // The same out of bytes that were read from the chunk's place on; fewer than it needs are a pack that is
+    // too short.
+    static Chunk Check(const PlacedChunk& chunk, std::string_view bytes);
+
     // Only the entry's header, for a check without the data.
     void CheckHeader(const PlacedChunk& chunk) const;
 

@@ -48,6 +48,8 @@ public:
     std::vector<std::optional<ChunkPlace>> FindChunks(std::span<const Digest> digests) override;
     int64_t Commit(const CatalogCommit& commit, std::vector<int64_t>& ids) override;
     void OpenFile(std::string_view path, FileContent& content) override;
+    void LocateFiles(std::string_view folder, std::span<const std::string> names,
+                     std::vector<LocatedFile>& files) override;
     std::string ReadAttributes(int64_t attributes) override;
 
     PackState AddPack() override;

@@ -110,4 +110,61 @@ void SqliteCatalog::OpenFile(std::string_view path, FileContent& content) {
     });
 }
 
+namespace {
+
+void LocateChunks(SqliteConnection& connection, std::span<const ChunkReference> chunks, LocatedFile& file) {
+    SqliteStatement query =
+        connection.Prepare("SELECT pack, position, stored, size, flags FROM chunk WHERE digest=?");
+    file.isComplete = true;
+    file.chunks.clear();
+    file.chunks.reserve(chunks.size());
+    for (const ChunkReference& chunk : chunks) {
+        query.BindBlob(1, chunk.digest.View());
+        PlacedChunk placed{chunk.digest, {}};
+        if (query.Step() && query.Int(3) == chunk.size) {
+            placed.place = {query.Int(0), query.Int(1), static_cast<uint32_t>(query.Int(2)), chunk.size,
+                            static_cast<uint32_t>(query.Int(4))};
+        } else {
+            file.isComplete = false;
+        }
+        query.Reset();
+        file.chunks.push_back(placed);
+    }
+}
+
+}  // namespace
+
+void SqliteCatalog::LocateFiles(std::string_view folder, std::span<const std::string> names,
+                                std::vector<LocatedFile>& files) {
+    files.clear();
+    files.resize(names.size());
+    Read([&](SqliteConnection& connection) {
+        SqliteTree tree(connection);
+        const std::optional<int64_t> parent = tree.FindExactFolder(folder);
+        if (!parent) {
+            return;
+        }
+        SqliteStatement query = connection.Prepare("SELECT " RAMPART_RECORD_COLUMNS
+                                                   ", chunks FROM record WHERE parent=? AND name=?");
+        std::vector<ChunkReference> chunks;
+        for (size_t i = 0; i < names.size(); ++i) {
+            query.Bind(1, *parent).BindText(2, names[i]);
+            StoredRecord record;
+            if (query.Step()) {
+                SqliteTree::ReadRecord(query, record);
+            }
+            const bool isFile = record.id != 0 && !record.isFolder && (record.flags & kRecordPartial) == 0;
+            const bool isSound =
+                isFile && UnpackChunkList(query.Bytes(RAMPART_RECORD_COLUMN_COUNT), chunks);
+            query.Reset();
+            if (isFile) {
+                files[i].record = std::move(record);
+            }
+            if (isSound) {
+                LocateChunks(connection, chunks, files[i]);
+            }
+        }
+    });
+}
+
 }  // namespace rampart

@@ -111,6 +111,32 @@ struct FileContent {
     std::vector<ChunkReference> chunks;
 };
 
+// Where a chunk is kept: for the service itself, and for the order in which much content is best read.
+struct ChunkPlace {
+    int64_t pack = 0;
+    int64_t offset = 0;  // of the entry header
+    uint32_t storedSize = 0;
+    uint32_t size = 0;
+    uint32_t flags = 0;
+    bool damaged = false;  // known to be; only Catalog::FindChunks tells
+};
+
+struct PlacedChunk {
+    Digest digest;
+    ChunkPlace place;
+};
+
+// A whole file and the places of its content, in the content's order.
+struct LocatedFile {
+    StoredRecord record;  // id 0: there is no whole file of that exact name
+    std::vector<PlacedChunk> chunks;
+    bool isComplete = false;  // false: the vault does not know a place for all of it
+};
+
+// Called for each chunk that was asked for, in that order, with its number; `result` tells why one could not
+// be read. Its bytes are valid only during the call. False ends the reading.
+using PlacedChunkVisitor = std::function<bool(size_t index, const Chunk& chunk, const ServiceResult& result)>;
+
 struct SessionInfo {
     std::string sessionId;
     std::string userName;
@@ -249,6 +275,14 @@ public:
     // chunk's bytes are valid only during the call. False from `visit` gives kCancelled.
     virtual ServiceResult ReadChunks(std::span<const Digest> digests,
                                      const std::function<bool(const Chunk&)>& visit) = 0;
+
+    // For the content of many files: what lies in one folder, one answer a name; then the chunks themselves,
+    // neighbours with one access. A chunk that has moved since is looked up anew. kCancelled when `visit`
+    // ended it.
+    virtual ServiceResult LocateFiles(const std::string& folder, std::span<const std::string> names,
+                                      std::vector<LocatedFile>& files) = 0;
+    virtual ServiceResult ReadPlaced(std::span<const PlacedChunk> chunks,
+                                     const PlacedChunkVisitor& visit) = 0;
 
     // Task database. A request is "KEY=value&" pairs with encoded values; a reply is lines "KEY=value". To
     // edit a task that is not there is kNotFound; to add one under the name of another task is kNameTaken.

@@ -37,6 +37,9 @@ VaultEntry EntryOf(const CString& path, const StoredRecord& record) {
     entry.size = record.size;
     entry.modifiedTime = record.modifiedTime;
     entry.storedTime = record.storedTime;
+    entry.isLink = (record.flags & kRecordLink) != 0;
+    entry.isSpecial = (record.flags & kRecordSpecial) != 0;
+    entry.goneTime = (record.flags & kRecordGone) != 0 ? record.goneTime : INT64_MIN;
     return entry;
 }
 

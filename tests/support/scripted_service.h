@@ -132,6 +132,13 @@ public:
                              const std::function<bool(const Chunk&)>& visit) override {
         return Step("ReadChunks", [&] { return m_real->ReadChunks(digests, visit); });
     }
+    ServiceResult LocateFiles(const std::string& folder, std::span<const std::string> names,
+                              std::vector<LocatedFile>& files) override {
+        return Step("LocateFiles", [&] { return m_real->LocateFiles(folder, names, files); });
+    }
+    ServiceResult ReadPlaced(std::span<const PlacedChunk> chunks, const PlacedChunkVisitor& visit) override {
+        return Step("ReadPlaced", [&] { return m_real->ReadPlaced(chunks, visit); });
+    }
     ServiceResult StoreTask(const std::string& request) override {
         return Step("StoreTask", [&] { return m_real->StoreTask(request); });
     }

@@ -16,6 +16,7 @@
 #include "platform/clock.h"
 #include "platform/immortal.h"
 #include "platform/posix/attributes_at.h"
+#include "platform/posix/file_status.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
@@ -157,6 +158,10 @@ std::string ReadFrom(int directory, const char* path, int flags, const Target& t
         attributes.linkFile = raw.stx_ino;
     }
     attributes.isMountRoot = S_ISDIR(raw.stx_mode) && (raw.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    if (!FitsNanoseconds(raw.stx_mtime.tv_sec)) {
+        attributes.farWriteSeconds = raw.stx_mtime.tv_sec;
+        attributes.farWriteNanoseconds = raw.stx_mtime.tv_nsec;
+    }
     attributes.isSparse = S_ISREG(raw.stx_mode) && raw.stx_blocks * kBlockBytes < raw.stx_size;
     return ReadExtended(target, attributes) ? EncodeAttributes(attributes) : std::string();
 }
@@ -269,8 +274,13 @@ private:
         }
         const int64_t time = m_options.writeTime;
         const int64_t seconds = time / kNanosecondsPerSecond - (time % kNanosecondsPerSecond < 0 ? 1 : 0);
-        const timespec times[2] = {{0, UTIME_OMIT},
-                                   {seconds, static_cast<long>(time - seconds * kNanosecondsPerSecond)}};
+        timespec times[2] = {{0, UTIME_OMIT},
+                             {seconds, static_cast<long>(time - seconds * kNanosecondsPerSecond)}};
+        // What such a time became on its way here is near the end of what 64 bits hold.
+        constexpr int64_t kNearEnd = INT64_MAX - 86400 * kNanosecondsPerSecond;
+        if (m_attributes.farWriteSeconds != 0 && (time > kNearEnd || time < -kNearEnd)) {
+            times[1] = {m_attributes.farWriteSeconds, static_cast<long>(m_attributes.farWriteNanoseconds)};
+        }
         if (utimensat(m_directory, m_name, times, AT_SYMLINK_NOFOLLOW) != 0) {
             Miss("last-write time");
         }

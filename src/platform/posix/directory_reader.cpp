@@ -4,6 +4,7 @@
 
 #include "platform/posix/file_status.h"
 #include "platform/posix/native.h"
+#include "platform/posix/open_files.h"
 
 namespace rampart::platform {
 namespace {
@@ -61,6 +62,15 @@ private:
 
 }  // namespace
 
+std::unique_ptr<DirectoryReader> ReaderOf(Descriptor fd, bool withStatus) {
+    DIR* const directory = fdopendir(fd.Get());
+    if (directory == nullptr) {
+        return nullptr;
+    }
+    fd.Release();
+    return std::make_unique<PosixDirectoryReader>(directory, withStatus);
+}
+
 std::unique_ptr<DirectoryReader> DirectoryReader::Open(TextView folder, bool withStatus) {
     const std::string native = ToNativePath(folder);
     if (native.empty()) {
@@ -68,13 +78,11 @@ std::unique_ptr<DirectoryReader> DirectoryReader::Open(TextView folder, bool wit
     }
     Descriptor fd(
         Retry([&] { return open(native.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
-    DIR* directory = fd ? fdopendir(fd.Get()) : nullptr;
-    if (directory == nullptr) {
+    auto reader = fd ? ReaderOf(std::move(fd), withStatus) : nullptr;
+    if (!reader) {
         FailOnPath(errno, native);
-        return nullptr;
     }
-    fd.Release();
-    return std::make_unique<PosixDirectoryReader>(directory, withStatus);
+    return reader;
 }
 
 }  // namespace rampart::platform

@@ -6,6 +6,7 @@
 #include "platform/posix/attributes_at.h"
 #include "platform/posix/file_status.h"
 #include "platform/posix/native.h"
+#include "platform/posix/open_files.h"
 
 namespace rampart::platform {
 namespace {
@@ -106,6 +107,19 @@ int OpenFlags(uint32_t mode) {
 
 }  // namespace
 
+std::unique_ptr<FileHandle> FileOf(Descriptor fd, std::string_view name) {
+    struct stat status;
+    if (fstat(fd.Get(), &status) != 0) {
+        FailWithErrno(errno);
+        return nullptr;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        SetLastError(kAccessDenied);
+        return nullptr;
+    }
+    return std::make_unique<PosixFileHandle>(std::move(fd), name);
+}
+
 std::unique_ptr<FileHandle> FileHandle::Open(TextView path, uint32_t mode) {
     const std::string native = ToNativePath(path);
     return native.empty() ? nullptr : OpenNative(native, mode);
@@ -118,20 +132,14 @@ std::unique_ptr<FileHandle> FileHandle::OpenNative(const std::string& nativePath
         FailOnPath(errno, nativePath);
         return nullptr;
     }
-    struct stat status;
-    if (fstat(fd.Get(), &status) != 0) {
-        FailWithErrno(errno);
+    std::unique_ptr<FileHandle> file = FileOf(std::move(fd), LastName(nativePath));
+    if (!file) {
         return nullptr;
     }
-    if (!S_ISREG(status.st_mode)) {
-        SetLastError(kAccessDenied);
+    if ((mode & kOpenTruncate) != 0 && !file->SetSize(0)) {
         return nullptr;
     }
-    if ((mode & kOpenTruncate) != 0 && Retry([&] { return ftruncate(fd.Get(), 0); }) != 0) {
-        FailWithErrno(errno);
-        return nullptr;
-    }
-    return std::make_unique<PosixFileHandle>(std::move(fd), LastName(nativePath));
+    return file;
 }
 
 }  // namespace rampart::platform

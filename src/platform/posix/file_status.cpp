@@ -18,6 +18,9 @@ constexpr unsigned kWanted =
     STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_CTIME | STATX_BTIME | STATX_INO;
 
 int64_t Nanoseconds(const statx_timestamp& time) {
+    if (!FitsNanoseconds(time.tv_sec)) {
+        return time.tv_sec < 0 ? -INT64_MAX : INT64_MAX;  // the least value means that there is no time
+    }
     return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
 }
 
@@ -59,6 +62,11 @@ bool ReadStatx(int directory, const char* path, int flags, FileStatus& status) {
 }
 
 }  // namespace
+
+bool FitsNanoseconds(int64_t seconds) {
+    constexpr int64_t kFarthest = INT64_MAX / kNanosecondsPerSecond - 1;
+    return seconds >= -kFarthest && seconds <= kFarthest;
+}
 
 std::string_view LastName(std::string_view nativePath) {
     return nativePath.substr(nativePath.rfind('/') + 1);

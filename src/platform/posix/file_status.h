@@ -13,6 +13,10 @@ bool ReadStatus(int directory, const char* path, std::string_view name, FileStat
 // Of an open file.
 bool ReadStatus(int fd, FileStatus& status);
 
+// Whether a time in seconds since 1970 UTC has nanoseconds that 64 bits hold. One that has not is the nearest
+// that has: never a moment in another century.
+bool FitsNanoseconds(int64_t seconds);
+
 // kHidden or 0.
 uint32_t HiddenBit(std::string_view name);
 

@@ -24,6 +24,21 @@ uint32_t ProcessId() {
     return static_cast<uint32_t>(getpid());
 }
 
+uint64_t ProcessStart(uint32_t processId) {
+    // "NUMBER (NAME) STATE ...": the name may hold anything, and the 20th field behind it is the start.
+    constexpr int kFieldOfStart = 20;
+    const std::string text = ReadSystemFile("/proc/" + std::to_string(processId) + "/stat");
+    size_t at = text.rfind(')');
+    for (int field = 0; field < kFieldOfStart && at != std::string::npos; ++field) {
+        at = text.find(' ', at + 1);
+    }
+    return at == std::string::npos ? 0 : std::strtoull(text.c_str() + at, nullptr, 10);
+}
+
+bool MayGiveFilesAway() {
+    return geteuid() == 0;
+}
+
 uint64_t ThreadId() {
     return static_cast<uint64_t>(gettid());
 }

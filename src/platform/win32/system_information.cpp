@@ -17,6 +17,29 @@ uint32_t ProcessId() {
     return GetCurrentProcessId();
 }
 
+uint64_t ProcessStart(uint32_t processId) {
+    const SystemHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    FILETIME created, ended, kernel, user;
+    DWORD exitCode = 0;
+    if (!process || GetProcessTimes(process.Get(), &created, &ended, &kernel, &user) == 0 ||
+        GetExitCodeProcess(process.Get(), &exitCode) == 0 || exitCode != STILL_ACTIVE) {
+        return 0;
+    }
+    return static_cast<uint64_t>(created.dwHighDateTime) << 32 | created.dwLowDateTime;
+}
+
+bool MayGiveFilesAway() {
+    HANDLE raw = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw) == 0) {
+        return false;
+    }
+    const SystemHandle token(raw);
+    TOKEN_ELEVATION elevation = {};
+    DWORD size = 0;
+    return GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof elevation, &size) != 0 &&
+           elevation.TokenIsElevated != 0;
+}
+
 uint64_t ThreadId() {
     return GetCurrentThreadId();
 }
