@@ -7,6 +7,7 @@
 #include "engine/vaultlib.h"
 #include "output.h"
 #include "task_options.h"
+#include "usage_error.h"
 
 namespace rampart::cli {
 
@@ -163,11 +164,14 @@ int Main(int argc, char** argv) {
     AddWatching(app, line, exitCode);
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
+    std::vector<std::string> arguments = host::ArgumentsForParser(argc, argv);
+    CompleteOverwrite(arguments);
+    std::vector<std::string> const typed = arguments;
     try {
-        app.parse(host::ArgumentsForParser(argc, argv));
+        app.parse(arguments);
         return exitCode;
     } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? kExitDone : kExitUsage;
+        return TellUsage(app, error, typed, line.common);
     } catch (CommandError const& error) {
         PrintError(line.common, error.what());
         return error.Code();

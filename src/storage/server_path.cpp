@@ -38,10 +38,34 @@ std::string JoinServerPath(std::string_view folder, std::string_view name) {
     return path;
 }
 
+namespace {
+
+// U+F000 and a character stand for that character in a name; in UTF-8.
+constexpr std::string_view kStandInDot = "\xEF\x80\xAE";
+constexpr std::string_view kStandInSlash = "\xEF\x80\xAF";
+constexpr std::string_view kStandInNul = "\xEF\x80\x80";
+
+// "." and "..", each dot in either form.
+bool IsDots(std::string_view name) {
+    int dots = 0;
+    for (; !name.empty() && dots < 3; ++dots) {
+        const bool isStandIn = name.starts_with(kStandInDot);
+        if (!isStandIn && name[0] != '.') {
+            return false;
+        }
+        name.remove_prefix(isStandIn ? kStandInDot.size() : 1);
+    }
+    return dots < 3;
+}
+
+}  // namespace
+
 bool IsStorableName(std::string_view name) {
     using namespace std::string_view_literals;
-    return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
-           name.find_first_of("\\/\0"sv) == std::string_view::npos;
+    return name.size() <= kLongestName && !IsDots(name) &&
+           name.find_first_of("\\/\0"sv) == std::string_view::npos &&
+           name.find(kStandInSlash) == std::string_view::npos &&
+           name.find(kStandInNul) == std::string_view::npos;
 }
 
 }  // namespace rampart

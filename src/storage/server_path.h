@@ -22,7 +22,8 @@ ServerPathParts SplitLastName(std::string_view path);
 std::string JoinServerPath(std::string_view folder, std::string_view name);
 
 // Whether a record may have this name: not empty, not "." or "..", without backslash, slash and NUL, at most
-// kLongestName bytes.
+// kLongestName bytes. The characters that stand for dots, slashes and NULs where names are mapped count as
+// these.
 inline constexpr size_t kLongestName = 4096;
 bool IsStorableName(std::string_view name);
 
