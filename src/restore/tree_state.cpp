@@ -26,6 +26,7 @@ public:
                 return chosen;
             }
             if (isThere) {
+                ForgetLaterEnd(entry.record);
                 entries.push_back(std::move(entry));
             }
         }
@@ -43,6 +44,7 @@ public:
         if (chosen.Ok() && !isThere) {
             return {kNotFound, path + " is not part of that state"};
         }
+        ForgetLaterEnd(entry.record);
         return chosen;
     }
 
@@ -155,6 +157,13 @@ private:
     static bool IsGone(const StoredRecord& record) { return (record.flags & kRecordGone) != 0; }
     bool WasGone(const StoredRecord& record) const {
         return IsGone(record) && record.goneTime <= *m_wish.moment;
+    }
+    // At the moment it was still there.
+    void ForgetLaterEnd(StoredRecord& record) const {
+        if (m_wish.moment && !WasGone(record)) {
+            record.flags &= ~uint32_t{kRecordGone};
+            record.goneTime = kNoTime;
+        }
     }
     void Note(int64_t storedTime) {
         if (storedTime != kNoTime && (m_firstStored == kNoTime || storedTime < m_firstStored)) {

@@ -40,10 +40,8 @@ std::string JoinServerPath(std::string_view folder, std::string_view name) {
 
 namespace {
 
-// U+F000 and a character stand for that character in a name; in UTF-8.
+// Where names are mapped this stands for a dot at the end of one; in UTF-8.
 constexpr std::string_view kStandInDot = "\xEF\x80\xAE";
-constexpr std::string_view kStandInSlash = "\xEF\x80\xAF";
-constexpr std::string_view kStandInNul = "\xEF\x80\x80";
 
 // "." and "..", each dot in either form.
 bool IsDots(std::string_view name) {
@@ -63,9 +61,7 @@ bool IsDots(std::string_view name) {
 bool IsStorableName(std::string_view name) {
     using namespace std::string_view_literals;
     return name.size() <= kLongestName && !IsDots(name) &&
-           name.find_first_of("\\/\0"sv) == std::string_view::npos &&
-           name.find(kStandInSlash) == std::string_view::npos &&
-           name.find(kStandInNul) == std::string_view::npos;
+           name.find_first_of("\\/\0"sv) == std::string_view::npos;
 }
 
 }  // namespace rampart
