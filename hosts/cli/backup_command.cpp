@@ -18,6 +18,9 @@ namespace {
 std::vector<CString> ExistingSources(BackupOptions const& options, Ledger& ledger) {
     std::vector<CString> sources;
     for (std::string const& path : options.paths) {
+        if (path.empty()) {
+            throw CommandError(kExitUsage, "an empty path names nothing to back up");
+        }
         CString const source = ToEnginePath(path);
         if (source.IsEmpty() || !PathUtilities::IsExisting(source)) {
             ledger.Add(Printable(path), "there is no such file or folder", true);

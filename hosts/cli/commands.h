@@ -1,6 +1,8 @@
 // The commands. Each returns an exit code, and throws CommandError for a failure that ends it.
 #pragma once
 
+#include <optional>
+
 #include "common/task_change.h"
 #include "options.h"
 
@@ -10,6 +12,10 @@ struct TaskOptions;
 
 int RunBackup(CommonOptions const& common, BackupOptions const& options);
 int RunRestore(CommonOptions const& common, RestoreOptions const& options);
+// Why a state holds nothing. `at` is the moment as it was typed, `firstStored` nanoseconds, INT64_MIN if
+// unknown.
+std::string NothingInState(std::string const& what, std::string const& at,
+                           std::optional<long long> const& moment, long long firstStored);
 int RunList(CommonOptions const& common, ListOptions const& options);
 int RunVersions(CommonOptions const& common, ListOptions const& options);
 int RunStatus(CommonOptions const& common, StatusOptions const& options);

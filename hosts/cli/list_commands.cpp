@@ -5,7 +5,8 @@
 #include "commands.h"
 #include "common/exit_code.h"
 #include "common/task_report.h"
-#include "file_versions.h"
+#include "common/vault_paths.h"
+#include "moment.h"
 #include "output.h"
 #include "session.h"
 
@@ -19,13 +20,19 @@ namespace {
 }
 
 nlohmann::json JsonOf(VaultEntry const& entry) {
-    return {{"path", PrintableServerPath(entry.path)},
-            {"type", entry.isFolder    ? "folder"
-                     : entry.isPartial ? "partial"
-                                       : "file"},
-            {"size", entry.size},
-            {"modified", FormatTime(entry.modifiedTime)},
-            {"stored", FormatTime(entry.storedTime)}};
+    nlohmann::json json = {{"path", PrintableServerPath(entry.path)},
+                           {"type", entry.isFolder    ? "folder"
+                                    : entry.isPartial ? "partial"
+                                    : entry.isLink    ? "link"
+                                    : entry.isSpecial ? "special"
+                                                      : "file"},
+                           {"size", entry.size},
+                           {"modified", FormatTime(entry.modifiedTime)},
+                           {"stored", FormatTime(entry.storedTime)}};
+    if (entry.goneTime != INT64_MIN) {
+        json["deleted"] = FormatTime(entry.goneTime);
+    }
+    return json;
 }
 
 std::string LineOf(VaultEntry const& entry, CString const& base) {
@@ -34,7 +41,9 @@ std::string LineOf(VaultEntry const& entry, CString const& base) {
                   entry.isFolder ? "" : FormatBytes(entry.size).c_str());
     CString rest = entry.path.Mid(base.GetLength());
     rest.TrimLeft(_T('\\'));
-    return start + PrintableServerPath(rest) + (entry.isFolder ? "/" : "");
+    std::string const gone =
+        entry.goneTime == INT64_MIN ? "" : "  (deleted " + FormatTime(entry.goneTime) + ")";
+    return start + PrintableServerPath(rest) + (entry.isFolder ? "/" : "") + gone;
 }
 
 int ListTasks(CommonOptions const& common, CBackupManage& manager) {
@@ -66,33 +75,31 @@ int ListTasks(CommonOptions const& common, CBackupManage& manager) {
     return kExitDone;
 }
 
-// The server path of a local file that some task backs up; empty if none does.
-CString ServerPathOfLocal(CBackupManage& manager, std::string const& text) {
-    CString const local = ToEnginePath(text);
-    CReadSync const lock(manager.m_taskListSync);
-    for (CBackupTask* const task : manager.m_taskList) {
-        if (!local.IsEmpty() && task->m_pcID == manager.m_myID && task->IsInBackupList(local)) {
-            return task->GetTargetSvrFolder(local, 1) + _T("\\") + PathUtilities::GetFileName(local);
-        }
-    }
-    return CString();
-}
-
 }  // namespace
 
 int RunList(CommonOptions const& common, ListOptions const& options) {
+    std::optional<long long> const moment = RequireMoment(options.at);
     EngineSession session(common, false);
-    if (options.path.empty() && !options.recursive) {
+    if (options.path.empty() && !options.recursive && !options.deleted && !moment) {
         return ListTasks(common, session.Manager());
     }
-    CString const path = ServerPathOf(session.Manager(), options.path);
+    CString const path =
+        options.path.empty() ? CString(_T("\\")) : ResolveVaultPath(session.Manager(), options.path);
     CString message;
     VaultEntry top;
     if (int const code = VaultAdmin::Find(path, top, message)) {
         Fail(code, message, PrintableServerPath(path));
     }
+    StateWish wish = WishOf(session.Manager());
+    wish.withGone = options.deleted;
+    if (moment) {
+        wish.moment = *moment;
+    }
     nlohmann::json list = nlohmann::json::array();
+    __int64 firstStored = INT64_MIN;
+    bool hasAny = false;
     auto show = [&](VaultEntry const& entry) {
+        hasAny = true;
         if (common.json) {
             list.push_back(JsonOf(entry));
         } else {
@@ -100,10 +107,12 @@ int RunList(CommonOptions const& common, ListOptions const& options) {
         }
         return !IsInterrupted();
     };
-    if (!top.isFolder) {
-        show(top);
-    } else if (int const code = VaultAdmin::List(top.path, options.recursive, show, message)) {
+    if (int const code = VaultRestore::List(wish, top.path, options.recursive, show, message, &firstStored)) {
         Fail(code, message, PrintableServerPath(path));
+    }
+    if (!hasAny && moment && firstStored > *moment) {
+        throw CommandError(kExitFailed,
+                           NothingInState(PrintableServerPath(path), options.at, moment, firstStored));
     }
     if (common.json) {
         PrintJson(list);
@@ -114,14 +123,11 @@ int RunList(CommonOptions const& common, ListOptions const& options) {
 int RunVersions(CommonOptions const& common, ListOptions const& options) {
     EngineSession session(common, false);
     CBackupManage& manager = session.Manager();
-    CString path = ServerPathOfLocal(manager, options.path);
+    CString const path = ResolveVaultPath(manager, options.path);
     CString message;
     VaultEntry current;
-    if (path.IsEmpty() || VaultAdmin::Find(path, current, message) != 0) {
-        path = ServerPathOf(manager, options.path);
-        if (int const code = VaultAdmin::Find(path, current, message)) {
-            Fail(code, message, Printable(options.path));
-        }
+    if (int const code = VaultAdmin::Find(path, current, message)) {
+        Fail(code, message, Printable(options.path));
     }
     if (current.isFolder) {
         throw CommandError(kExitUsage, PrintableServerPath(path) + " is a folder; name a file");
@@ -130,7 +136,11 @@ int RunVersions(CommonOptions const& common, ListOptions const& options) {
     PrintLine(common, PrintableServerPath(current.path));
     PrintLine(common, "version  last written         stored               size");
     int number = 0;
-    for (VaultEntry const& version : VersionsOf(TaskOfServerPath(manager, current.path), current)) {
+    std::vector<VaultEntry> versions;
+    if (int const code = VaultRestore::Versions(WishOf(manager), current.path, versions, message)) {
+        Fail(code, message, PrintableServerPath(path));
+    }
+    for (VaultEntry const& version : versions) {
         ++number;
         nlohmann::json entry = JsonOf(version);
         entry["version"] = number;
@@ -139,7 +149,9 @@ int RunVersions(CommonOptions const& common, ListOptions const& options) {
         std::snprintf(line, sizeof line, "%7d  %-19s  %-19s  %s", number,
                       FormatTime(version.modifiedTime).c_str(), FormatTime(version.storedTime).c_str(),
                       FormatBytes(version.size).c_str());
-        PrintLine(common, line);
+        PrintLine(common, line + (version.goneTime == INT64_MIN
+                                      ? std::string()
+                                      : "  (deleted " + FormatTime(version.goneTime) + ")"));
     }
     if (common.json) {
         PrintJson(list);

@@ -7,6 +7,7 @@
 #include "engine/vaultlib.h"
 #include "output.h"
 #include "task_options.h"
+#include "usage_error.h"
 
 namespace rampart::cli {
 
@@ -75,8 +76,9 @@ void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
 void AddRestore(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const command = app.add_subcommand("restore", "Bring files back");
     command->add_option("what", line.restore.what, "Name of a task, or a path in the vault")->required();
-    command->add_option("--into", line.restore.into, "Folder to restore into; made if it is missing")
-        ->required();
+    auto* const into =
+        command->add_option("--into", line.restore.into, "Folder to restore into; made if it is missing");
+    command->add_flag("--in-place", line.restore.inPlace, "Restore to where it came from")->excludes(into);
     auto* const version = command
                               ->add_option("--version", line.restore.version,
                                            "Which version of each file: 1 is the newest, 2 the one before it")
@@ -85,8 +87,22 @@ void AddRestore(CLI::App& app, CommandLine& line, int& exitCode) {
         ->add_option("--at", line.restore.at,
                      "The state at a moment of local time, 'YYYY-MM-DD', 'YYYY-MM-DD HH:MM' or with seconds")
         ->excludes(version);
-    command->add_flag("--overwrite", line.restore.overwrite,
-                      "Replace files that differ from the stored ones");
+    command->add_flag("--deleted", line.restore.deleted, "Also what is not there any more");
+    command
+        ->add_option("--overwrite", line.restore.overwrite,
+                     "What becomes of files that differ from the stored ones: never (the default), older or "
+                     "always are replaced; always where nothing stands behind it")
+        ->check(CLI::IsMember({"never", "older", "always"}));
+    command
+        ->add_option("--include", line.restore.include,
+                     "Only what matches: a name or path with * and ?; one that ends in / names folders")
+        ->allow_extra_args(false);
+    command->add_option("--exclude", line.restore.exclude, "Leave out what matches, by the same patterns")
+        ->allow_extra_args(false);
+    command->add_flag("--no-owner", line.restore.noOwner,
+                      "Leave owner and group as they come (the default for whoever is no administrator)");
+    command->add_flag("--verify", line.restore.verify, "Read back and compare what was written");
+    command->add_flag("-n,--dry-run", line.restore.dryRun, "Only say what would be done");
     command->callback([&] { exitCode = RunRestore(line.common, line.restore); });
 }
 
@@ -94,6 +110,8 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const list = app.add_subcommand("ls", "List tasks, or a folder of the vault");
     list->add_option("path", line.list.path, "Name of a task, or a path in the vault (default: the tasks)");
     list->add_flag("-r,--recursive", line.list.recursive, "With everything below");
+    list->add_flag("--deleted", line.list.deleted, "Also what is not there any more, with the date");
+    list->add_option("--at", line.list.at, "As it was at a moment of local time");
     list->callback([&] { exitCode = RunList(line.common, line.list); });
 
     CLI::App* const versions = app.add_subcommand("versions", "List the versions kept of a file");
@@ -146,11 +164,14 @@ int Main(int argc, char** argv) {
     AddWatching(app, line, exitCode);
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
+    std::vector<std::string> arguments = host::ArgumentsForParser(argc, argv);
+    CompleteOverwrite(arguments);
+    std::vector<std::string> const typed = arguments;
     try {
-        app.parse(host::ArgumentsForParser(argc, argv));
+        app.parse(arguments);
         return exitCode;
     } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? kExitDone : kExitUsage;
+        return TellUsage(app, error, typed, line.common);
     } catch (CommandError const& error) {
         PrintError(line.common, error.what());
         return error.Code();

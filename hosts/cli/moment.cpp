@@ -5,7 +5,9 @@
 #include <charconv>
 #include <string_view>
 
+#include "common/exit_code.h"
 #include "engine/vaultlib.h"
+#include "options.h"
 
 namespace rampart::cli {
 
@@ -90,6 +92,17 @@ std::optional<long long> ParseMoment(std::string const& text) {
     } catch (...) {
         return std::nullopt;  // a field out of range
     }
+}
+
+std::optional<long long> RequireMoment(std::string const& text) {
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    std::optional<long long> const moment = ParseMoment(text);
+    if (!moment) {
+        throw CommandError(kExitUsage, "'" + text + "' is no moment; type it as YYYY-MM-DD HH:MM:SS");
+    }
+    return moment;
 }
 
 }  // namespace rampart::cli

@@ -11,4 +11,7 @@ namespace rampart::cli {
 // if it is no date.
 std::optional<long long> ParseMoment(std::string const& text);
 
+// The same of an option: none if it was not given; throws CommandError for what is no date.
+std::optional<long long> RequireMoment(std::string const& text);
+
 }  // namespace rampart::cli

@@ -31,14 +31,23 @@ struct BackupOptions {
 struct RestoreOptions {
     std::string what;  // task name or server path
     std::string into;
-    int version = 1;  // 1 is the newest
-    std::string at;   // moment whose state is wanted; empty for none
-    bool overwrite = false;
+    bool inPlace = false;  // to where it came from
+    int version = 1;       // 1 is the newest
+    std::string at;        // moment whose state is wanted; empty for none
+    bool deleted = false;  // also what is not there any more
+    std::string overwrite = "never";
+    std::vector<std::string> include;
+    std::vector<std::string> exclude;
+    bool noOwner = false;
+    bool verify = false;
+    bool dryRun = false;
 };
 
 struct ListOptions {
     std::string path;
     bool recursive = false;
+    bool deleted = false;
+    std::string at;
 };
 
 struct StatusOptions {

@@ -3,7 +3,7 @@
 
 #include "commands.h"
 #include "common/exit_code.h"
-#include "file_versions.h"
+#include "common/vault_paths.h"
 #include "ledger_print.h"
 #include "moment.h"
 #include "output.h"
@@ -16,202 +16,185 @@ namespace {
 
 constexpr int kCancelledCode = 6;
 
-struct Wanted {
-    int version = 1;
-    std::optional<long long> moment;
-    bool overwrite = false;
-    bool IsPlain() const { return version == 1 && !moment; }
-};
+Overwrite OverwriteOf(std::string const& text) {
+    return text == "always" ? Overwrite::kAlways : text == "older" ? Overwrite::kOlder : Overwrite::kNever;
+}
 
-class Restore {
-public:
-    Restore(CommonOptions const& common, CBackupManage& manager, Wanted const& wanted, CString const& target)
-        : m_manager(manager), m_wanted(wanted), m_target(target), m_display(common) {}
-
-    // Restores a file, or a folder with all below it.
-    void Run(VaultEntry const& top);
-
-    Ledger ledger;
-    __int64 restored = 0;
-    __int64 bytes = 0;
-    __int64 already = 0;  // the same content was there
-    __int64 absent = 0;   // did not exist in the state that is wanted
-    bool cancelled = false;
-
-private:
-    bool RestoreEntry(VaultEntry const& entry, CString const& localPath);
-    void RestoreFile(VaultEntry const& current, CString const& localPath);
-    // The stored file that is wanted for a present one; false if there was none in that state.
-    bool Choose(VaultEntry const& current, VaultEntry& chosen);
-    void Fail(CString const& localPath, int code, CString const& message);
-
-    CBackupManage& m_manager;
-    Wanted const m_wanted;
-    CString const m_target;
-    ProgressDisplay m_display;
-};
-
-void Restore::Run(VaultEntry const& top) {
-    if (!top.isFolder) {
-        KXFolder::RCreateDirectory(m_target);
-        RestoreEntry(top, PathUtilities::Append(m_target, top.name));
-        return;
+std::vector<CString> PatternsOf(std::vector<std::string> const& patterns) {
+    std::vector<CString> result;
+    for (std::string pattern : patterns) {
+        bool const namesFolder = pattern.size() > 1 && pattern.back() == '/';
+        if (namesFolder) {
+            pattern.pop_back();
+        }
+        result.push_back(ToEnginePattern(pattern) + (namesFolder ? _T("\\") : _T("")));
     }
-    if (!KXFolder::RCreateDirectory(m_target)) {
-        throw CommandError(kExitFailed,
-                           PrintablePath(m_target) + " cannot be made: " + Utf8(GetLastErrorMsg()));
+    return result;
+}
+
+std::vector<RestorePlace> PlacesOf(CBackupManage& manager, RestoreOptions const& options,
+                                   CString const& serverPath) {
+    if (options.inPlace) {
+        return OwnPlaces(manager, serverPath);
     }
+    VaultEntry top;
     CString message;
-    int const code = VaultAdmin::List(
-        top.path, true,
-        [&](VaultEntry const& entry) {
-            return RestoreEntry(entry, m_target + entry.path.Mid(top.path.GetLength()));
-        },
-        message);
-    if (code != 0 && code != kCancelledCode) {
+    if (VaultAdmin::Find(serverPath, top, message) != 0) {
         throw CommandError(kExitFailed, Utf8(message));
     }
+    CString const target = ToEnginePath(options.into);
+    return {{top.path, top.isFolder ? target : PathUtilities::Append(target, top.name), false}};
 }
 
-bool Restore::RestoreEntry(VaultEntry const& entry, CString const& localPath) {
-    if (IsInterrupted()) {
-        cancelled = true;
-        return false;
+std::string ProgressLine(RestoreProgress const& progress) {
+    if (progress.isPlanning) {
+        return "Looking at what is stored: " + FormatCount(progress.totalFiles, "file", "files") + ", " +
+               FormatBytes(progress.totalBytes);
     }
-    m_display.Show("Restored " + FormatCount(restored, "file", "files") + ", " + FormatBytes(bytes) + "  " +
-                   PrintablePath(localPath));
-    if (entry.isPartial) {
-        return true;
-    }
-    if (!entry.isFolder) {
-        RestoreFile(entry, localPath);
-    } else if (m_wanted.moment && entry.storedTime > *m_wanted.moment) {
-        return true;  // made later; a file below it makes it again
-    } else if (!KXFolder::RCreateDirectory(localPath)) {
-        Fail(localPath, 0, GetLastErrorMsg());
-    }
-    return !cancelled;
+    std::string const left =
+        progress.remainingSeconds < 0 ? "" : ", " + FormatDuration(progress.remainingSeconds) + " left";
+    return "Restored " + FormatCount(progress.files, "file", "files") + " of " +
+           FormatCount(progress.totalFiles, "", "") + ", " + FormatBytes(progress.bytes) + " of " +
+           FormatBytes(progress.totalBytes) + left + "  " + PrintablePath(progress.current);
 }
 
-bool Restore::Choose(VaultEntry const& current, VaultEntry& chosen) {
-    if (m_wanted.IsPlain()) {
-        chosen = current;
-        return true;
-    }
-    std::vector<VaultEntry> const versions = VersionsOf(TaskOfServerPath(m_manager, current.path), current);
-    if (!m_wanted.moment) {
-        if (static_cast<size_t>(m_wanted.version) > versions.size()) {
-            return false;
+std::string WhereText(RestoreOptions const& options) {
+    return options.inPlace ? "in place" : "into " + PrintablePath(ToEnginePath(options.into));
+}
+
+void PrintCounts(CommonOptions const& common, RestoreReport const& report, Ledger const& ledger) {
+    auto line = [&](char const* title, __int64 count) {
+        if (count > 0) {
+            PrintLine(common, std::string("  ") + title + " " + FormatCount(count, "file", "files"));
         }
-        chosen = versions[static_cast<size_t>(m_wanted.version) - 1];
-        return true;
-    }
-    for (VaultEntry const& version : versions) {
-        if (version.storedTime <= *m_wanted.moment) {
-            chosen = version;
-            return true;
-        }
-    }
-    return false;
-}
-
-void Restore::RestoreFile(VaultEntry const& current, CString const& localPath) {
-    VaultEntry chosen;
-    if (!Choose(current, chosen)) {
-        ++absent;
-        return;
-    }
-    if (PathUtilities::IsExisting(localPath)) {
-        if (VaultAdmin::SameContent(chosen.path, localPath)) {
-            ++already;
-            return;
-        }
-        if (!m_wanted.overwrite) {
-            ledger.Add(PrintablePath(localPath), "a different file is there; use --overwrite to replace it",
-                       true);
-            return;
-        }
-    }
-    KXFolder::RCreateDirectory(PathUtilities::GetParentFolder(localPath));
-    CString message;
-    int const code = VaultAdmin::Restore(
-        chosen.path, localPath, m_wanted.overwrite, [](__int64) { return !IsInterrupted(); }, message);
-    if (code == kCancelledCode) {
-        cancelled = true;
-    } else if (code != 0) {
-        Fail(localPath, code, message);
-    } else {
-        ++restored;
-        bytes += chosen.size;
+    };
+    line("already there", report.alreadyThere);
+    line("read back and equal", report.verified);
+    line("left out by the patterns", report.filteredOut);
+    line("not in that state", report.notInState);
+    if (!ledger.IsEmpty()) {
+        PrintLine(common,
+                  "  not restored as stored: " + FormatCount(static_cast<__int64>(ledger.Count()),
+                                                             "path, listed above", "paths, listed above"));
     }
 }
 
-void Restore::Fail(CString const& localPath, int code, CString const& message) {
-    ledger.Add(PrintablePath(localPath),
-               message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message), true);
-}
-
-void PrintOutcome(CommonOptions const& common, Restore const& restore, CString const& target, int exitCode) {
+void PrintOutcome(CommonOptions const& common, RestoreOptions const& options, RestoreReport const& report,
+                  Ledger const& ledger, int exitCode) {
     if (common.json) {
         PrintJson({{"result", exitCode},
-                   {"restored", restore.restored},
-                   {"restoredBytes", restore.bytes},
-                   {"alreadyThere", restore.already},
-                   {"notInThatState", restore.absent},
-                   {"into", PrintablePath(target)},
-                   {"notRestored", restore.ledger.ToJson()}});
+                   {"dryRun", options.dryRun},
+                   {"plannedFiles", report.plannedFiles},
+                   {"plannedBytes", report.plannedBytes},
+                   {"plannedFolders", report.plannedFolders},
+                   {"restored", report.files},
+                   {"restoredBytes", report.bytes},
+                   {"alreadyThere", report.alreadyThere},
+                   {"conflicts", report.conflicts},
+                   {"failed", report.failed},
+                   {"verified", report.verified},
+                   {"filteredOut", report.filteredOut},
+                   {"notInThatState", report.notInState},
+                   {"ownersRestored", !report.ownersWithheld},
+                   {"into", options.inPlace ? nlohmann::json()
+                                            : nlohmann::json(PrintablePath(ToEnginePath(options.into)))},
+                   {"notRestored", ledger.ToJson()}});
         return;
     }
-    PrintLedger(common, restore.ledger, "Not restored:");
-    PrintLine(common, std::string("Restored ") + FormatCount(restore.restored, "file", "files") + ", " +
-                          FormatBytes(restore.bytes) + ", into " + PrintablePath(target) +
-                          (exitCode == kExitCancelled ? ", then cancelled." : "."));
-    if (restore.already > 0) {
-        PrintLine(common, "  already there " + FormatCount(restore.already, "file", "files"));
+    PrintLedger(common, ledger, options.dryRun ? "Would not be restored:" : "Not restored as stored:");
+    if (options.dryRun) {
+        PrintLine(common, "Would restore " + FormatCount(report.plannedFiles, "file", "files") + ", " +
+                              FormatBytes(report.plannedBytes) + ", " + WhereText(options) + ", and make " +
+                              FormatCount(report.plannedFolders, "folder", "folders") +
+                              ". Nothing was changed.");
+    } else {
+        PrintLine(common, "Restored " + FormatCount(report.files, "file", "files") + ", " +
+                              FormatBytes(report.bytes) + ", " + WhereText(options) +
+                              (exitCode == kExitCancelled ? ", then cancelled." : "."));
     }
-    if (restore.absent > 0) {
-        PrintLine(common, "  not in that state " + FormatCount(restore.absent, "file", "files"));
+    PrintCounts(common, report, ledger);
+    if (report.ownersWithheld && !options.noOwner) {
+        PrintLine(common,
+                  "  Owners are yours, not the recorded ones: only an administrator can give files away.");
     }
-    if (!restore.ledger.IsEmpty()) {
-        PrintLine(common, "  not restored  " + FormatCount(static_cast<__int64>(restore.ledger.Count()),
-                                                           "path, listed above", "paths, listed above"));
+}
+
+void CheckUsage(RestoreOptions const& options) {
+    if (options.into.empty() && !options.inPlace) {
+        throw CommandError(kExitUsage, "name the folder to restore into with --into, or use --in-place");
+    }
+    if (!options.inPlace && ToEnginePath(options.into).IsEmpty()) {
+        throw CommandError(kExitUsage, "'" + Printable(options.into) + "' can be no folder");
     }
 }
 
 }  // namespace
 
 int RunRestore(CommonOptions const& common, RestoreOptions const& options) {
-    Wanted wanted;
-    wanted.version = options.version;
-    wanted.overwrite = options.overwrite;
-    if (!options.at.empty()) {
-        wanted.moment = ParseMoment(options.at);
-        if (!wanted.moment) {
-            throw CommandError(kExitUsage,
-                               "'" + options.at + "' is no moment; type it as YYYY-MM-DD HH:MM:SS");
-        }
-    }
+    CheckUsage(options);
+    std::optional<long long> const moment = RequireMoment(options.at);
     EngineSession session(common, false);
-    CString const path = ServerPathOf(session.Manager(), options.what);
+    CBackupManage& manager = session.Manager();
+    CString const serverPath = ResolveVaultPath(manager, options.what);
+
+    Ledger ledger;
+    RestoreReport report;
     CString message;
-    VaultEntry top;
-    if (VaultAdmin::Find(path, top, message) != 0) {
-        throw CommandError(kExitFailed, "'" + Printable(options.what) +
-                                            "' is neither a task nor a path in the vault; see: rampart ls");
+    int code = 0;
+    {
+        ProgressDisplay display(common);
+        RestoreRequest request;
+        request.state = WishOf(manager);
+        request.state.version = options.version;
+        request.state.withGone = options.deleted;
+        if (moment) {
+            request.state.moment = *moment;
+        }
+        request.places = PlacesOf(manager, options, serverPath);
+        request.overwrite = OverwriteOf(options.overwrite);
+        request.owners = !options.noOwner && VaultRestore::MayGiveOwners();
+        request.verify = options.verify;
+        request.dryRun = options.dryRun;
+        request.include = PatternsOf(options.include);
+        request.exclude = PatternsOf(options.exclude);
+        request.localOf = [&](CString const& path) {
+            CBackupTask* const task = TaskOfServerPath(manager, path);
+            return task == nullptr ? CString() : LocalPathOf(*task, path);
+        };
+        request.progress = [&](RestoreProgress const& progress) {
+            display.Show(ProgressLine(progress));
+            return !IsInterrupted();
+        };
+        request.leftOut = [&](SkippedEntry const& entry) { ledger.Add(entry); };
+        code = VaultRestore::Run(request, report, message);
     }
-    CString const target = ToEnginePath(options.into);
-    Restore restore(common, session.Manager(), wanted, target);
-    restore.Run(top);
-    bool const hasAny = restore.restored + restore.already > 0;
-    int const exitCode = restore.cancelled             ? kExitCancelled
-                         : !restore.ledger.HasErrors() ? kExitDone
-                         : hasAny                      ? kExitWarnings
-                                                       : kExitFailed;
-    if (exitCode == kExitDone && !hasAny && !top.isFolder) {
-        throw CommandError(kExitFailed, "there is no such version of " + PrintableServerPath(top.path));
+    if (code != 0 && code != kCancelledCode) {
+        throw CommandError(kExitFailed, Utf8(message));
     }
-    PrintOutcome(common, restore, target, exitCode);
+    __int64 const found = report.plannedFiles + report.alreadyThere + report.conflicts + report.failed;
+    if (code == 0 && found == 0 && report.notInState > 0) {
+        throw CommandError(kExitFailed, NothingInState(PrintableServerPath(serverPath), options.at, moment,
+                                                       report.firstStored));
+    }
+    bool const hasAny = report.files + report.alreadyThere > 0 || options.dryRun;
+    int const exitCode = code == kCancelledCode ? kExitCancelled
+                         : ledger.IsEmpty()     ? kExitDone
+                         : hasAny               ? kExitWarnings
+                                                : kExitFailed;
+    PrintOutcome(common, options, report, ledger, exitCode);
     return exitCode;
+}
+
+std::string NothingInState(std::string const& what, std::string const& at,
+                           std::optional<long long> const& moment, long long firstStored) {
+    if (!moment) {
+        return "there is no such version of " + what;
+    }
+    std::string text = "nothing of " + what + " was stored at " + at;
+    if (firstStored != INT64_MIN && firstStored > *moment) {
+        text += "; its first state was stored at " + FormatTime(firstStored);
+    }
+    return text;
 }
 
 }  // namespace rampart::cli

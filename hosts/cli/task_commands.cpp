@@ -148,10 +148,29 @@ void PrintResult(CommonOptions const& common, std::string const& text) {
     }
 }
 
+// What cannot be made again is asked for. Where nobody can be asked, only with --yes.
+void ConfirmDeletion(CommonOptions const& common, std::string const& name) {
+    if (common.yes) {
+        return;
+    }
+    if (!common.no && !(IsInputTerminal() && IsErrorTerminal())) {
+        throw CommandError(kExitUsage, "deleting what task '" + Printable(name) +
+                                           "' stored cannot be undone; confirm it with --yes");
+    }
+    CString const question = CString::FromUtf8("Delete the task '" + Printable(name) +
+                                               "' and all that it stored, with all versions?");
+    if (common.no || AnswerQuestion(question, kBoxYesNo, 0, 0) != kAnswerYes) {
+        throw CommandError(kExitCancelled, "nothing was deleted");
+    }
+}
+
 }  // namespace
 
 int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions const& options) {
     TaskChange const change = ChangeOf(kind, options);
+    if (kind == ChangeKind::kDelete && change.deletesBackup) {
+        ConfirmDeletion(common, change.name);
+    }
     EngineSession session(common, kind == ChangeKind::kAdd);
     std::string text;
     ServicePresence const service = LookForService();

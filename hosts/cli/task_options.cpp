@@ -73,7 +73,7 @@ Schedule WeeklyOf(TaskOptions const& options, std::vector<std::string>& paths) {
 std::vector<std::string> AbsolutePaths(std::vector<std::string> const& paths) {
     std::vector<std::string> absolute;
     for (std::string const& path : paths) {
-        CString const enginePath = ToEnginePath(path);
+        CString const enginePath = path.empty() ? CString() : ToEnginePath(path);
         if (enginePath.IsEmpty()) {
             throw CommandError(kExitUsage, "'" + Printable(path) + "' is no path");
         }

@@ -1,9 +1,37 @@
 #include "common/session.h"
 
+#include <fstream>
+
 #include "common/exit_code.h"
 #include "common/text.h"
 
 namespace rampart::host {
+
+namespace {
+
+// Where the vaults lie that this user has used, a line each: one of them that is missing is away, and must
+// not be made anew.
+std::string ListOfUsed() {
+    return ToNativePath(ApplicationDataFolder() + _T("used-vaults.txt"));
+}
+
+bool WasUsed(CString const& location) {
+    std::ifstream list(ListOfUsed());
+    for (std::string line; std::getline(list, line);) {
+        if (line == Utf8(location)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void NoteUse(CString const& location) {
+    if (!location.IsEmpty() && !WasUsed(location)) {
+        std::ofstream(ListOfUsed(), std::ios::app) << Utf8(location) << '\n';
+    }
+}
+
+}  // namespace
 
 VaultSession::VaultSession(std::string const& vault, bool mayCreate) {
     CString message;
@@ -11,10 +39,15 @@ VaultSession::VaultSession(std::string const& vault, bool mayCreate) {
         std::string text = message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message);
         constexpr int kNoVault = 42;
         if (code == kNoVault) {
-            text += "\n  Make one with: rampart vault init" + (vault.empty() ? "" : " --vault " + vault);
+            text +=
+                WasUsed(VaultAdmin::LocationOf(CString::FromUtf8(vault)))
+                    ? "\n  It was there before, so it is away: connect its disk or mount its file system, "
+                      "then try again."
+                    : "\n  Make one with: rampart vault init" + (vault.empty() ? "" : " --vault " + vault);
         }
         throw CommandError(kExitFailed, text);
     }
+    NoteUse(VaultAdmin::Location());
 }
 
 VaultSession::~VaultSession() {

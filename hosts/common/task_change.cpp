@@ -1,6 +1,7 @@
 #include "common/task_change.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "common/exit_code.h"
 #include "common/paths.h"
@@ -574,8 +575,28 @@ CBackupTask& RequireTask(CBackupManage& manager, std::string const& name, bool i
     return *task;
 }
 
+namespace {
+
+// Such a folder would be a way to elsewhere when it is restored.
+void RequireNoWay(std::string const& to) {
+    std::stringstream names(to);
+    for (std::string name; std::getline(names, name, '/');) {
+        std::stringstream parts(name);
+        for (std::string part; std::getline(parts, part, '\\');) {
+            if (part == "." || part == "..") {
+                throw CommandError(
+                    kExitUsage,
+                    "'" + Printable(to) + "' is no folder in the vault: its names cannot be '.' or '..'");
+            }
+        }
+    }
+}
+
+}  // namespace
+
 CBackupTask& BeginTask(CBackupManage& manager, CString const& name, std::string const& to,
                        std::vector<CString> const& sources) {
+    RequireNoWay(to);
     if (!manager.BeginNewTask()) {
         throw CommandError(kExitFailed, "the account takes no further task");
     }

@@ -15,6 +15,8 @@ const AttributeStore::Item& AttributeStore::Get(int64_t name) {
         return item;
     }
     if (!platform::DecodeAttributes(item.bytes, item.decoded)) {
+        item.early = item.bytes;  // whoever applies them tells
+        item.decoded = {};
         return item;
     }
     item.locksFile = (item.decoded.inodeFlags & kLockingFlags) != 0;

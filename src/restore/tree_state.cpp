@@ -26,6 +26,7 @@ public:
                 return chosen;
             }
             if (isThere) {
+                ForgetLaterEnd(entry.record);
                 entries.push_back(std::move(entry));
             }
         }
@@ -43,6 +44,7 @@ public:
         if (chosen.Ok() && !isThere) {
             return {kNotFound, path + " is not part of that state"};
         }
+        ForgetLaterEnd(entry.record);
         return chosen;
     }
 
@@ -175,6 +177,13 @@ private:
     bool WasGone(const StoredRecord& record) const {
         return IsGone(record) && record.goneTime <= *m_wish.moment;
     }
+    // At the moment it was still there.
+    void ForgetLaterEnd(StoredRecord& record) const {
+        if (m_wish.moment && !WasGone(record)) {
+            record.flags &= ~uint32_t{kRecordGone};
+            record.goneTime = kNoTime;
+        }
+    }
 
     std::vector<StoredRecord> m_records;
     int64_t m_notInState = 0;
@@ -196,6 +205,8 @@ public:
                 const ServerPathParts place = SplitLastName(contentPath);
                 StateEntry& entry = entries.emplace_back();
                 entry.record = record;
+                entry.record.flags &= ~uint32_t{kRecordGone};  // a later end is no part of the moment
+                entry.record.goneTime = kNoTime;
                 entry.contentFolder = place.folder;
                 entry.contentName = place.name;
                 Note(record.storedTime);

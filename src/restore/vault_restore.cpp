@@ -63,7 +63,8 @@ int VaultRestore::Run(RestoreRequest const& request, RestoreReport& report, CStr
 }
 
 int VaultRestore::List(StateWish const& wish, CString const& serverPath, bool recursive,
-                       std::function<bool(VaultEntry const&)> const& visit, CString& message) {
+                       std::function<bool(VaultEntry const&)> const& visit, CString& message,
+                       __int64* firstStored) {
     return WithService(_T("Error: VaultRestore::List"), &message, [&](ServiceConnection& connection) {
         StorageService& service = connection.Service();
         std::string exact;
@@ -72,15 +73,22 @@ int VaultRestore::List(StateWish const& wish, CString const& serverPath, bool re
             return found;
         }
         const std::unique_ptr<TreeState> state = StateOf(service, wish);
+        ServiceResult result;
         if (record.isFolder) {
-            return ListEntries(*state, exact, recursive, visit);
+            result = ListEntries(*state, exact, recursive, visit);
+        } else {
+            StateEntry entry;
+            const ServiceResult found = state->Entry(exact, entry);
+            if (found.Ok()) {
+                visit(EntryOf(exact, entry.record));
+            } else if (found.code != kNotFound) {
+                result = found;
+            }
         }
-        StateEntry entry;
-        ServiceResult found = state->Entry(exact, entry);
-        if (found.Ok()) {
-            visit(EntryOf(exact, entry.record));
+        if (firstStored != nullptr) {
+            *firstStored = state->FirstStored();
         }
-        return found;
+        return result;
     });
 }
 

@@ -84,9 +84,11 @@ public:
     static int Run(RestoreRequest const& request, RestoreReport& report, CString& message);
 
     // A folder's entries at the wanted state in name order, or all below it, parents first; of a file itself.
-    // The path of an older version is the file's own. `visit` false ends it.
+    // The path of an older version is the file's own. `visit` false ends it. `firstStored` (may be null)
+    // receives when the first file that was looked at was stored, INT64_MIN if there was none.
     static int List(StateWish const& wish, CString const& serverPath, bool recursive,
-                    std::function<bool(VaultEntry const&)> const& visit, CString& message);
+                    std::function<bool(VaultEntry const&)> const& visit, CString& message,
+                    __int64* firstStored = nullptr);
 
     // The versions of a stored file, newest first.
     static int Versions(StateWish const& wish, CString const& serverFile, std::vector<VaultEntry>& versions,

@@ -38,9 +38,29 @@ std::string JoinServerPath(std::string_view folder, std::string_view name) {
     return path;
 }
 
+namespace {
+
+// Where names are mapped this stands for a dot at the end of one; in UTF-8.
+constexpr std::string_view kStandInDot = "\xEF\x80\xAE";
+
+// "." and "..", each dot in either form.
+bool IsDots(std::string_view name) {
+    int dots = 0;
+    for (; !name.empty() && dots < 3; ++dots) {
+        const bool isStandIn = name.starts_with(kStandInDot);
+        if (!isStandIn && name[0] != '.') {
+            return false;
+        }
+        name.remove_prefix(isStandIn ? kStandInDot.size() : 1);
+    }
+    return dots < 3;
+}
+
+}  // namespace
+
 bool IsStorableName(std::string_view name) {
     using namespace std::string_view_literals;
-    return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+    return name.size() <= kLongestName && !IsDots(name) &&
            name.find_first_of("\\/\0"sv) == std::string_view::npos;
 }
 

@@ -22,7 +22,7 @@ ServerPathParts SplitLastName(std::string_view path);
 std::string JoinServerPath(std::string_view folder, std::string_view name);
 
 // Whether a record may have this name: not empty, not "." or "..", without backslash, slash and NUL, at most
-// kLongestName bytes.
+// kLongestName bytes. What stands for a dot at the end where names are mapped counts as one.
 inline constexpr size_t kLongestName = 4096;
 bool IsStorableName(std::string_view name);
 

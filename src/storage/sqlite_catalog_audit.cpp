@@ -26,10 +26,11 @@ void AuditTree(SqliteConnection& connection, const AuditVisitor& visitor) {
                         std::string(orphans.Bytes(2)) + ", lie in folder " + std::to_string(orphans.Int(0)) +
                         ", which does not exist");
     }
-    SqliteStatement names = connection.Prepare(
-        "SELECT parent, name FROM record WHERE id<>1 AND (name IN ('', '.', '..') OR instr(name, '/')<>0"
-        " OR instr(name, '\\')<>0 OR instr(CAST(name AS BLOB), x'00')<>0)");
+    SqliteStatement names = connection.Prepare("SELECT parent, name FROM record WHERE id<>1");
     while (names.Step()) {
+        if (IsStorableName(names.Bytes(1))) {
+            continue;
+        }
         visitor.problem("\"" + std::string(names.Bytes(1)) + "\" in folder " + std::to_string(names.Int(0)) +
                         " is no name of a file: it would lead elsewhere");
     }

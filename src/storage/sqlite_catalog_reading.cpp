@@ -154,8 +154,7 @@ void SqliteCatalog::LocateFiles(std::string_view folder, std::span<const std::st
                 SqliteTree::ReadRecord(query, record);
             }
             const bool isFile = record.id != 0 && !record.isFolder && (record.flags & kRecordPartial) == 0;
-            const bool isSound =
-                isFile && UnpackChunkList(query.Bytes(RAMPART_RECORD_COLUMN_COUNT), chunks);
+            const bool isSound = isFile && UnpackChunkList(query.Bytes(RAMPART_RECORD_COLUMN_COUNT), chunks);
             query.Reset();
             if (isFile) {
                 files[i].record = std::move(record);

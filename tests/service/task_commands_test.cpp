@@ -103,11 +103,11 @@ TEST_F(TaskCommands, DeletedTaskLeavesItsBackupUnlessToldOtherwise) {
     EXPECT_THAT(Rampart({"ls", "-r", "/kept/docs"}).out, HasSubstr("a.txt"));
 
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/kept/docs"})).exitCode);
-    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup"}).exitCode);
+    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup", "--yes"}).exitCode);
     EXPECT_NE(0, Rampart({"ls", "-r", "/kept/docs"}).exitCode);
 
     ASSERT_EQ(0, Task(AddDocs({"--daily", "02:30", "--to", "/"})).exitCode);
-    Outcome const refused = Task({"delete", "docs", "--with-backup"});
+    Outcome const refused = Task({"delete", "docs", "--with-backup", "--yes"});
     EXPECT_EQ(2, refused.exitCode);
     EXPECT_THAT(refused.err, HasSubstr("root of the vault"));
     EXPECT_EQ(0, Task({"delete", "docs"}).exitCode);
@@ -133,7 +133,7 @@ TEST_F(TaskCommands, EachTaskHasAFolderOfItsOwn) {
     for (char const* const name : {"docs", "more"}) {
         ASSERT_EQ(0, Task({"run", name}).exitCode);
     }
-    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup"}).exitCode);
+    ASSERT_EQ(0, Task({"delete", "docs", "--with-backup", "--yes"}).exitCode);
     EXPECT_THAT(Rampart({"ls", "-r", "more"}).out, HasSubstr("b.txt"));
 }
 

@@ -20,7 +20,8 @@ constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 // The native name; empty with LastError set when it is none, or a way.
 std::string SingleName(TextView name) {
     std::string native = NameToNative(name);
-    if (native.empty() || native == "." || native == ".." ||
+    // A backslash parts names here; one in a native name has a character of its own.
+    if (native.empty() || name.find(_T('\\')) != TextView::npos || native == "." || native == ".." ||
         native.find_first_of(std::string_view("/\0", 2)) != std::string::npos) {
         SetLastError(kInvalidName);
         return {};
