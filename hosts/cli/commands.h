@@ -28,5 +28,8 @@ int RunTaskNow(CommonOptions const& common, TaskOptions const& options);
 int RunVaultInit(CommonOptions const& common);
 int RunVaultVerify(CommonOptions const& common, VerifyOptions const& options);
 int RunVaultStats(CommonOptions const& common);
+int RunVaultRepair(CommonOptions const& common);
+int RunVaultGet(CommonOptions const& common, SettingOptions const& options);
+int RunVaultSet(CommonOptions const& common, SettingOptions const& options);
 
 }  // namespace rampart::cli

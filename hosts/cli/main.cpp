@@ -39,6 +39,7 @@ struct CommandLine {
     StatusOptions status;
     EventOptions events;
     VerifyOptions verify;
+    SettingOptions setting;
     TaskOptions task;
 };
 
@@ -145,6 +146,17 @@ void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
     vault->add_subcommand("stats", "Show sizes and counts")->callback([&] {
         exitCode = RunVaultStats(line.common);
     });
+    vault
+        ->add_subcommand("repair",
+                         "Make a missing, damaged or older catalog anew from its copies and the packs")
+        ->callback([&] { exitCode = RunVaultRepair(line.common); });
+    CLI::App* const get = vault->add_subcommand("get", "Show the settings of the vault's account");
+    get->add_option("key", line.setting.key, "Which one (default: all)");
+    get->callback([&] { exitCode = RunVaultGet(line.common, line.setting); });
+    CLI::App* const set = vault->add_subcommand("set", "Change a setting of the vault's account");
+    set->add_option("key", line.setting.key, "Which one, as \"vault get\" lists them")->required();
+    set->add_option("value", line.setting.value, "Its value, or default")->required();
+    set->callback([&] { exitCode = RunVaultSet(line.common, line.setting); });
 }
 
 int Main(int argc, char** argv) {

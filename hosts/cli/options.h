@@ -64,4 +64,9 @@ struct VerifyOptions {
     bool readData = false;
 };
 
+struct SettingOptions {
+    std::string key;  // empty for all
+    std::string value;
+};
+
 }  // namespace rampart::cli

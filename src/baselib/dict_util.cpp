@@ -17,8 +17,8 @@ std::unique_ptr<platform::FileHandle> LockBeside(Text const& path) {
     if (path.empty() || !platform::CreateFolders(path.substr(0, path.rfind(_T('\\'))))) {
         return nullptr;
     }
-    auto file = FileHandle::Open(path + _T(".lock"), platform::kOpenRead | platform::kOpenWrite |
-                                                         platform::kOpenCreate | platform::kOpenPrivate);
+    auto file = FileHandle::Open(path + _T(".lock"),
+                                 platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate);
     return file && file->Lock() ? std::move(file) : nullptr;
 }
 

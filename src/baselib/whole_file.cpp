@@ -26,8 +26,8 @@ Text TemporaryName(TextView path) {
 }
 
 bool WriteNewFile(TextView path, std::string_view content) {
-    const auto file = FileHandle::Open(path, platform::kOpenWrite | platform::kOpenCreate |
-                                                 platform::kOpenExclusive | platform::kOpenPrivate);
+    const auto file =
+        FileHandle::Open(path, platform::kOpenWrite | platform::kOpenCreate | platform::kOpenExclusive);
     if (!file) {
         return false;
     }

@@ -5,11 +5,33 @@
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
 #include "paths/path_manage.h"
+#include "platform/file_system.h"
+#include "platform/process.h"
 
 namespace rampart {
+namespace {
+
+// Folders of earlier programs were as wide as their user's mask.
+void KeepOwnFoldersPrivate() {
+    CString data;
+    if (CPathManage::GetOrCreateInAppDataPath(CString(), data)) {
+        TextView product = data;
+        product.remove_suffix(1);  // the backslash at its end
+        platform::KeepPrivate(product);
+        platform::KeepPrivate(product.substr(0, product.rfind(_T('\\'))));
+    }
+    platform::KeepPrivate(platform::ConfigurationFolder());
+    platform::KeepPrivate(platform::UserDataFolder() + _T("\\rampart"));  // settings
+    if (!platform::EnvironmentVariable("RAMPART_HOME").empty()) {
+        platform::KeepPrivate(platform::UserDataFolder());
+    }
+}
+
+}  // namespace
 
 RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
     : m_manager(manager ? std::move(manager) : std::make_unique<CBackupManage>()) {
+    KeepOwnFoldersPrivate();
     theVaultLibApp.InitInstance();
     CPathManage::Init();
     CPathManage::InitRegexFilter();

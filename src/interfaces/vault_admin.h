@@ -43,6 +43,30 @@ struct VAULTLIB_API VaultEntry {
     __int64 goneTime = INT64_MIN;  // when it was not there any more; unknown: it is there
 };
 
+struct VAULTLIB_API VaultRepair {
+    enum Base { kCatalog, kCopy, kNothing };
+    Base base = kNothing;      // where names and versions come from
+    __int64 baseTime = 0;      // of the copy of the catalog, nanoseconds since 1970 UTC
+    bool changed = false;      // otherwise the catalog was in order
+    bool lostRecords = false;  // later changes than those of the base had been made
+    CString setAside;          // name of the old catalog in the vault's folder; empty if none
+    __int64 files = 0;         // versions included
+    __int64 folders = 0;
+    __int64 chunks = 0;
+    __int64 newChunks = 0;  // content that the base did not know
+    __int64 packs = 0;
+    __int64 filesLacking = 0;      // files some of whose content is in no pack
+    std::vector<CString> lacking;  // the first thousand of them
+};
+
+// One setting of the vault's account.
+struct VAULTLIB_API VaultSetting {
+    CString key;
+    CString value;  // as a person writes it
+    bool isDefault = false;
+    CString meaning;
+};
+
 // What this process made visible in the vault since it connected.
 struct VAULTLIB_API TransferTotals {
     __int64 files = 0;        // committed
@@ -72,6 +96,14 @@ public:
     // `progress` (may be empty) is called with the work done and the whole of it; false cancels with code 6.
     static int Verify(bool readData, std::function<bool(__int64, __int64)> const& progress, VaultCheck& check,
                       CString& message);
+    // Makes the catalog of the vault at `url` anew if it is missing, damaged or older than its packs; what
+    // was there is set aside. Nothing may be connected to the vault, this process included; code 3 if
+    // something is.
+    static int Repair(CString const& url, std::function<bool(__int64, __int64)> const& progress,
+                      VaultRepair& repair, CString& message);
+    static int Settings(std::vector<VaultSetting>& settings, CString& message);
+    // Code 11 for a key that is none, 7 for a value that cannot be. "default" takes a value back.
+    static int SetSetting(CString const& key, CString const& value, CString& message);
     static int Statistics(VaultStatistics& statistics, CString& message);
 
     // One entry; code 11 if there is none.

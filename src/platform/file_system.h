@@ -66,13 +66,13 @@ enum OpenMode : uint32_t {
     kOpenTruncate = 0x8,     // empty it
     kOpenExclusive = 0x10,   // with kOpenCreate: fail with kAlreadyExists if it exists
     kOpenFollowLink = 0x20,  // a symbolic link as the last name is followed; without it the open fails
-    kOpenPrivate = 0x40,     // a file that is made is this user's alone, where files have rights of their own
 };
 
 // An open file. One thread at a time, but ReadAt and WriteAt may run beside each other.
 class FileHandle {
 public:
-    // Null on a failure; kAccessDenied for anything but a regular file. Never blocks on a pipe.
+    // Null on a failure; kAccessDenied for anything but a regular file. Never blocks on a pipe. A file that
+    // is made is this user's alone, where files have rights of their own.
     static std::unique_ptr<FileHandle> Open(TextView path, uint32_t mode);
     static std::unique_ptr<FileHandle> OpenNative(const std::string& nativePath, uint32_t mode);
     virtual ~FileHandle() = default;
@@ -95,8 +95,11 @@ public:
     virtual bool Lock() = 0;
 };
 
+// Folders that are made are this user's alone, where folders have rights of their own.
 bool CreateFolder(TextView path);   // one level; kAlreadyExists if something is there
 bool CreateFolders(TextView path);  // all levels; success if the folder exists already
+// Takes the rights of others away from what belongs to this user; leaves what is somebody else's, and links.
+bool KeepPrivate(TextView path);
 bool RemoveFile(TextView path);
 bool RemoveEmptyFolder(TextView path);
 bool RenamePath(TextView from, TextView to, bool replace);

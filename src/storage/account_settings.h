@@ -1,7 +1,11 @@
-// Settings of the account that the service itself reads, by name, with their defaults.
+// Settings of the account that the service itself reads, by name, with their defaults, and how people write
+// them.
 #pragma once
 
 #include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
 
 namespace rampart::account_setting {
 
@@ -26,5 +30,26 @@ inline constexpr char kFolderFilter[] = "FolderFilter";
 inline constexpr char kClientFilters[] = "|";
 inline constexpr char kCustomerId[] = "CustomerId";
 inline constexpr char kUserType[] = "UserType";
+
+// One setting as a person sees it.
+struct Entry {
+    enum Kind { kSwitch, kCount, kBytes, kPatterns };
+    const char* key;   // what people call it
+    const char* name;  // what the service calls it
+    Kind kind;
+    int64_t fallback;  // of a number
+    int64_t least;
+    int64_t most;
+    const char* meaning;
+};
+
+std::span<const Entry> Entries();
+// Null if there is no such key.
+const Entry* FindEntry(std::string_view key);
+// What is stored for a typed text: "on", "off", a number, a number of bytes with K, M, G or T behind it,
+// patterns separated by "|"; "default" gives an empty text. False with a sentence in `fault` if it cannot be.
+bool ReadText(const Entry& entry, std::string_view text, std::string& stored, std::string& fault);
+// The other way; an empty text is the default.
+std::string ShowText(const Entry& entry, std::string_view stored);
 
 }  // namespace rampart::account_setting

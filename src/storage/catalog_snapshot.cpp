@@ -226,8 +226,7 @@ bool MakeSnapshot(Catalog& catalog, ObjectStore& store, int64_t nowNs, const std
     const auto temporary = platform::ToEnginePath(temporaryPath);
     try {
         platform::RemoveFile(temporary);
-        OpenTemporary(temporaryPath, platform::kOpenWrite | platform::kOpenCreate | platform::kOpenExclusive |
-                                         platform::kOpenPrivate)
+        OpenTemporary(temporaryPath, platform::kOpenWrite | platform::kOpenCreate | platform::kOpenExclusive)
             .reset();
         const int64_t sequence = catalog.CopyTo(temporaryPath);
         const auto file = OpenTemporary(temporaryPath, platform::kOpenRead);
@@ -251,9 +250,8 @@ bool MakeSnapshot(Catalog& catalog, ObjectStore& store, int64_t nowNs, const std
 bool UnpackSnapshot(ObjectStore& store, const SnapshotInfo& snapshot, const std::string& path) {
     bool whole = false;
     {
-        const auto file =
-            OpenTemporary(path, platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate |
-                                    platform::kOpenExclusive | platform::kOpenPrivate);
+        const auto file = OpenTemporary(path, platform::kOpenRead | platform::kOpenWrite |
+                                                  platform::kOpenCreate | platform::kOpenExclusive);
         whole = Decompress(store, snapshot.key, *file);
     }
     if (!whole) {

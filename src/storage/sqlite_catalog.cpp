@@ -1,6 +1,7 @@
 #include "storage/sqlite_catalog.h"
 
 #include "platform/clock.h"
+#include "platform/file_system.h"
 #include "storage/sqlite_schema.h"
 
 namespace rampart {
@@ -13,6 +14,8 @@ constexpr size_t kMostIdleReaders = 8;
 }  // namespace
 
 void SqliteCatalog::Create(const std::string& path, const std::string& vaultName) {
+    // Made here, so that nobody else reads it; its log follows it in that.
+    platform::FileHandle::OpenNative(path, platform::kOpenWrite | platform::kOpenCreate);
     SqliteConnection::Settings settings;
     settings.create = true;
     SqliteConnection connection(path, vaultName, settings);
@@ -23,19 +26,26 @@ SqliteCatalog::SqliteCatalog(const std::string& path, const std::string& vaultNa
                              int busyTimeoutMs)
     : m_path(path), m_vaultName(vaultName), m_readOnly(readOnly), m_busyTimeoutMs(busyTimeoutMs) {
     try {
-        m_watch = Connect(kReaderCacheKibibytes);
-        CheckCatalogSchema(*m_watch, vaultName);
+        Open();
     } catch (const StorageError& error) {
         // On a read-only medium the shared memory of the write-ahead log cannot be made; then nobody else
         // writes.
-        if (!readOnly || (error.code() != kVaultReadOnly && error.code() != kConnectionFailed)) {
+        const bool unwritable = error.code() == kVaultReadOnly || error.code() == kConnectionFailed;
+        m_alone = error.code() == kNoSpace && SqliteConnection::CanBeAlone();
+        m_immutable = readOnly && unwritable;
+        if (!m_alone && !m_immutable) {
             throw;
         }
-        m_immutable = true;
-        m_watch = Connect(kReaderCacheKibibytes);
-        CheckCatalogSchema(*m_watch, vaultName);
+        m_watch.reset();
+        m_writer.reset();
+        Open();
     }
-    if (!readOnly) {
+}
+
+void SqliteCatalog::Open() {
+    m_watch = Connect(kReaderCacheKibibytes);
+    CheckCatalogSchema(*m_watch, m_vaultName);
+    if (!m_readOnly) {
         m_writer = Connect(kWriterCacheKibibytes);
         m_writer->Execute("PRAGMA journal_mode=WAL");  // a repaired catalog comes without
         UpgradeCatalogSchema(*m_writer);
@@ -48,6 +58,7 @@ std::unique_ptr<SqliteConnection> SqliteCatalog::Connect(int cacheKibibytes) con
     SqliteConnection::Settings settings;
     settings.readOnly = m_readOnly;
     settings.immutable = m_immutable;
+    settings.alone = m_alone;
     settings.busyTimeoutMs = m_busyTimeoutMs;
     settings.cacheKibibytes = cacheKibibytes;
     auto connection = std::make_unique<SqliteConnection>(m_path, m_vaultName, settings);

@@ -72,6 +72,7 @@ public:
     int64_t OwnBytes() override;
 
 private:
+    void Open();
     std::unique_ptr<SqliteConnection> Connect(int cacheKibibytes) const;
     std::unique_ptr<SqliteConnection> BorrowReader();
     void GiveBack(std::unique_ptr<SqliteConnection> reader);
@@ -95,6 +96,9 @@ private:
     const std::string m_vaultName;
     const bool m_readOnly;
     const int m_busyTimeoutMs;
+    // On a full disk there is no room for the log's shared memory: then no other process gets at the catalog
+    // for as long as this one has it open. Set while it is opened.
+    bool m_alone = false;
     bool m_immutable = false;  // a vault on a read-only medium; set while it is opened
 
     std::mutex m_readersMutex;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "platform/memory_map.h"
 #include "storage/storage_error.h"
 #include "storage/vault_horizon.h"
 
@@ -9,10 +10,28 @@ namespace rampart {
 namespace {
 
 bool IsDiskFull(sqlite3* database, int extended) {
-    if ((extended & 0xff) == SQLITE_FULL || extended == SQLITE_IOERR_SHMSIZE) {
+    if ((extended & 0xff) == SQLITE_FULL || extended == SQLITE_IOERR_SHMSIZE ||
+        extended == SQLITE_IOERR_SHMMAP) {
         return true;
     }
-    return (extended & 0xff) == SQLITE_IOERR && sqlite3_system_errno(database) == ENOSPC;
+    const int primary = extended & 0xff;
+    return (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN) &&
+           sqlite3_system_errno(database) == ENOSPC;
+}
+
+constexpr char kAloneSystem[] = "unix-excl";  // SQLite's name for the way that shares with nobody
+
+// The shared memory of the log is a file of holes to SQLite; on a full disk they would end the process.
+void ReserveSharedMemory() {
+    static const bool done = [] {
+        sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
+        const platform::SystemCall map = platform::ReservingMemoryMap();
+        if (map != nullptr && system != nullptr && system->iVersion >= 3) {
+            system->xSetSystemCall(system, "mmap", map);
+        }
+        return true;
+    }();
+    static_cast<void>(done);
 }
 
 std::string ImmutableAddress(const std::string& path) {
@@ -89,13 +108,16 @@ std::string_view SqliteStatement::Bytes(int column) const {
 SqliteConnection::SqliteConnection(const std::string& path, const std::string& vaultName,
                                    const Settings& settings)
     : m_vaultName(vaultName) {
+    ReserveSharedMemory();
     int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-    flags |= settings.readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    // To keep others out the file must be open for writing, also by a reader.
+    flags |= settings.readOnly && !settings.alone ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     flags |= settings.create ? SQLITE_OPEN_CREATE : 0;
     const std::string name = settings.immutable ? ImmutableAddress(path) : path;
     flags |= settings.immutable ? SQLITE_OPEN_URI : 0;
     sqlite3* database = nullptr;
-    const int result = sqlite3_open_v2(name.c_str(), &database, flags, nullptr);
+    const int result =
+        sqlite3_open_v2(name.c_str(), &database, flags, settings.alone ? kAloneSystem : nullptr);
     m_database.reset(database);
     if (result != SQLITE_OK) {
         Fail(result);
@@ -105,6 +127,13 @@ SqliteConnection::SqliteConnection(const std::string& path, const std::string& v
              "PRAGMA journal_size_limit=67108864; PRAGMA cache_size=-" +
              std::to_string(settings.cacheKibibytes))
                 .c_str());
+    if (settings.readOnly && settings.alone) {
+        Execute("PRAGMA query_only=ON");
+    }
+}
+
+bool SqliteConnection::CanBeAlone() {
+    return sqlite3_vfs_find(kAloneSystem) != nullptr;
 }
 
 SqliteStatement SqliteConnection::Prepare(const char* sql) {

@@ -49,11 +49,15 @@ public:
         bool readOnly = false;
         bool create = false;
         bool immutable = false;  // a read-only medium: no locks, no log
+        bool alone = false;      // for this process only, which needs no shared memory and no room for it
         int busyTimeoutMs = 30000;
         int cacheKibibytes = 8192;
     };
     // `path` is native UTF-8. `vaultName` is for messages.
     SqliteConnection(const std::string& path, const std::string& vaultName, const Settings& settings);
+
+    // Whether this system knows that way.
+    static bool CanBeAlone();
 
     // `sql` must be a literal: statements are kept by its address.
     SqliteStatement Prepare(const char* sql);

@@ -122,7 +122,9 @@ std::unique_ptr<EmbeddedService> OpenVault(const VaultPlace& place, VaultOptions
         catalog = std::make_unique<SqliteCatalog>(catalogPath, place.native, options.readOnly,
                                                   options.busyTimeoutMs);
     } catch (const StorageError& error) {
-        if (options.readOnly || (error.code() != kVaultReadOnly && error.code() != kConnectionFailed)) {
+        // The last one: a disk too full to take a vault of an earlier format over.
+        if (options.readOnly || (error.code() != kVaultReadOnly && error.code() != kConnectionFailed &&
+                                 error.code() != kNoSpace)) {
             throw;
         }
         options.readOnly = true;
@@ -131,6 +133,11 @@ std::unique_ptr<EmbeddedService> OpenVault(const VaultPlace& place, VaultOptions
     std::unique_ptr<platform::FileHandle> lock;
     if (!options.readOnly) {
         lock = LockVault(place, false);
+        // Vaults of earlier programs were as wide as their user's mask. What is somebody else's stays as it
+        // is.
+        for (const Text& own : {place.folder, place.Inside(kPacksName), place.Inside(kCatalogName)}) {
+            platform::KeepPrivate(own);
+        }
         // A repair may have put another catalog there before the lock was ours.
         RequireCatalog(place);
     }
@@ -162,8 +169,7 @@ Text VaultPlace::Inside(std::string_view name) const {
 
 std::unique_ptr<platform::FileHandle> LockVault(const VaultPlace& place, bool alone) {
     auto lock = platform::FileHandle::Open(
-        place.Inside(kLockName),
-        platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate | platform::kOpenPrivate);
+        place.Inside(kLockName), platform::kOpenRead | platform::kOpenWrite | platform::kOpenCreate);
     if (!lock) {
         // On a full disk a vault of an earlier program still opens.
         if (!alone) {

@@ -44,18 +44,23 @@ public:
         m_packs = ListPacks(m_store);
         RemoveRepaired();
         ChooseBase();
+        bool cancelled = false;
         const bool inPlace = m_report.base == RepairReport::kCatalog;
         {
             const auto connection = Connect(inPlace ? kCatalogName : kRepairedName, false);
             UpgradeCatalogSchema(*connection);
             SqliteTransaction transaction(*connection, SqliteTransaction::kWrite);
-            if (!TakePacks(*connection)) {
-                return ServiceResult(kCancelled, ServiceCodeText(kCancelled));
+            cancelled = !TakePacks(*connection);
+            if (!cancelled) {
+                RaiseNumbers(*connection);
+                MarkLacking(*connection);
+                Count(*connection);
+                transaction.Commit();
             }
-            RaiseNumbers(*connection);
-            MarkLacking(*connection);
-            Count(*connection);
-            transaction.Commit();
+        }
+        if (cancelled) {
+            RemoveRepaired();
+            return ServiceResult(kCancelled, ServiceCodeText(kCancelled));
         }
         if (!inPlace) {
             Exchange();

@@ -2,6 +2,7 @@
 
 #include "interfaces/baselib.h"
 #include "platform/path_mapping.h"
+#include "storage/account_settings.h"
 #include "storage/chunk.h"
 #include "storage/embedded_service.h"
 #include "storage/server_path.h"
@@ -157,6 +158,68 @@ int VaultAdmin::Verify(bool readData, std::function<bool(__int64, __int64)> cons
             check.problems.push_back(CString::FromUtf8(problem));
         }
         return result;
+    });
+}
+
+int VaultAdmin::Repair(CString const& url, std::function<bool(__int64, __int64)> const& progress,
+                       VaultRepair& repair, CString& message) {
+    return Edge(_T("Error: VaultAdmin::Repair"), message, [&] {
+        VaultAddress address;
+        ServiceResult result = ResolveVaultAddress(url, address);
+        if (!result.Ok()) {
+            return result;
+        }
+        RepairOptions options;
+        options.progress = progress;
+        RepairReport report;
+        result = EmbeddedService::Repair(address.location, options, report);
+        repair.base = static_cast<VaultRepair::Base>(report.base);
+        repair.baseTime = report.baseTime;
+        repair.changed = report.changed;
+        repair.lostRecords = report.lostRecords;
+        repair.setAside = CString::FromUtf8(report.setAside);
+        repair.files = report.files;
+        repair.folders = report.folders;
+        repair.chunks = report.chunks;
+        repair.newChunks = report.newChunks;
+        repair.packs = report.packs;
+        repair.filesLacking = report.filesLacking;
+        repair.lacking.clear();
+        for (const std::string& path : report.lacking) {
+            repair.lacking.push_back(CString::FromUtf8(path));
+        }
+        return result;
+    });
+}
+
+int VaultAdmin::Settings(std::vector<VaultSetting>& settings, CString& message) {
+    return WithService(_T("Error: VaultAdmin::Settings"), &message, [&](ServiceConnection& connection) {
+        settings.clear();
+        for (const account_setting::Entry& entry : account_setting::Entries()) {
+            std::string stored;
+            if (ServiceResult result = connection.Service().GetSetting(entry.name, stored); !result.Ok()) {
+                return result;
+            }
+            settings.push_back({CString::FromUtf8(entry.key),
+                                CString::FromUtf8(account_setting::ShowText(entry, stored)), stored.empty(),
+                                CString::FromUtf8(entry.meaning)});
+        }
+        return ServiceResult();
+    });
+}
+
+int VaultAdmin::SetSetting(CString const& key, CString const& value, CString& message) {
+    return WithService(_T("Error: VaultAdmin::SetSetting"), &message, [&](ServiceConnection& connection) {
+        const account_setting::Entry* const entry = account_setting::FindEntry(key.ToUtf8());
+        if (entry == nullptr) {
+            return ServiceResult(kNotFound, "there is no setting \"" + key.ToUtf8() + "\"");
+        }
+        std::string stored;
+        std::string fault;
+        if (!account_setting::ReadText(*entry, value.ToUtf8(), stored, fault)) {
+            return ServiceResult(kInvalidRequest, fault);
+        }
+        return connection.Service().SetSetting(entry->name, stored);
     });
 }
 

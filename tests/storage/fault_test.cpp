@@ -151,6 +151,109 @@ TEST_F(FaultTest, FullDiskLosesNothingAndTheVaultGoesOnWhenThereIsRoom) {
     EXPECT_EQ(std::system(("umount \"" + disk + "\"").c_str()), 0);
 }
 
+// Without one free byte, and where blocks are smaller than pages of memory, too: there what the log shares in
+// memory lies in holes of its file that cannot be filled.
+class FullDiskTest : public FaultTest, public testing::WithParamInterface<const char*> {
+protected:
+    bool Mount() {
+        std::filesystem::create_directory(folder.Path("disk"));
+        std::ofstream(folder.Path("image")).close();
+        Resize("image", 8u << 20);
+        const std::string disk = " \"" + folder.Native("disk") + "\" >/dev/null 2>&1";
+        const std::string image = " \"" + folder.Native("image") + "\"";
+        return std::string(GetParam()) == "tmpfs"
+                   ? std::system(("mount -t tmpfs -o size=8m tmpfs" + disk).c_str()) == 0
+                   : std::system(("mkfs.ext4 -q -F -m 0 -b " + std::string(GetParam()) + image + " && " +
+                                  "mount -o loop" + image + disk)
+                                     .c_str()) == 0;
+    }
+    void Unmount() { EXPECT_EQ(std::system(("umount \"" + folder.Native("disk") + "\"").c_str()), 0); }
+    void FillUp() {
+        for (int piece = 1 << 20; piece > 0; piece /= 2) {
+            std::ofstream file(folder.Path("disk/ballast"), std::ios::binary | std::ios::app);
+            while (file.write(std::string(static_cast<size_t>(piece), 'b').data(), piece).flush()) {
+            }
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Disks, FullDiskTest, testing::Values("tmpfs", "4096", "1024"));
+
+TEST_P(FullDiskTest, IsReadWithNoFreeByteAndWrittenAgainWhenThereIsRoom) {
+    if (!Mount()) {
+        GTEST_SKIP() << "no such file system can be made and mounted here";
+    }
+    const std::string vault = folder.Native("disk/vault");
+    ExpectOk(EmbeddedService::Create(vault));
+    ExpectOk(StoreFile(*OpenVault(vault), "\\a", NoiseOf(50'000, 1)));
+    EXPECT_FALSE(folder.Exists("disk/vault/catalog.db-wal"));
+    FillUp();
+    for (const bool readOnly : {true, false}) {
+        VaultOptions options;
+        options.readOnly = readOnly;
+        if (const auto full = OpenVault(vault, options)) {
+            ExpectContent(*full, "\\a", NoiseOf(50'000, 1));
+            EXPECT_EQ(TreeOf(*full).size(), 1u);
+            ExpectSound(*full);
+            EXPECT_EQ(StoreFile(*full, "\\b", NoiseOf(50'000, 2)).code, readOnly ? kVaultReadOnly : kNoSpace);
+        }
+    }
+    // And with too little room for all of what the log shares in memory.
+    for (int kibibytes = 1; kibibytes <= 48; kibibytes += 1) {
+        Resize("disk/ballast", std::filesystem::file_size(folder.Path("disk/ballast")) - 1024);
+        if (const auto nearlyFull = OpenVault(vault)) {
+            ExpectContent(*nearlyFull, "\\a", NoiseOf(50'000, 1));
+        }
+    }
+    if (const auto full = OpenVault(vault)) {
+        std::filesystem::remove(folder.Path("disk/ballast"));
+        ExpectOk(StoreFile(*full, "\\b", NoiseOf(50'000, 2)));
+    }
+    if (const auto free = OpenVault(vault)) {
+        ExpectContent(*free, "\\b", NoiseOf(50'000, 2));
+        ExpectSound(*free);
+    }
+    Unmount();
+}
+
+TEST_P(FullDiskTest, FillsUpUnderAnOpenVaultAndItsLogIsReadAfterACrash) {
+    if (!Mount()) {
+        GTEST_SKIP() << "no such file system can be made and mounted here";
+    }
+    const std::string vault = folder.Native("disk/vault");
+    ExpectOk(EmbeddedService::Create(vault));
+    std::filesystem::create_directory(folder.Path("disk/crashed"));
+    uint32_t stored = 0;
+    {
+        const auto open = OpenVault(vault);
+        ExpectOk(StoreFile(*open, "\\first", "first"));
+        // As a killed process leaves them: a log, and no shared memory.
+        std::filesystem::create_directories(folder.Path("crashed/packs"));
+        for (const char* const name : {"catalog.db", "catalog.db-wal", "packs/0000000001.pack"}) {
+            std::filesystem::copy_file(
+                folder.Path("disk/vault/" + std::string(name)),
+                folder.Path("disk/crashed/" +
+                            std::string(name == std::string("packs/0000000001.pack") ? "pack" : name)));
+        }
+        FillUp();
+        while (stored < 100 && StoreFile(*open, "\\" + std::to_string(stored), std::to_string(stored)).Ok()) {
+            ++stored;
+        }
+        EXPECT_LT(stored, 100u);
+        ExpectContent(*open, "\\first", "first");
+        ExpectSound(*open);
+    }
+    std::filesystem::create_directory(folder.Path("disk/crashed/packs"));
+    std::filesystem::rename(folder.Path("disk/crashed/pack"),
+                            folder.Path("disk/crashed/packs/0000000001.pack"));
+    FillUp();
+    if (const auto crashed = OpenVault(folder.Native("disk/crashed"))) {
+        ExpectContent(*crashed, "\\first", "first");
+        ExpectSound(*crashed);
+    }
+    Unmount();
+}
+
 TEST_F(FaultTest, ReadOnlyDiskIsReadAndNotWritten) {
     const std::string disk = folder.Native("disk");
     std::filesystem::create_directory(folder.Path("disk"));

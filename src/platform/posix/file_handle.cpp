@@ -11,8 +11,8 @@
 namespace rampart::platform {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // less what the user's mask takes away
-constexpr mode_t kPrivateFileMode = 0600;
+// Whatever the user's mask allows: what this program keeps of files is nobody else's to read.
+constexpr mode_t kNewFileMode = 0600;
 
 timespec ToTimespec(int64_t nanoseconds) {
     if (nanoseconds == -1) {
@@ -126,8 +126,7 @@ std::unique_ptr<FileHandle> FileHandle::Open(TextView path, uint32_t mode) {
 }
 
 std::unique_ptr<FileHandle> FileHandle::OpenNative(const std::string& nativePath, uint32_t mode) {
-    const mode_t newFileMode = (mode & kOpenPrivate) != 0 ? kPrivateFileMode : kNewFileMode;
-    Descriptor fd(Retry([&] { return open(nativePath.c_str(), OpenFlags(mode), newFileMode); }));
+    Descriptor fd(Retry([&] { return open(nativePath.c_str(), OpenFlags(mode), kNewFileMode); }));
     if (!fd) {
         FailOnPath(errno, nativePath);
         return nullptr;

@@ -9,12 +9,25 @@
 namespace rampart::platform {
 namespace {
 
-constexpr mode_t kNewFolderMode = 0777;  // less what the user's mask takes away
+constexpr mode_t kNewFolderMode = 0700;  // see the files: nobody else's to enter
 
 bool IsFolder(const std::string& native) {
     struct stat status;
     return stat(native.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
+
+// For file systems that cannot rename without replacing: not atomic, but never replaces what was there
+// before.
+int RenameToFreeName(const std::string& from, const std::string& to) {
+    struct stat status;
+    if (lstat(to.c_str(), &status) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return errno == ENOENT ? rename(from.c_str(), to.c_str()) : -1;
+}
+
+}  // namespace
 
 bool MakeFolders(const std::string& native) {
     if (mkdir(native.c_str(), kNewFolderMode) == 0) {
@@ -31,19 +44,6 @@ bool MakeFolders(const std::string& native) {
     return IsFolder(native) || FailWithErrno(error);
 }
 
-// For file systems that cannot rename without replacing: not atomic, but never replaces what was there
-// before.
-int RenameToFreeName(const std::string& from, const std::string& to) {
-    struct stat status;
-    if (lstat(to.c_str(), &status) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return errno == ENOENT ? rename(from.c_str(), to.c_str()) : -1;
-}
-
-}  // namespace
-
 bool CreateFolder(TextView path) {
     const std::string native = ToNativePath(path);
     return !native.empty() && (mkdir(native.c_str(), kNewFolderMode) == 0 || FailOnPath(errno, native));
@@ -52,6 +52,18 @@ bool CreateFolder(TextView path) {
 bool CreateFolders(TextView path) {
     const std::string native = ToNativePath(path);
     return !native.empty() && MakeFolders(native);
+}
+
+bool KeepPrivate(TextView path) {
+    const std::string native = ToNativePath(path);
+    struct stat status;
+    if (native.empty() || lstat(native.c_str(), &status) != 0) {
+        return !native.empty() && FailOnPath(errno, native);
+    }
+    const mode_t rights = status.st_mode & 07777;
+    const bool wide = (rights & (S_IRWXG | S_IRWXO)) != 0 && !S_ISLNK(status.st_mode);
+    return !wide || status.st_uid != geteuid() || chmod(native.c_str(), rights & ~(S_IRWXG | S_IRWXO)) == 0 ||
+           FailOnPath(errno, native);
 }
 
 bool RemoveFile(TextView path) {

@@ -54,6 +54,9 @@ bool FailWithErrno(int error);
 // The same for a call that was given a path: a missing parent folder is told from a missing file.
 bool FailOnPath(int error, const std::string& nativePath);
 
+// All levels, this user's alone; success if the folder exists already.
+bool MakeFolders(const std::string& native);
+
 // SIGINT, SIGTERM and SIGHUP go to `handler`. From then on a reader that went away is an error of a write,
 // not the end of the process.
 void CatchSignals(void (*handler)(int));

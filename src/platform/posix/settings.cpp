@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 
-#include <filesystem>
 #include <functional>
 #include <map>
 
@@ -46,10 +45,9 @@ bool Replace(const std::string& path, std::string_view text) {
 
 // Changes the values under a lock that all processes take, so that none loses what another wrote.
 bool Change(const std::function<bool(SettingsSections&)>& change) {
-    std::error_code error;
-    std::filesystem::create_directories(SettingsFolder(), error);
-    const auto lock = FileHandle::OpenNative(SettingsFolder() + "/settings.lock",
-                                             kOpenRead | kOpenWrite | kOpenCreate | kOpenPrivate);
+    MakeFolders(SettingsFolder());
+    const auto lock =
+        FileHandle::OpenNative(SettingsFolder() + "/settings.lock", kOpenRead | kOpenWrite | kOpenCreate);
     if (!lock || !lock->Lock()) {
         return false;
     }

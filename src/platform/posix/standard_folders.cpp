@@ -38,17 +38,24 @@ std::string DesktopFolder(const char* name, const char* underHome) {
     return value.starts_with('/') ? value : HomeFolder() + underHome;
 }
 
-bool IsPrivateFolder(const std::string& path) {
+// A link is none: it leads where somebody else may have put it.
+bool IsOwnFolder(const std::string& path, mode_t rightsOfOthers) {
     struct stat status;
     return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
-           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+           (status.st_mode & rightsOfOthers) == 0;
 }
 
+bool IsPrivateFolder(const std::string& path) {
+    return IsOwnFolder(path, S_IWGRP | S_IWOTH);
+}
+
+// Empty where it cannot be had. One that others could write to may hold what they put there.
 std::string WithFolder(const std::string& path) {
-    std::error_code error;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-    mkdir(path.c_str(), 0700);
-    return IsPrivateFolder(path) ? path : std::string();
+    MakeFolders(std::filesystem::path(path).parent_path().string());
+    if (mkdir(path.c_str(), S_IRWXU) != 0 && IsPrivateFolder(path)) {
+        chmod(path.c_str(), S_IRWXU);
+    }
+    return IsOwnFolder(path, S_IRWXG | S_IRWXO) ? path : std::string();
 }
 
 }  // namespace
@@ -70,8 +77,9 @@ std::string RuntimeFolder() {
             return WithFolder(session + "/rampart");
         }
     }
-    return WithFolder((geteuid() == 0 ? "/run/rampart" : "/tmp/rampart-") +
-                      (geteuid() == 0 ? std::string() : user));
+    const std::string shared = WithFolder(geteuid() == 0 ? "/run/rampart" : "/tmp/rampart-" + user);
+    // Somebody else may have been there first; what lies below the own data is nobody else's.
+    return !shared.empty() ? shared : WithFolder(NativeDataFolder() + "/rampart/run");
 }
 
 Text UserDataFolder() {

@@ -89,6 +89,10 @@ bool CreateFolders(TextView path) {
     return !system.empty() && MakeFolders(system);
 }
 
+bool KeepPrivate(TextView) {
+    return true;  // rights come from the folder of the user's profile
+}
+
 bool RemoveFile(TextView path) {
     return RemoveName(path, &DeleteFileW);
 }

@@ -74,6 +74,26 @@ TEST_F(Cli, AFullDiskOfTheVaultIsToldAndNothingStoredIsLost) {
     ExpectRestores("small", tree.Path("small"));
 }
 
+TEST_F(Cli, WithoutOneFreeByteAVaultIsListedCheckedAndRestored) {
+    SmallDisk const disk(work.Path("disk"), "6m");
+    if (!disk.IsMounted()) {
+        GTEST_SKIP() << "needs the right to mount a file system";
+    }
+    vaultPlace = work.Native("disk/vault");
+    TempTree const tree({{"d/a", "kept"}});
+    MakeVault();
+    ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "mine"}).exitCode);
+    std::ofstream ballast(work.Path("disk/ballast"), std::ios::binary);
+    while (ballast.write(std::string(512, 'b').data(), 512).flush()) {
+    }
+    Outcome const listed = Rampart({"ls", "mine", "-r", "--vault", Vault()});
+    EXPECT_EQ(0, listed.exitCode) << listed.err;
+    EXPECT_THAT(listed.out, HasSubstr("a"));
+    EXPECT_EQ(0, Rampart({"vault", "stats", "--vault", Vault()}).exitCode);
+    ExpectClean();
+    ExpectRestores("mine", tree.Path("d"));
+}
+
 TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
     SmallDisk const disk(work.Path("disk"), "4m");
     if (!disk.IsMounted()) {

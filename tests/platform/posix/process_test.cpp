@@ -46,8 +46,12 @@ TEST(NamedMutex, AFolderThatOthersCanWriteIsNotTrusted) {
     ASSERT_TRUE(std::filesystem::create_directory(home.Path("run")));
     ASSERT_EQ(chmod(home.Native("run").c_str(), 0777), 0);
     EXPECT_FALSE(NamedMutex::Create(_T("service")));
-    ASSERT_EQ(chmod(home.Native("run").c_str(), 0700), 0);
+    // One that they could only read is closed to them.
+    ASSERT_EQ(chmod(home.Native("run").c_str(), 0755), 0);
     EXPECT_TRUE(NamedMutex::Create(_T("service")));
+    struct stat status = {};
+    ASSERT_EQ(stat(home.Native("run").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
 }
 
 TEST(StartProcess, RunsTheProgramWithItsWords) {
