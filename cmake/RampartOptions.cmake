@@ -12,7 +12,11 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
-add_compile_options(-Wall -Wextra -Werror -Wno-missing-field-initializers)
+option(RAMPART_WERROR "Warnings are errors, as in the presets" OFF)
+add_compile_options(-Wall -Wextra -Wno-missing-field-initializers)
+if(RAMPART_WERROR)
+  add_compile_options(-Werror)
+endif()
 
 if(RAMPART_UNITY)
   set(CMAKE_UNITY_BUILD ON)

@@ -58,8 +58,8 @@ void ContentStage::InParallel(const std::vector<uint32_t>& entries,
                 // What a failure of this program itself left is told like any other.
                 for (const uint32_t index : batches[at]) {
                     PlannedEntry& entry = m_context.plan.entries[index];
-                    if (entry.state == EntryState::kWaiting && entry.leader == kNoIndex && !m_context.cancelled &&
-                        !m_context.request.dryRun) {
+                    if (entry.state == EntryState::kWaiting && entry.leader == kNoIndex &&
+                        !m_context.cancelled && !m_context.request.dryRun) {
                         m_context.Fail(entry, "an unexpected failure");
                     }
                 }

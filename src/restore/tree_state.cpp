@@ -200,8 +200,7 @@ public:
         const std::string history =
             m_wish.historyOf ? m_wish.historyOf(CString::FromUtf8(folder)).ToUtf8() : std::string();
         ServiceResult listed = m_service.ListMoment(
-            folder, history, *m_wish.moment,
-            [&](const StoredRecord& record, const std::string& contentPath) {
+            folder, history, *m_wish.moment, [&](const StoredRecord& record, const std::string& contentPath) {
                 const ServerPathParts place = SplitLastName(contentPath);
                 StateEntry& entry = entries.emplace_back();
                 entry.record = record;

@@ -102,6 +102,11 @@ Text DirectoryStore::PathOf(std::string_view key) const {
 void DirectoryStore::MakeFolderOf(std::string_view key) {
     const size_t cut = key.rfind('/');
     if (cut != std::string_view::npos && !platform::CreateFolders(PathOf(key.substr(0, cut)))) {
+        if (platform::LastError() == platform::kAlreadyExists) {
+            // Not the code that says that the object itself is there.
+            throw StorageError(kFailed,
+                               std::string(key.substr(0, cut)) + " in " + m_nativeFolder + " is no folder");
+        }
         Fail("create the folder of", std::string(key));
     }
 }

@@ -10,6 +10,8 @@
 namespace rampart {
 namespace {
 
+// Names that files of others hold are passed over, but not without end.
+constexpr int kMostNewPacks = 1000;
 constexpr size_t kBufferBytes = 4u << 20;
 
 }  // namespace
@@ -144,9 +146,13 @@ PackWriter::OpenPack& PackWriter::CurrentPack() {
             return m_packs.back();
         }
     }
-    while (!Adopt(m_catalog.AddPack().id)) {
+    for (int tries = 0; tries < kMostNewPacks; ++tries) {
+        if (Adopt(m_catalog.AddPack().id)) {
+            return m_packs.back();
+        }
     }
-    return m_packs.back();
+    throw StorageError(kFailed, "no pack can be begun: the names of the next " +
+                                    std::to_string(kMostNewPacks) + " are taken");
 }
 
 // Makes the pack the one that grows; false if it cannot be. What was put before is in the file then.

@@ -148,6 +148,7 @@ int VaultAdmin::Verify(bool readData, std::function<bool(__int64, __int64)> cons
         options.progress = progress;
         VerifyReport report;
         ServiceResult result = connection.Service().Verify(options, report);
+        connection.Mirror().CheckNow();  // for the marks that it has set
         check.packsChecked = report.packsChecked;
         check.chunksChecked = report.chunksChecked;
         check.filesChecked = report.filesChecked;

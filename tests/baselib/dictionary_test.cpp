@@ -152,6 +152,8 @@ constexpr const char* kPlainTexts[] = {
     "WarningLog",
     "EmailTaskNotSupported",
     "PathTooLong",
+    "FileSystemAway",
+    "RecordChangesError",
     "VaultIsSource",
     "SourceVanished",
 };

@@ -86,7 +86,8 @@ private:
 };
 
 TEST_F(Moments, AFileAndAFolderThatTakeEachOthersPlaceKeepBothLives) {
-    TempTree const tree({{"d/x/in", "in the folder"}, {"d/x/deep/", ""}, {"d/y", "the file"}, {"d/keep", ""}});
+    TempTree const tree(
+        {{"d/x/in", "in the folder"}, {"d/x/deep/", ""}, {"d/y", "the file"}, {"d/keep", ""}});
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
     std::vector<std::pair<int64_t, Tree>> states;
     auto run = [&] {
@@ -133,7 +134,8 @@ TEST_F(Moments, ARandomHistoryComesBackAtEveryMoment) {
             }
             return path + "/" + names[pick(3)];
         };
-        // An empty source would prove nothing: the first file stays. A file may stand in the place of a parent.
+        // An empty source would prove nothing: the first file stays. A file may stand in the place of a
+        // parent.
         auto removeAll = [&](std::string const& path) {
             std::error_code error;
             fs::remove_all(tree.Path(path), error);

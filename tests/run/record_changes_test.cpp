@@ -2,7 +2,9 @@
 // is gone.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include "platform/attributes.h"
 #include "support/engine_home.h"
@@ -107,6 +109,37 @@ TEST_F(RecordChangesOfARun, ALinkIsStoredAsItsTargetAndItsChangesAreItsOwn) {
     ASSERT_EQ(TaskStateFinished, Run(task));
     EXPECT_EQ("g", Restored(task.m_serverFilePath).at("d/link").content);
     EXPECT_EQ(0u, Record(task, "\\d\\nowhere").flags);
+}
+
+// Bytes that rot in a pack are found, named, and sent again by the next run over an unchanged tree.
+TEST_F(RecordChangesOfARun, DamageIsFoundAndHealedByTheNextRun) {
+    TempTree const tree({{"d/f", std::string(5000, 'f')}, {"d/g", "good"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    fs::path const pack = fs::path(home.Native("vault")) / "packs" / "0000000001.pack";
+    {
+        std::fstream file(pack, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(16 + 64 + 3);  // in the first entry's bytes
+        file.put('\x55');
+    }
+    auto verify = [&] {
+        CString message;
+        VaultCheck check;
+        VaultAdmin::Verify(true, {}, check, message);
+        return check;
+    };
+    VaultCheck const damaged = verify();
+    ASSERT_GT(damaged.problemCount, 0);
+    EXPECT_TRUE(std::any_of(damaged.problems.begin(), damaged.problems.end(), [](CString const& problem) {
+        return problem.Find(_T("\\d\\")) >= 0;
+    })) << "the file is named";
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(0, verify().problemCount);
+    EXPECT_EQ(0u, Versions(task, _T("\\d\\f"))) << "the same content is no other version";
+    EXPECT_EQ(std::string(5000, 'f'), Restored(task.m_serverFilePath).at("d/f").content);
+    __int64 const sent = FilesSent();
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_EQ(sent, FilesSent());
 }
 
 TEST_F(RecordChangesOfARun, WhatACompleteLookMissesIsGoneUntilItReturns) {

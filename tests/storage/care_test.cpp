@@ -379,6 +379,20 @@ TEST_F(CareTest, DamageThatAReaderMeetsIsMarkedAndACommitOverItIsRefused) {
     EXPECT_EQ(FlagsOf("\\bad") & kRecordDamaged, 0u);
 }
 
+TEST_F(CareTest, AFileInThePlaceOfThePacksIsAFailureAndNotATakenName) {
+    service.reset();
+    std::filesystem::remove_all(folder.Native("vault/packs"));
+    folder.Write("vault/packs", "no folder");
+    service = OpenVault(Vault());
+    ServiceStatistics before;
+    ExpectOk(service->Statistics(before));
+    EXPECT_EQ(StoreFile(*service, "\\a", "content").code, kFailed);
+    ServiceStatistics after;
+    ExpectOk(service->Statistics(after));
+    EXPECT_LE(after.packs, before.packs + 1) << "no pack after the other is begun";
+    EXPECT_EQ(folder.Read("vault/packs"), "no folder");
+}
+
 TEST_F(CareTest, AMarkGoesWhenTheBytesAreBack) {
     Store("\\a", 1);
     FlipByte("vault/packs/0000000001.pack", 16 + 64 + 500);
