@@ -18,18 +18,12 @@ namespace {
 
 CString const kSeparator(_T("|"));
 
-rampart::UserFilters& FileEntries() {
-    static rampart::UserFilters filters(0);
-    return filters;
+bool NamesFile(CStringList const* list, CString const& path) {
+    return list && !list->IsEmpty() && rampart::UserFilters::Of(*list, 0).Matches(path);
 }
 
-rampart::UserFilters& FolderEntries() {
-    static rampart::UserFilters filters(1);
-    return filters;
-}
-
-bool HasEntries(CStringList const* list) {
-    return list && !list->IsEmpty();
+bool NamesFolder(CStringList const* list, CString const& path) {
+    return list && !list->IsEmpty() && rampart::UserFilters::Of(*list, 1).Matches(path);
 }
 
 std::vector<CString> ToVector(CStringList const& list) {
@@ -154,7 +148,7 @@ int CPathManage::ExcludeFilterFile(CString const& path, CStringList* list) {
             return 0;  // the exclude mode works only beside account-wide expressions
         }
     }
-    return HasEntries(list) && FileEntries().Matches(path) ? 1 : 0;
+    return NamesFile(list, path) ? 1 : 0;
 }
 
 int CPathManage::ExcludeFilterFolder(CString const& path, CStringList* list) {
@@ -164,15 +158,15 @@ int CPathManage::ExcludeFilterFolder(CString const& path, CStringList* list) {
             return 0;
         }
     }
-    return HasEntries(list) && FolderEntries().Matches(path) ? 1 : 0;
+    return NamesFolder(list, path) ? 1 : 0;
 }
 
 int CPathManage::IncludeFilterFile(CString const& path, CStringList* list) {
-    return HasEntries(list) && FileEntries().Matches(path) ? 0 : 1;
+    return NamesFile(list, path) ? 0 : 1;
 }
 
 int CPathManage::IncludeFilterFolder(CString const& path, CStringList* list) {
-    return HasEntries(list) && FolderEntries().Matches(path) ? 0 : 1;
+    return NamesFolder(list, path) ? 0 : 1;
 }
 
 void CPathManage::StoreFilterToVector(CString const& text, std::vector<CString>& out) {
@@ -194,7 +188,6 @@ void CPathManage::RestoreUIFilterToVector(CStringList const& list) {
         const std::vector<CString> entries = ToVector(list);
         rampart::CriticalLock lock(s_filterLock);
         s_uiFilterFiles = entries;
-        FileEntries().Set(entries);
     });
 }
 
@@ -203,7 +196,6 @@ void CPathManage::RestoreUIFiltedPathToVector(CStringList const& list) {
         const std::vector<CString> entries = ToVector(list);
         rampart::CriticalLock lock(s_filterLock);
         s_uiFilterFolders = entries;
-        FolderEntries().Set(entries);
     });
 }
 

@@ -20,8 +20,9 @@ public:
     static void InitRegexFilter();  // account-wide lists from the service's settings, compiled
     static void InitClientRegexFilter();
     static Enum_Filter_Type GetFilterType(CString const& type);
-    // 1 if the path is to be left out. `list` is only tested for being non-empty: the entries that count are
-    // those of RestoreUIFilterToVector and RestoreUIFiltedPathToVector.
+    // 1 if the path is to be left out, by the account's filters or by the entries of `list`, which are the
+    // task's own: tasks that run at once do not meet. Those of RestoreUIFilterToVector and
+    // RestoreUIFiltedPathToVector serve the getters below alone.
     static int FilterFile(CString const& path, CStringList* list, CString const& type);
     static int FilterFolder(CString const& path, CStringList* list, CString const& type);
     static void StoreFilterToVector(CString const& text, std::vector<CString>& out);

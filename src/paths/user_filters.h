@@ -1,30 +1,31 @@
-// UserFilters: the expressions of the task layer's filter entries, converted once and shared by all scans.
+// UserFilters: the filter entries of one task as expressions.
 #pragma once
 
-#include <memory>
-#include <mutex>
 #include <vector>
 
 #include "framework/framework.h"
 
 namespace rampart {
 
-// One list of entries as expressions. Any thread may call; a match runs on a snapshot, without a lock.
+// One list of entries, converted once.
 class UserFilters {
 public:
     // `isFolder` as for RegexFilter::ChangeFilePathToBoostRegexFilter.
-    explicit UserFilters(int isFolder) : m_isFolder(isFolder) {}
+    UserFilters(std::vector<CString> entries, int isFolder);
 
-    void Set(std::vector<CString> const& entries);
+    // Those of a list, kept for the calling thread, which asks for each of its files; valid until its next
+    // call.
+    static UserFilters const& Of(CStringList const& list, int isFolder);
+
     // Whether an expression matches the whole path.
     bool Matches(CString const& path) const;
 
 private:
-    using Expressions = std::shared_ptr<std::vector<CString> const>;
+    bool IsOf(CStringList const& list, int isFolder) const;
 
-    int const m_isFolder;
-    mutable std::mutex m_mutex;
-    Expressions m_expressions;  // null when there is none
+    std::vector<CString> m_entries;
+    int m_isFolder;
+    std::vector<CString> m_expressions;
 };
 
 }  // namespace rampart

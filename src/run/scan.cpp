@@ -156,10 +156,11 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
 
 int CBackupTask::CheckFileFilter(CString file, CStringList* exList, CStringList* pathList,
                                  CString filterType) {
+    // Without folders on the list its names do not count either.
+    CStringList* const list = pathList != nullptr && !pathList->IsEmpty() ? exList : pathList;
     if (!rampart::IsIncludeMode(filterType)) {
-        return CPathManage::FilterFile(file, pathList, filterType);
+        return CPathManage::FilterFile(file, list, filterType);
     }
-    // Only the count of `exList` is read; every filter call takes `pathList`.
     bool const hasNames = exList != nullptr && !exList->IsEmpty();
     bool const hasPaths = pathList != nullptr && !pathList->IsEmpty();
     if (!hasNames && !hasPaths) {
@@ -170,10 +171,10 @@ int CBackupTask::CheckFileFilter(CString file, CStringList* exList, CStringList*
         return CPathManage::FilterFolder(parent, pathList, filterType);
     }
     if (!hasPaths) {
-        return CPathManage::FilterFile(file, pathList, filterType);
+        return CPathManage::FilterFile(file, list, filterType);
     }
     bool const taken = CPathManage::FilterFolder(parent, pathList, filterType) == 0 ||
-                       CPathManage::FilterFile(file, pathList, filterType) == 0;
+                       CPathManage::FilterFile(file, list, filterType) == 0;
     return taken ? 0 : 1;
 }
 

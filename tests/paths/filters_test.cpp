@@ -190,6 +190,37 @@ TEST_F(Filters, ArchiveFormComesBackOrLeavesTheListsAlone) {
     EXPECT_EQ(CPathManage::s_fileFilters.size(), 2U);
 }
 
+// One pair of lists for the process let the second of two tasks swap the first one's filters in the middle of
+// its scan.
+TEST_F(Filters, TasksThatScanAtOnceKeepTheirOwnLists) {
+    Account(_T("*.never"), _T("never"));
+    std::atomic<int> strayed{0};
+    auto scan = [&](LPCTSTR own, LPCTSTR other) {
+        CStringList files;
+        files.AddTail(CString(_T("*.")) + own);
+        CStringList folders;
+        folders.AddTail(CString(_T("C:\\w\\")) + own);
+        for (int round = 0; round < 500; ++round) {
+            strayed += CPathManage::FilterFile(CString(_T("C:\\w\\x.")) + own, &files, kExclude) == 1 ? 0 : 1;
+            strayed +=
+                CPathManage::FilterFile(CString(_T("C:\\w\\x.")) + other, &files, kExclude) == 0 ? 0 : 1;
+            strayed += CPathManage::FilterFile(CString(_T("C:\\w\\x.")) + own, &files, kInclude) == 0 ? 0 : 1;
+            strayed +=
+                CPathManage::FilterFolder(CString(_T("C:\\w\\")) + own, &folders, kExclude) == 1 ? 0 : 1;
+            strayed +=
+                CPathManage::FilterFolder(CString(_T("C:\\w\\")) + other, &folders, kExclude) == 0 ? 0 : 1;
+        }
+    };
+    std::thread first([&] { scan(_T("one"), _T("two")); });
+    std::thread second([&] { scan(_T("two"), _T("one")); });
+    for (int round = 0; round < 50; ++round) {
+        Entries({_T("*.one"), _T("*.two")}, {_T("C:\\w\\one"), _T("C:\\w\\two")});
+    }
+    first.join();
+    second.join();
+    EXPECT_EQ(strayed, 0);
+}
+
 TEST_F(Filters, ScansJudgeWhileListsChange) {
     Account(_T("*.never"), _T("never"));
     std::atomic<bool> done{false};
