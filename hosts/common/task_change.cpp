@@ -398,7 +398,10 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     }
     sources.TellDatabase(task);
     if (!manager.UpdateTask(&task, copy.get())) {
-        throw CommandError(kExitFailed, "the task " + Quoted(task) + " is gone");
+        bool const isGone = manager.GetTaskByID(task.m_taskID) == nullptr;
+        throw CommandError(kExitFailed,
+                           isGone ? "the task " + Quoted(task) + " is gone"
+                                  : "the vault did not take the new name; the task stays as it was");
     }
     if (task.m_scheduleEnabled == 0) {
         // A task that becomes a continuous one is queued by the engine.

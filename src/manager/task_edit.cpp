@@ -154,16 +154,25 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             return 0;
         }
         StartsHeld const held(*this, task);
+        bool isRefused = false;  // the new name, by the service
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
+                CString const oldDescription = task.m_description;
                 task.m_description = edited->m_description;
                 rampart::RunUnderLoop(_T("Error:UpdateTask"), rampart::kLoopPlain, 1, [&] {
                     theVaultLibApp.SetLoopMsg(DictionaryText(_T("IDS_STRSAVINGTASKCHG")));
-                    task.RenameTask(edited->m_taskName);
+                    isRefused = !task.RenameTask(edited->m_taskName) && oldName != edited->m_taskName;
                 });
+                if (isRefused) {
+                    task.m_description = oldDescription;
+                    return;
+                }
             }
             ChangeWatchers(task, *edited, isMoved);
         });
+        if (isRefused) {
+            return 0;
+        }
         // The server folder follows the name. A task that keeps both keeps its folder too, whatever that is
         // called: what is stored there stays the task's.
         if (oldName != edited->m_taskName || edited->m_serverFilePath != task.m_serverFilePath) {
@@ -247,9 +256,9 @@ int CBackupManage::BatchDeleteTask(CStringList& names, int deleteServerData, int
             }
             DebugLine(_T("Task-delete: delete task name: ") + name);
             DebugLine(_T("Task-delete: stop running task"));
-            task->EndTask();
             tasks.push_back(task);
-            task->m_isDeleting = 1;
+            task->m_isDeleting = 1;  // first: nothing starts it again while it ends
+            task->EndTask();
             if (deleteServerData != 0) {
                 CollectServerPaths(*task, paths);
             }

@@ -115,11 +115,11 @@ CBackupTask& CBackupTask::operator=(CBackupTask& other) {
     }
     ClearTask();
     WaitForThreads();  // a run that has left the registry still names its task
+    // A spelling that differs in case only is taken as it is: older versions lie under the name as it is
+    // spelled.
     if (m_serverFilePath.CompareNoCase(other.m_serverFilePath) != 0) {
         GlobalFunction::CreateSrvFolder(other.m_serverFilePath, _T(""), _T(""), nullptr);
         ApiUtil::GetServerPathlist().RefreshFolder(other.m_serverFilePath, 1, 1);
-    } else {
-        other.m_serverFilePath = m_serverFilePath;
     }
     if (CBackupManage* const manager = theVaultLibApp.m_pBackupManage) {
         // Others walk the list meanwhile.

@@ -583,6 +583,43 @@ TEST_F(TaskDatabase, EditKeepsTheTaskAndMovesItsFolderWithTheName) {
     EXPECT_EQ(Manager().UpdateTask(&stranger, &edited), 0);
 }
 
+TEST_F(TaskDatabase, ANameTakesItsNewSpellingOrNoneAndADescriptionMovesNothing) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("docs"));
+    CBackupTask& task = *added;
+    added->m_serverFilePath = _T("\\Backups\\docs");
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(_T("\\Backups\\docs"), _T(""), _T(""), nullptr));
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    auto edit = [&](TCHAR const* name, TCHAR const* description) {
+        CBackupTask edited;
+        edited.m_taskID = task.m_taskID;
+        edited.m_taskName = name;
+        edited.m_description = description;
+        edited.m_type = TaskTypeDaily;
+        edited.m_dating = task.m_dating;
+        edited.m_serverFilePath = task.m_serverFilePath;
+        return Manager().UpdateTask(&task, &edited);
+    };
+    ASSERT_EQ(edit(_T("Docs"), _T("d")), 1);
+    EXPECT_EQ(task.m_serverFilePath, _T("\\Backups\\Docs")) << "older versions are found by it";
+    EXPECT_EQ(CString(_T("\\Backups\\Docs")),
+              CAutoMyPathInfo(ApiUtil::GetPathInfoEx(_T("\\Backups\\Docs"), 0, 0))->m_path);
+
+    // A folder that is called otherwise stays where it is when only the description changes.
+    CString message;
+    ASSERT_EQ(0, ApiUtil::EditFolder(_T("\\Backups\\Docs"), _T("elsewhere"), _T(""), _T("")));
+    task.m_serverFilePath = _T("\\Backups\\elsewhere");
+    ASSERT_EQ(edit(_T("Docs"), _T("other words")), 1);
+    EXPECT_EQ(task.m_serverFilePath, _T("\\Backups\\elsewhere"));
+    EXPECT_TRUE(ApiUtil::GetServerPathlist().IsPathExistEx(_T("\\Backups\\elsewhere"), 0, 0));
+
+    // A name that the service refuses changes nothing here.
+    ASSERT_TRUE(GlobalFunction::CreateSrvFolder(_T("\\Backups\\taken"), _T(""), _T(""), nullptr));
+    EXPECT_EQ(edit(_T("taken"), _T("never")), 0);
+    EXPECT_EQ(task.m_taskName, _T("Docs"));
+    EXPECT_EQ(task.m_description, _T("other words"));
+    EXPECT_EQ(task.m_serverFilePath, _T("\\Backups\\elsewhere"));
+}
+
 TEST_F(TaskDatabase, EditChangesTheTaskItselfBeforeAnotherOfItsId) {
     std::unique_ptr<CBackupTask> addedFirst = NewTask(_T("first"));
     std::unique_ptr<CBackupTask> addedSecond = NewTask(_T("second"));
