@@ -1,7 +1,5 @@
 #include "common/session.h"
 
-#include <fstream>
-
 #include "common/exit_code.h"
 #include "common/text.h"
 
@@ -9,26 +7,29 @@ namespace rampart::host {
 
 namespace {
 
-// Where the vaults lie that this user has used, a line each: one of them that is missing is away, and must
-// not be made anew.
-std::string ListOfUsed() {
-    return ToNativePath(ApplicationDataFolder() + _T("used-vaults.txt"));
-}
+// Where the vaults lie that this user has used, each behind a separator, the newest last: one of them that is
+// missing is away, and must not be made anew.
+constexpr TCHAR const* kUsedVaults = _T("UsedVaults");
+constexpr TCHAR kSeparator = _T('|');
+constexpr int kLongestList = 8192;
 
 bool WasUsed(CString const& location) {
-    std::ifstream list(ListOfUsed());
-    for (std::string line; std::getline(list, line);) {
-        if (line == Utf8(location)) {
-            return true;
-        }
-    }
-    return false;
+    CString list;
+    GlobalFunction::LoadStringFromRegstry(kUsedVaults, list);
+    return (list + kSeparator).Find(kSeparator + location + kSeparator) >= 0;
 }
 
 void NoteUse(CString const& location) {
-    if (!location.IsEmpty() && !WasUsed(location)) {
-        std::ofstream(ListOfUsed(), std::ios::app) << Utf8(location) << '\n';
+    if (location.IsEmpty() || WasUsed(location)) {
+        return;
     }
+    CString list;
+    GlobalFunction::LoadStringFromRegstry(kUsedVaults, list);
+    list += kSeparator + location;
+    while (list.GetLength() > kLongestList && list.Find(kSeparator, 1) > 0) {
+        list = list.Mid(list.Find(kSeparator, 1));
+    }
+    GlobalFunction::SaveStringToRegstry(kUsedVaults, list);
 }
 
 }  // namespace
