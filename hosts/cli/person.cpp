@@ -39,7 +39,7 @@ bool WaitForAnswer(unsigned long timeoutSeconds) {
     return false;
 }
 
-Wish WishOf(char key) {
+Wish WishOfKey(char key) {
     switch (key) {
         case 'p':
         case 'P':
@@ -101,7 +101,7 @@ Wish Keys::Next(unsigned int timeoutMs) {
     {
         std::unique_lock const lock(s_lock, std::try_to_lock);
         if (lock.owns_lock() && s_keys) {
-            return WishOf(s_keys->Next(timeoutMs));
+            return WishOfKey(s_keys->Next(timeoutMs));
         }
     }
     SleepMilliseconds(timeoutMs);

@@ -14,8 +14,6 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr int kCancelledCode = 6;
-
 Overwrite OverwriteOf(std::string const& text) {
     return text == "always" ? Overwrite::kAlways : text == "older" ? Overwrite::kOlder : Overwrite::kNever;
 }

@@ -11,8 +11,6 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr int kCancelledCode = 6;
-
 [[noreturn]] void Fail(int code, CString const& message) {
     throw CommandError(kExitFailed, Utf8(message.IsEmpty() ? ApiUtil::GetQuilString(code) : message));
 }

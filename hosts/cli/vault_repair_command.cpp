@@ -10,7 +10,6 @@ namespace rampart::cli {
 
 namespace {
 
-constexpr int kCancelledCode = 6;
 constexpr size_t kLackingShown = 20;
 
 char const* BaseName(VaultRepair::Base base) {

@@ -12,7 +12,7 @@ constexpr int kInvalidCode = 7;
 constexpr int kNotFoundCode = 11;
 constexpr size_t kKeyWidth = 20;
 
-[[noreturn]] void Fail(int code, CString const& message) {
+[[noreturn]] void FailSetting(int code, CString const& message) {
     bool const usage = code == kInvalidCode || code == kNotFoundCode;
     throw CommandError(usage ? kExitUsage : kExitFailed,
                        Utf8(message.IsEmpty() ? ApiUtil::GetQuilString(code) : message));
@@ -22,7 +22,7 @@ std::vector<VaultSetting> Settings() {
     std::vector<VaultSetting> settings;
     CString message;
     if (int const code = VaultAdmin::Settings(settings, message)) {
-        Fail(code, message);
+        FailSetting(code, message);
     }
     return settings;
 }
@@ -51,8 +51,8 @@ int RunVaultGet(CommonOptions const& common, SettingOptions const& options) {
         }
     }
     if (!found) {
-        Fail(kNotFoundCode, CString::FromUtf8("there is no setting \"" + options.key +
-                                              "\"; \"rampart vault get\" lists them"));
+        FailSetting(kNotFoundCode, CString::FromUtf8("there is no setting \"" + options.key +
+                                                     "\"; \"rampart vault get\" lists them"));
     }
     if (common.json) {
         PrintJson(values);
@@ -65,8 +65,9 @@ int RunVaultSet(CommonOptions const& common, SettingOptions const& options) {
     CString message;
     if (int const code = VaultAdmin::SetSetting(CString::FromUtf8(options.key),
                                                 CString::FromUtf8(options.value), message)) {
-        Fail(code, code == kNotFoundCode ? message + CString::FromUtf8("; \"rampart vault get\" lists them")
-                                         : message);
+        FailSetting(code, code == kNotFoundCode
+                              ? message + CString::FromUtf8("; \"rampart vault get\" lists them")
+                              : message);
     }
     for (VaultSetting const& setting : Settings()) {
         if (Utf8(setting.key) == options.key) {

@@ -14,6 +14,9 @@ enum ExitCode {
     kExitCancelled = 6,
 };
 
+// The engine's service code after a cancel.
+inline constexpr int kCancelledCode = 6;
+
 // Ends a command with a line for the user.
 class CommandError : public std::runtime_error {
 public:

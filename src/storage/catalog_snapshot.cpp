@@ -23,7 +23,7 @@ constexpr std::string_view kMagic = "RAMPSNAP";
 constexpr uint32_t kVersion = 1;
 constexpr size_t kHeaderBytes = 40;  // magic, version, zero, sequence, time, checksum
 constexpr size_t kPieceBytes = 1 << 20;
-constexpr int kCompressionLevel = 3;
+constexpr int kSnapshotCompression = 3;
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr int64_t kNanosecondsPerDay = 86'400 * kNanosecondsPerSecond;
@@ -87,7 +87,7 @@ std::unique_ptr<FileHandle> OpenTemporary(const std::string& path, uint32_t mode
 // Sends the file through zstd to the end of `object`.
 void Compress(FileHandle& file, AppendObject& object, int64_t offset) {
     const std::unique_ptr<ZSTD_CCtx, size_t (*)(ZSTD_CCtx*)> context(ZSTD_createCCtx(), ZSTD_freeCCtx);
-    ZSTD_CCtx_setParameter(context.get(), ZSTD_c_compressionLevel, kCompressionLevel);
+    ZSTD_CCtx_setParameter(context.get(), ZSTD_c_compressionLevel, kSnapshotCompression);
     ZSTD_CCtx_setParameter(context.get(), ZSTD_c_checksumFlag, 1);
     std::string read(kPieceBytes, '\0');
     std::string packed(ZSTD_CStreamOutSize(), '\0');

@@ -35,7 +35,7 @@ bool IsInFront() {
     return tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
 
-void OnSignal(int) {
+void OnInterrupt(int) {
     if (s_interrupted.exchange(true)) {
         StopReadingKeys();
         _exit(kInterruptedExitCode);
@@ -76,7 +76,7 @@ std::vector<std::string> ProgramArguments(int count, char** values) {
 void UseUtf8Output() {}
 
 void CatchInterrupts() {
-    CatchSignals(&OnSignal);
+    CatchSignals(&OnInterrupt);
 }
 
 bool IsInterrupted() {

@@ -57,9 +57,9 @@ public:
     bool MakeFolder(TextView name) override { return IsSingleName(name) && CreateFolder(PathOf(name)); }
 
     std::unique_ptr<FileHandle> MakeFile(TextView name) override {
-        return IsSingleName(name) ? FileHandle::Open(PathOf(name), kOpenRead | kOpenWrite | kOpenCreate |
-                                                                       kOpenExclusive | kOpenPrivate)
-                                  : nullptr;
+        return IsSingleName(name)
+                   ? FileHandle::Open(PathOf(name), kOpenRead | kOpenWrite | kOpenCreate | kOpenExclusive)
+                   : nullptr;
     }
 
     std::unique_ptr<FileHandle> OpenFile(TextView name, bool) override {

@@ -45,7 +45,7 @@ bool IsPossibleName(TextView name) {
     return true;
 }
 
-std::wstring Fail(uint32_t error) {
+std::wstring FailPath(uint32_t error) {
     SetLastError(error);
     return {};
 }
@@ -95,13 +95,13 @@ bool AppendPath(Text& root, TextView path, bool (*isPossible)(TextView)) {
 std::wstring SystemPath(TextView enginePath) {
     const PathRoot root = TakeRoot(enginePath);
     if (!root.IsValid()) {
-        return Fail(root.error);
+        return FailPath(root.error);
     }
     std::wstring path;
     path.reserve(root.system.size() + enginePath.size() + 2);
     path = root.system;
     if (!AppendPath(path, enginePath, &IsPossibleName)) {
-        return Fail(kInvalidName);
+        return FailPath(kInvalidName);
     }
     if (path.size() == root.system.size() && root.isDrive) {
         path.push_back(L'\\');

@@ -9,7 +9,7 @@
 namespace rampart::platform {
 namespace {
 
-constexpr TextView kLongPrefix = L"\\\\?\\";
+constexpr TextView kVerbatimPrefix = L"\\\\?\\";
 
 bool StartsWithFolder(TextView path, TextView folder) {
     while (folder.ends_with(L'\\')) {
@@ -40,7 +40,7 @@ void ReplacePinnedFolder(Text& path) {
 // "\\?\C:\a" is "C:\a", "\\?\UNC\server\share" is "\\server\share".
 TextView WithoutLongPrefix(TextView path, Text& share) {
     if (!path.starts_with(kLongShare)) {
-        return path.substr(kLongPrefix.size());
+        return path.substr(kVerbatimPrefix.size());
     }
     share = Text(L"\\\\").append(path.substr(kLongShare.size()));
     return share;
@@ -80,7 +80,7 @@ Text ToEnginePath(std::string_view native) {
     if (hasShare) {
         root = TakeRoot(rest);
     } else {
-        root.system = Text(kLongPrefix).append({static_cast<TCHAR>('A' + LetterIndex(path[0])), L':'});
+        root.system = Text(kVerbatimPrefix).append({static_cast<TCHAR>('A' + LetterIndex(path[0])), L':'});
         rest.remove_prefix(2);
     }
     if (!root.IsValid()) {
