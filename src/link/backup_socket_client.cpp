@@ -34,7 +34,11 @@ bool BackupSocketClient::ConnectToServer() {
         }
         m_socket.AddObserver(this);  // before the start, so that no message is missed; once is enough
         if (m_socket.Start()) {
-            m_socket.GetPeerName(m_peerAddress);
+            SockAddrIn peer;
+            m_socket.GetPeerName(peer);
+            // Of threads that connect together each may find that it has started the connection.
+            CKorvaneAutoLock lock(&m_peerLock, _T("ConnectToServer"), 0);
+            m_peerAddress = std::move(peer);
         }
         return true;
     });

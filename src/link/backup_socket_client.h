@@ -26,5 +26,6 @@ public:
     SocketConnection m_socket;
     CString m_strLocalAddress;
     SockAddrIn m_peerAddress;
+    CCriticalSection m_peerLock;  // guards m_peerAddress while threads connect
     CCriticalSection m_sendLock;
 };

@@ -135,6 +135,11 @@ void DirectoryStore::Put(const std::string& key, std::string_view bytes) {
             Fail("make durable", key);
         }
         file.reset();
+        {
+            // An object that this process holds open cannot be replaced everywhere.
+            std::lock_guard lock(m_openMutex);
+            m_open.erase(key);
+        }
         if (!platform::RenamePath(unfinished, path, true)) {
             Fail("rename", key);
         }
