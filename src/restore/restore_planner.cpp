@@ -9,6 +9,12 @@
 namespace rampart {
 namespace {
 
+// As far as the file system that gave `there` can tell: some know only tenths of a microsecond.
+bool IsSameTime(int64_t there, int64_t stored) {
+    constexpr int64_t kCoarse = 100;
+    return there == stored || (there % kCoarse == 0 && stored - there > 0 && stored - there < kCoarse);
+}
+
 constexpr char kNoName[] = "its name would lead out of the folder, or no file can have it here";
 
 bool IsMissing(uint32_t error) {
@@ -257,7 +263,7 @@ void RestorePlanner::Decide(PlannedEntry& entry, const platform::FileStatus& the
     }
     const bool isSameSize = entry.kind == EntryKind::kFile && there.IsRegularFile() &&
                             there.size == static_cast<uint64_t>(entry.size);
-    if (isSameSize && there.writeTime == entry.writeTime && !request.verify &&
+    if (isSameSize && IsSameTime(there.writeTime, entry.writeTime) && !request.verify &&
         request.overwrite != Overwrite::kAlways) {
         entry.state = EntryState::kThere;
     } else if (isSameSize || (entry.kind == EntryKind::kLink && isLink)) {

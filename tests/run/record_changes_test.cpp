@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "platform/attributes.h"
+#include "platform/file_system.h"
 #include "support/engine_home.h"
 
 namespace rampart::test {
@@ -58,8 +59,13 @@ TEST_F(RecordChangesOfARun, OtherRightsAreStoredWithoutContentAndNothingChangedC
 
     EXPECT_EQ(sent, FilesSent());
     EXPECT_EQ(0u, Versions(task, _T("\\d\\f")));
-    EXPECT_EQ(0400u, Attributes(Record(task, "\\d\\f")).mode & 07777);
-    EXPECT_EQ(0700u, Attributes(Record(task, "\\d\\sub")).mode & 07777);
+    platform::Attributes const file = Attributes(Record(task, "\\d\\f"));
+    if (file.system == platform::Attributes::kPosix) {
+        EXPECT_EQ(0400u, file.mode & 07777);
+        EXPECT_EQ(0700u, Attributes(Record(task, "\\d\\sub")).mode & 07777);
+    } else {
+        EXPECT_EQ(uint32_t{platform::kReadOnly}, file.fileAttributes & platform::kReadOnly);
+    }
     EXPECT_EQ(0, task.m_reportChangedCount);
 }
 
