@@ -399,6 +399,10 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     sources.TellDatabase(task);
     if (!manager.UpdateTask(&task, copy.get())) {
         bool const isGone = manager.GetTaskByID(task.m_taskID) == nullptr;
+        if (!isGone) {
+            task.ClearAddPathList();  // nothing of the change is to be told later
+            task.ClearDeletePathList();
+        }
         throw CommandError(kExitFailed,
                            isGone ? "the task " + Quoted(task) + " is gone"
                                   : "the vault did not take the new name; the task stays as it was");

@@ -260,7 +260,7 @@ private:
     static void SkipMissedRuns(CBackupTask& task, CTime const& minute);
     bool IsListed(CBackupTask const* task);
     void ChangeWatchers(CBackupTask& task, CBackupTask const& edited, bool isMoved);
-    bool MakeRoomFor(rampart::TaskReplyRow const& row, std::vector<CBackupTask*>& removed);
+    bool IsAsRowSays(CBackupTask const& known, rampart::TaskReplyRow const& row) const;
     void RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks);
 
     CCriticalSection m_errTaskLock;  // guards m_errTaskList

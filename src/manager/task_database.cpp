@@ -167,8 +167,11 @@ int CBackupManage::AddOrEditTaskToDatabase(CBackupTask* task, CString action, CS
         bool const isNew = action.CompareNoCase(_T("Add")) == 0;
         int const code = AddOrEditLocalPathToDatabase(isNew ? task->m_localDirList : task->m_newPathList,
                                                       isNew ? none : task->m_deletePathList, row, action);
-        task->ClearDeletePathList();
-        task->ClearAddPathList();
+        if (code == rampart::kOk) {
+            // Otherwise the next request tells of them again.
+            task->ClearDeletePathList();
+            task->ClearAddPathList();
+        }
         return code;
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error: AddOrEditTaskToDatabase"));
@@ -181,22 +184,28 @@ int CBackupManage::AddOrEditLocalPathToDatabase(std::vector<SourceInfo*>& add,
                                                 CString action) {
     try {
         rampart::PathRequests requests(request, action, PathsOfRequest());
+        int first = rampart::kOk;  // failure of several requests
+        auto const send = [&] {
+            if (int const code = ApiUtilExp::UploadTaskInfoToWebDatabase(requests.Take()); code != 0) {
+                LogCode(code);
+                first = first != rampart::kOk ? first : code;
+            }
+        };
         for (SourceInfo const* const source : add) {
             if (source != nullptr && requests.Add(*source, false)) {
-                if (int const code = ApiUtilExp::UploadTaskInfoToWebDatabase(requests.Take()); code != 0) {
-                    LogCode(code);
-                }
+                send();
             }
         }
         for (SourceInfo const* const source : remove) {
             if (source != nullptr && requests.Add(*source, true)) {
-                ApiUtilExp::UploadTaskInfoToWebDatabase(requests.Take());
+                send();
             }
         }
-        return ApiUtilExp::UploadTaskInfoToWebDatabase(requests.Take());
+        send();
+        return first;
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error: AddOrEditLocalPathToDatabase"));
-        return 0;
+        return rampart::kUnexpected;
     }
 }
 
@@ -247,12 +256,20 @@ int CBackupManage::ParseRows(CString const& reply, int refresh, std::vector<CBac
                                                                     static_cast<__int64>(index)));
             }
             rampart::TaskReplyRow const row = rows.Row(index);
-            if (refresh != 0 && !MakeRoomFor(row, removed)) {
+            CBackupTask* const known = refresh != 0 ? GetTaskByName(row.name) : nullptr;
+            if (known != nullptr && IsAsRowSays(*known, row)) {
                 continue;
+            }
+            if (refresh != 0) {
+                SetNeedReloadTaskListValue(1);
             }
             std::unique_ptr<CBackupTask> task = TaskOfRow(*this, row);
             if (task == nullptr) {
-                continue;
+                continue;  // the one that is known stays
+            }
+            if (known != nullptr) {
+                removed.push_back(known);
+                RemoveTaskFromTasklistEx(known);
             }
             CWriteSync const write(m_taskListSync);
             m_taskList.push_back(task.get());
@@ -265,21 +282,9 @@ int CBackupManage::ParseRows(CString const& reply, int refresh, std::vector<CBac
     });
 }
 
-// Takes the task that a refreshed row replaces off the list; false if the task is as the row says.
-bool CBackupManage::MakeRoomFor(rampart::TaskReplyRow const& row, std::vector<CBackupTask*>& removed) {
-    CBackupTask* const known = GetTaskByName(row.name);
-    if (known == nullptr) {
-        SetNeedReloadTaskListValue(1);
-        return true;
-    }
-    if (known->m_modifyTime == row.modifyTime.value_or(rampart::FirstBackupMark()) &&
-        known->m_pcID == m_myID) {
-        return false;
-    }
-    SetNeedReloadTaskListValue(1);
-    removed.push_back(known);
-    RemoveTaskFromTasklistEx(known);
-    return true;
+bool CBackupManage::IsAsRowSays(CBackupTask const& known, rampart::TaskReplyRow const& row) const {
+    return known.m_modifyTime == row.modifyTime.value_or(rampart::FirstBackupMark()) &&
+           known.m_pcID == m_myID;
 }
 
 int CBackupManage::GetLocalPathFromWebDatabase(CString const& taskName, CBackupTask* task) {

@@ -207,6 +207,45 @@ TEST_F(TaskDatabase, ManyPathsArriveAndAnEditSendsOnlyTheChanges) {
     EXPECT_FALSE(read.IsInSourceList(_T("C:\\7")));
 }
 
+TEST_F(TaskDatabase, PathsOfARequestThatFailedAreToldAgain) {
+    std::unique_ptr<CBackupTask> const task = NewTask(_T("t"));
+    Add(*task);
+    for (int index = 0; index < 250; ++index) {
+        task->m_newPathList.push_back(new SourceInfo{FormatText(_T("C:\\%d"), index), 1, 1});
+    }
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
+    service->Answer("StoreTask", kConnectionFailed);  // the first of three
+    EXPECT_EQ(Manager().UpdateTaskLocalPathForServerDatabase(task.get()), 0);
+    EXPECT_EQ(task->m_newPathList.size(), 250u);
+    EXPECT_EQ(Manager().UpdateTaskLocalPathForServerDatabase(task.get()), 1);
+    EXPECT_TRUE(task->m_newPathList.empty());
+    CBackupManage reader;
+    EXPECT_EQ(Loaded(reader).m_localDirList.size(), 250u);
+}
+
+TEST_F(TaskDatabase, ARefreshThatCannotReadATasksPathsTakesItNotOff) {
+    std::unique_ptr<CBackupTask> added = NewTask(_T("t"));
+    added->m_localDirList.push_back(new SourceInfo{_T("C:\\a"), 1, 1});
+    ASSERT_EQ(Manager().AddTask(added.release()), 1);
+    {
+        CBackupManage other;
+        CBackupTask& elsewhere = Loaded(other);
+        elsewhere.m_maxVersion = 77;
+        elsewhere.m_modifyTime = elsewhere.m_modifyTime + CTimeSpan(60);
+        ASSERT_EQ(other.AddOrEditTaskToDatabase(&elsewhere, _T("Edit"), _T("0"), _T("t"), _T("1")), 0);
+    }
+    std::shared_ptr<ScriptedService> const service = m_home.Script();
+    service->Answer("QueryTasks", kConnectionFailed, 1000, 1);  // the rows come, the paths do not
+    int code = 0;
+    Manager().RefreshTaskListFromDatabase(code);
+    ASSERT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().m_taskList[0]->m_localDirList.size(), 1u);
+    service->Answer("QueryTasks", 0, 0);
+    ASSERT_EQ(Manager().RefreshTaskListFromDatabase(code), 1);
+    ASSERT_EQ(Manager().m_taskList.size(), 1u);
+    EXPECT_EQ(Manager().m_taskList[0]->m_maxVersion, 77);
+}
+
 TEST_F(TaskDatabase, NewTaskGoesFromCreationToListAndDatabase) {
     ASSERT_EQ(Manager().BeginNewTask(), 1);
     CString const name = Manager().GetTaskName();
@@ -427,7 +466,7 @@ TEST_F(TaskDatabase, NamesAreCutAtTheirBars) {
     EXPECT_EQ(code, kVaultDamaged);
 }
 
-TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
+TEST_F(TaskDatabase, TheFirstFailureOfSeveralRequestsCounts) {
     EngineHome::SetOption(_T("UploadLocalPathCount"), _T("1"));
     std::shared_ptr<ScriptedService> const service = m_home.Script();
     auto add = [&](TCHAR const* name, int failing) {
@@ -443,9 +482,9 @@ TEST_F(TaskDatabase, CodeOfTheLastRequestCounts) {
         EXPECT_EQ(service->Calls("StoreTask"), 3);
         return code;
     };
-    EXPECT_EQ(add(_T("middle"), 1), 0);
+    EXPECT_EQ(add(_T("middle"), 1), kFailed);
     EXPECT_EQ(add(_T("last"), 2), kFailed);
-    EXPECT_EQ(add(_T("first"), 0), kNotFound) << "the requests that follow edit what is not there";
+    EXPECT_EQ(add(_T("first"), 0), kFailed) << "those that follow edit what is not there";
     EXPECT_EQ(Manager().AddOrEditTaskToDatabase(nullptr, _T("Add"), _T("0"), _T(""), _T("1")), 7);
 }
 
