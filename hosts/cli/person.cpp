@@ -16,8 +16,7 @@ namespace {
 constexpr unsigned int kKeyPollMs = 100;
 
 std::atomic<Answers> s_answers{Answers::kAsked};
-std::atomic<bool> s_isQuestionOpen{false};
-std::mutex s_lock;  // one question at a time; guards the keys
+std::mutex s_lock;  // one question at a time, and no line of progress into it; guards the keys
 std::optional<TerminalKeys> s_keys;
 
 // Asks for the answer of the person: no if the time passes, or an interrupt comes first.
@@ -58,8 +57,12 @@ void SetAnswers(Answers answers) {
     s_answers = answers;
 }
 
-bool IsQuestionOpen() {
-    return s_isQuestionOpen;
+bool ShowBetweenQuestions(std::string const& text) {
+    std::unique_lock const lock(s_lock, std::try_to_lock);
+    if (lock.owns_lock()) {
+        std::cerr << text << std::flush;
+    }
+    return lock.owns_lock();
 }
 
 int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutSeconds, int) {
@@ -71,9 +74,7 @@ int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutS
     }
     bool isYes = s_answers == Answers::kYes;
     if (s_answers == Answers::kAsked && IsInputTerminal() && IsErrorTerminal()) {
-        s_isQuestionOpen = true;
         isYes = WaitForAnswer(timeoutSeconds);
-        s_isQuestionOpen = false;
     }
     std::cerr << (isYes ? " yes" : " no") << std::endl;
     if (style == kBoxRetryCancel) {

@@ -1,6 +1,8 @@
 // The person at the terminal: answers to the engine's questions, and keys while a task runs.
 #pragma once
 
+#include <string>
+
 #include "engine/vaultlib.h"
 
 namespace rampart::cli {
@@ -11,8 +13,8 @@ enum class Answers { kAsked, kYes, kNo };
 void SetAnswers(Answers answers);
 // The engine's message box (MsgBoxProc). Any thread.
 int AnswerQuestion(TCHAR const* text, unsigned int style, unsigned long timeoutSeconds, int);
-// Whether a question waits for its answer, so that nothing else is written to the terminal.
-bool IsQuestionOpen();
+// Writes to the terminal; false, and nothing is written, while a question waits for its answer. Any thread.
+bool ShowBetweenQuestions(std::string const& text);
 
 // What a person wants of the run or the display at hand.
 enum class Wish { kNone, kPause, kEnd };  // keys p and q; a second p takes the pause back

@@ -1,5 +1,6 @@
 #include "progress_display.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "common/task_report.h"
@@ -30,7 +31,7 @@ bool ProgressDisplay::IsDue() {
     auto const now = std::chrono::steady_clock::now();
     auto const period =
         m_rewrites ? std::chrono::milliseconds(kTerminalPeriod) : std::chrono::milliseconds(kPlainPeriod);
-    if (!m_enabled || now - m_last < period || IsQuestionOpen()) {
+    if (!m_enabled || now - m_last < period) {
         return false;
     }
     m_last = now;
@@ -52,13 +53,9 @@ void ProgressDisplay::Show(std::string const& text) {
     if (!IsDue()) {
         return;
     }
-    m_isShown = true;
-    if (!m_rewrites) {
-        std::cerr << text << std::endl;
-        return;
-    }
     size_t const width = static_cast<size_t>(std::max(20, TerminalWidth() - 1));
-    std::cerr << '\r' << Shortened(text, width) << "\x1b[K" << std::flush;
+    std::string const line = m_rewrites ? "\r" + Shortened(text, width) + "\x1b[K" : text + "\n";
+    m_isShown = ShowBetweenQuestions(line) || m_isShown;
 }
 
 }  // namespace rampart::cli
