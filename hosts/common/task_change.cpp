@@ -369,35 +369,41 @@ void KeepWaiting(CBackupManage& manager, CBackupTask& task) {
     }
 }
 
-std::string Edit(CBackupManage& manager, TaskChange const& change) {
-    CBackupTask& task = RequireTask(manager, change.name, true);
-    if (IsEmptyEdit(change)) {
-        throw CommandError(kExitUsage, "say what to change of the task " + Quoted(task));
-    }
-    bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
-    CString const oldName = task.m_taskName;
-    std::unique_ptr<CBackupTask> const copy = CopyOf(task);
+struct EditPlan {
+    std::unique_ptr<CBackupTask> copy;  // the task to be
+    SourceChanges sources;
+};
+
+EditPlan PlanEdit(CBackupManage& manager, CBackupTask& task, TaskChange const& change) {
+    EditPlan plan;
+    plan.copy = CopyOf(task);
+    CBackupTask& copy = *plan.copy;
     if (change.clearsFilters) {
-        ClearFilters(*copy);
+        ClearFilters(copy);
     }
-    SetFilters(*copy, change.include, change.exclude);
+    SetFilters(copy, change.include, change.exclude);
     if (change.versions > 0) {
-        copy->m_maxVersion = change.versions;
+        copy.m_maxVersion = change.versions;
     }
     if (!change.newName.empty()) {
-        Rename(manager, task, *copy, change.newName);
+        Rename(manager, task, copy, change.newName);
     }
-    SourceChanges sources = ChangeSources(*copy, change);
-    sources.TakeUntold(task, *copy);
-    ChangeDates(task, *copy, change);
-    bool const isDated = change.schedule || change.window;
+    plan.sources = ChangeSources(copy, change);
+    plan.sources.TakeUntold(task, copy);
+    ChangeDates(task, copy, change);
     if (task.m_scheduleEnabled == 0) {
-        SetEnabled(*copy, false);
-    } else if (copy->m_state == TaskStateRunning || copy->m_state == TaskStateWaiting) {
-        copy->m_state = TaskStateReady;  // how an earlier run ended stays
+        SetEnabled(copy, false);
+    } else if (copy.m_state == TaskStateRunning || copy.m_state == TaskStateWaiting) {
+        copy.m_state = TaskStateReady;  // how an earlier run ended stays
     }
-    sources.TellDatabase(task);
-    if (!manager.UpdateTask(&task, copy.get())) {
+    return plan;
+}
+
+// Puts the plan in place of the settings, here and in the database. The task is held.
+void CarryOut(CBackupManage& manager, CBackupTask& task, EditPlan& plan, TaskChange const& change) {
+    CString const oldName = task.m_taskName;
+    plan.sources.TellDatabase(task);
+    if (!manager.UpdateTask(&task, plan.copy.get())) {
         bool const isGone = manager.GetTaskByID(task.m_taskID) == nullptr;
         if (!isGone) {
             task.ClearAddPathList();  // nothing of the change is to be told later
@@ -414,21 +420,45 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     } else {
         KeepWaiting(manager, task);
     }
-    if (isDated) {
+    if (change.schedule || change.window) {
         // Until it has run, what counts as missed is measured from here.
         task.m_serverNextDate = task.m_dating;
     }
     // UpdateTask does not say whether its row was written.
-    sources.TellDatabase(task);
+    plan.sources.TellDatabase(task);
     if (int const code = WriteTask(manager, task, oldName)) {
-        sources.TellDatabase(task);  // with the next row, then
+        plan.sources.TellDatabase(task);  // with the next row, then
         throw CommandError(kExitFailed, "the change could not be stored: " + CodeText(code));
     }
-    if (wasRunning && task.m_scheduleEnabled != 0) {
-        manager.AddTaskToWaitlist(&task, 0);
-        return "Task " + Quoted(task) + " is changed; its run begins anew.";
+}
+
+std::string Edit(CBackupManage& manager, TaskChange const& change) {
+    CBackupTask& task = RequireTask(manager, change.name, true);
+    if (IsEmptyEdit(change)) {
+        throw CommandError(kExitUsage, "say what to change of the task " + Quoted(task));
     }
-    return "Task " + Quoted(task) + " is changed.";
+    PlanEdit(manager, task, change);  // a change that cannot be made ends no run
+    bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
+    auto runAgain = [&] {
+        if (wasRunning && task.m_scheduleEnabled != 0 && manager.GetTaskByID(task.m_taskID) == &task) {
+            task.m_errorOccured = 0;
+            manager.AddTaskToWaitlist(&task, 0);
+        }
+    };
+    try {
+        RunHold const hold(manager, task);
+        EditPlan plan = PlanEdit(manager, task, change);  // with the dates that the end of the run has set
+        if (wasRunning) {
+            plan.copy->m_state = plan.copy->m_scheduleEnabled != 0 ? TaskStateReady : TaskStateDisabled;
+        }
+        CarryOut(manager, task, plan, change);
+    } catch (CommandError const&) {
+        runAgain();
+        throw;
+    }
+    runAgain();
+    return "Task " + Quoted(task) +
+           (wasRunning && task.m_scheduleEnabled != 0 ? " is changed; its run begins anew." : " is changed.");
 }
 
 std::string Enable(CBackupManage& manager, TaskChange const& change) {

@@ -27,12 +27,17 @@ bool ForeignRuns::Look() {
             hasEnded = true;
         }
     }
-    for (CBackupTask* const task : running) {
-        if (!Has(task)) {
-            Registry().AddWoringTaskToVector(task);
-            Log("task '" + host::Printable(host::Utf8(task->m_taskName)) + "' runs in another program");
+    // One that has begun here meanwhile, under the same mark, is no run of another program.
+    std::erase_if(running, [&](CBackupTask* task) {
+        if (Has(task)) {
+            return false;
         }
-    }
+        if (Registry().AddIfNew(task) == 0) {
+            return true;
+        }
+        Log("task '" + host::Printable(host::Utf8(task->m_taskName)) + "' runs in another program");
+        return false;
+    });
     m_tasks.swap(running);
     return hasEnded;
 }

@@ -21,6 +21,7 @@
 #include "link/manage_multiple_running_task.h"
 #include "link/send_socket_message_methods.h"
 #include "manager/backup_manage.h"
+#include "manager/run_hold.h"
 #include "paths/global_function.h"
 #include "paths/path_manage.h"
 #include "progress/prg_attachment.h"

@@ -55,17 +55,29 @@ void ManageMultipleRunningTask::SetAllowTwoTasksConcurrently(int allow) {
 
 int ManageMultipleRunningTask::IsAllowToAddWorkingTask(CBackupTask* task) {
     CKorvaneAutoLock lock(&m_lock, _T("ManageMultipleRunningTask::IsAllowToAddWorkingTask"), 1);
-    if (!task || Find(task->m_taskName) != m_workingTasks.end()) {
+    return MayAdd(task) ? 1 : 0;
+}
+
+int ManageMultipleRunningTask::TakePlace(CBackupTask* task) {
+    CKorvaneAutoLock lock(&m_lock, _T("ManageMultipleRunningTask::TakePlace"), 1);
+    if (!MayAdd(task)) {
         return 0;
     }
-    return static_cast<int>(m_workingTasks.size()) < m_nMaxRunningTasks ? 1 : 0;
+    m_workingTasks.push_back(task);
+    return 1;
 }
 
 void ManageMultipleRunningTask::AddWoringTaskToVector(CBackupTask* task) {
-    CKorvaneAutoLock lock(&m_lock, _T("ManageMultipleRunningTask::AddWoringTaskToVector"), 1);
-    if (task && Find(task->m_taskName) == m_workingTasks.end()) {
-        m_workingTasks.push_back(task);
+    AddIfNew(task);
+}
+
+int ManageMultipleRunningTask::AddIfNew(CBackupTask* task) {
+    CKorvaneAutoLock lock(&m_lock, _T("ManageMultipleRunningTask::AddIfNew"), 1);
+    if (!task || Find(task->m_taskName) != m_workingTasks.end()) {
+        return 0;
     }
+    m_workingTasks.push_back(task);
+    return 1;
 }
 
 void ManageMultipleRunningTask::RemoveWorkingTaskFromVector(CBackupTask* task) {
@@ -209,4 +221,10 @@ std::vector<CBackupTask*>::iterator ManageMultipleRunningTask::Find(CString cons
     return std::find_if(m_workingTasks.begin(), m_workingTasks.end(), [&](const CBackupTask* task) {
         return rampart::EqualNoCase(task->m_taskName, name);
     });
+}
+
+// m_lock is held.
+bool ManageMultipleRunningTask::MayAdd(CBackupTask const* task) {
+    return task != nullptr && Find(task->m_taskName) == m_workingTasks.end() &&
+           static_cast<int>(m_workingTasks.size()) < m_nMaxRunningTasks;
 }

@@ -23,9 +23,12 @@ public:
     void SetAllowTwoTasksConcurrently(int allow);
     // 0 for null, for a name that runs already, and when as many run as may; otherwise 1.
     int IsAllowToAddWorkingTask(CBackupTask* task);
+    // Asks that and enters the task, in one step: of two starts one gets the place. 1 if it was entered.
+    int TakePlace(CBackupTask* task);
 
     // Tasks stay the manager's: each leaves the list before it dies.
     void AddWoringTaskToVector(CBackupTask* task);        // unless null or of a name that is there
+    int AddIfNew(CBackupTask* task);                      // the same; 1 if it was entered
     void RemoveWorkingTaskFromVector(CBackupTask* task);  // the first of that name
     void ClearAllWoringTask();
 
@@ -64,4 +67,5 @@ public:
 
 private:
     std::vector<CBackupTask*>::iterator Find(CString const& name);
+    bool MayAdd(CBackupTask const* task);
 };

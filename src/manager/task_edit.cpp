@@ -2,6 +2,7 @@
 #include "engine/vaultlib_app.h"
 #include "manager/backup_manage.h"
 #include "manager/loop_worker.h"
+#include "manager/run_hold.h"
 #include "paths/global_function.h"
 #include "progress/progress_bar.h"
 #include "storage/service_code.h"
@@ -14,23 +15,6 @@ using rampart::DictionaryText;
 using rampart::FormatText;
 
 namespace {
-
-// No run of the task begins while its settings change.
-class StartsHeld {
-public:
-    StartsHeld(CBackupManage& manager, CBackupTask& task) : m_task(task), m_before(task.m_isDeleting) {
-        // Behind a pass that starts it.
-        CKorvaneAutoLock const lock(&manager.m_taskLock, _T("UpdateTask"), 1);
-        m_task.m_isDeleting = 1;
-    }
-    ~StartsHeld() { m_task.m_isDeleting = m_before; }
-    StartsHeld(StartsHeld const&) = delete;
-    StartsHeld& operator=(StartsHeld const&) = delete;
-
-private:
-    CBackupTask& m_task;
-    int32_t const m_before;
-};
 
 bool IsRealTime(CBackupTask const& task) {
     return rampart::ScheduleMode(task.m_type) == TaskTypeRealTime;
@@ -142,18 +126,21 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
         // Itself before another of its id.
         CBackupTask* const listed = IsListed(old) ? old : GetTaskByID(old->m_taskID);
         CBackupTask& task = listed != nullptr ? *listed : *old;
-        task.m_isResume = 0;
         CString const oldName = task.m_taskName;
         bool const isMoved = task.m_pcID != edited->m_pcID;
-        if (isMoved) {
-            task.m_pcID = edited->m_pcID;
-            task.m_pcName = task.m_pcID == m_myID ? m_pcName : CString();
-        }
         if (listed == nullptr) {
             GlobalFunction::QuilMessageBox(DictionaryText(_T("IDS_STRTASKRMVERR")), 0, 0, 0);
             return 0;
         }
-        StartsHeld const held(*this, task);
+        rampart::RunHold const hold(*this, task);
+        int32_t const oldResume = task.m_isResume;
+        uint32_t const oldMachine = task.m_pcID;
+        CString const oldMachineName = task.m_pcName;
+        task.m_isResume = 0;
+        if (isMoved) {
+            task.m_pcID = edited->m_pcID;
+            task.m_pcName = task.m_pcID == m_myID ? m_pcName : CString();
+        }
         bool isRefused = false;  // the new name, by the service
         rampart::Guarded(_T("Error:UpdateTask"), [&] {
             if (oldName != edited->m_taskName || task.m_description != edited->m_description) {
@@ -171,6 +158,10 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             ChangeWatchers(task, *edited, isMoved);
         });
         if (isRefused) {
+            task.m_isResume = oldResume;
+            task.m_pcID = oldMachine;
+            task.m_pcName = oldMachineName;
+            ChangeWatchers(task, task, false);
             return 0;
         }
         // The server folder follows the name. A task that keeps both keeps its folder too, whatever that is

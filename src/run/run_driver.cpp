@@ -33,8 +33,8 @@ bool IsStoppingOrPaused(CBackupTask const& task) {
     return task.m_pTaskPrg != nullptr && (task.m_pTaskPrg->IsPaused() || task.m_pTaskPrg->IsStopping());
 }
 
-// Whether a start is allowed; otherwise it has been refused.
-bool MayStart(CBackupTask& task) {
+// Whether a start is allowed, and then the task has its place in the registry; otherwise it has been refused.
+bool TakeStart(CBackupTask& task) {
     if (task.m_isDeleting != 0) {
         return Refuse(task, DictionaryFormat(_T("TaskIsDeleting"), task.m_taskName));
     }
@@ -46,7 +46,7 @@ bool MayStart(CBackupTask& task) {
         return false;
     }
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
-    if (!registry->IsAllowToAddWorkingTask(&task)) {
+    if (!registry->TakePlace(&task)) {
         return Refuse(task, DictionaryFormat(_T("IDS_STRTASKWORKING"), registry->GetWorkingTaskName()));
     }
     return true;
@@ -97,7 +97,7 @@ CTime MidnightOf(CTime const& stored) {
 
 int CBackupTask::StartBackup(int, int lockWaitlist) {
     return rampart::Guarded(_T("Error:StartBackup"), 0, [&] {
-        if (!MayStart(*this)) {
+        if (!TakeStart(*this)) {
             return 0;
         }
         Launch launch(*this);
@@ -111,7 +111,6 @@ int CBackupTask::StartBackup(int, int lockWaitlist) {
             m_state = TaskStateRunning;
             manager->SetWorkingFile(_T(""), _T(""));
         } else {
-            ManageMultipleRunningTask::GetInstance()->AddWoringTaskToVector(this);
             m_state = TaskStateRunning;
         }
         m_errorOccured = 0;

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "link/manage_multiple_running_task.h"
 #include "progress/task_prg.h"
@@ -55,6 +58,24 @@ TEST_F(RunningTasks, AsManyRunAsTheConfigurationSays) {
     m_tasks.RemoveWorkingTaskFromVector(&m_b);
     EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(&m_b), 0);
     EXPECT_EQ(m_tasks.IsAllowToAddWorkingTask(nullptr), 0);
+}
+
+TEST_F(RunningTasks, OnePlaceIsTakenByOneOfManyStarts) {
+    std::vector<CBackupTask> tasks(8);
+    std::atomic<int> taken = 0;
+    std::vector<std::thread> starts;
+    for (size_t number = 0; number < tasks.size(); ++number) {
+        tasks[number].m_taskName = CString::FromUtf8("task " + std::to_string(number));
+        starts.emplace_back([&, number] { taken += m_tasks.TakePlace(&tasks[number]); });
+    }
+    for (std::thread& start : starts) {
+        start.join();
+    }
+    EXPECT_EQ(taken, 1);
+    EXPECT_EQ(m_tasks.WorkingTaskCount(), 1);
+    EXPECT_EQ(m_tasks.TakePlace(nullptr), 0);
+    EXPECT_EQ(m_tasks.AddIfNew(&m_a), 1) << "a run elsewhere counts, however many may run here";
+    EXPECT_EQ(m_tasks.AddIfNew(&m_otherA), 0);
 }
 
 TEST_F(RunningTasks, TheUsersSettingSwitchesItOn) {

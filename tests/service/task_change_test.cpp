@@ -2,6 +2,8 @@
 // stored.
 #include "common/task_change.h"
 
+#include <atomic>
+
 #include "common/exit_code.h"
 #include "common/task_report.h"
 #include "storage/service_code.h"
@@ -335,6 +337,60 @@ TEST_F(ChangeOfTasks, EditedTaskKeepsItsPlaceAndItsPlannedRetry) {
     EXPECT_EQ(TaskStateDisabled, task.m_state);
     EXPECT_EQ(nullptr, Manager().m_waitList.Find(&task));
     ExpectRefused(EditOf("t"), "say what to change");
+}
+
+// A run walks the sources and writes below the name that the change replaces.
+TEST_F(ChangeOfTasks, ARunEndsBeforeItsTaskChangesAndBeginsAnew) {
+    home.Write("more/b", "b");
+    CBackupTask& task = tasks.Add("t", Schedule::Daily("02:30"));
+    std::shared_ptr<test::ScriptedService> const service = home.Script();
+    std::atomic<bool> isSending = false;
+    std::atomic<bool> wasRunningInChange = false;
+    service->Before("CommitFiles", [&] {
+        isSending = true;
+        while (task.m_pTaskPrg->m_bCancel == 0) {
+            platform::SleepMilliseconds(1);
+        }
+    });
+    service->Before("Rename", [&] {
+        wasRunningInChange = wasRunningInChange || ManageMultipleRunningTask::GetInstance()->IsWorking(&task);
+    });
+    auto startAndWait = [&] {
+        isSending = false;
+        ASSERT_EQ(1, task.StartBackupByUser(0)) << task.GetManualStartErrorMsg().ToUtf8();
+        while (!isSending) {
+            platform::SleepMilliseconds(1);
+        }
+    };
+    TaskChange change = EditOf("t");
+    change.newName = "u";
+    change.paths = {home.Native("more")};
+
+    startAndWait();
+    TaskChange wrong = change;
+    wrong.dropped = {home.Native("none")};
+    ExpectRefused(wrong, "does not back up");
+    EXPECT_TRUE(ManageMultipleRunningTask::GetInstance()->IsWorking(&task)) << "what is wrong ends no run";
+    EXPECT_THAT(ApplyChange(Manager(), change, true), HasSubstr("its run begins anew"));
+    EXPECT_FALSE(wasRunningInChange);
+    EXPECT_EQ((std::vector<std::string>{home.Native("docs"), home.Native("more")}), SourcesOf("u"));
+    EXPECT_NE(nullptr, Manager().m_waitList.Find(&task));
+    EXPECT_EQ(TaskStateWaiting, task.m_state);
+
+    Manager().RemoveTaskFromWaitlist(&task);
+    startAndWait();
+    change.name = "u";
+    change.newName = "v";
+    service->Answer("Rename", kRefused, 1);
+    std::string why;
+    EXPECT_EQ(kExitFailed, RefusalOf(Manager(), change, why));
+    EXPECT_EQ(_T("u"), task.m_taskName);
+    EXPECT_NE(nullptr, Manager().m_waitList.Find(&task)) << "the run that was ended is made up";
+
+    task.m_isResume = 1;
+    service->Answer("Rename", kRefused, 1);
+    EXPECT_EQ(kExitFailed, RefusalOf(Manager(), change, why));
+    EXPECT_EQ(1, task.m_isResume) << "a change that did not come about takes nothing away";
 }
 
 TEST_F(ChangeOfTasks, WindowOfAOnceTaskHoldsItsOneRun) {
