@@ -59,12 +59,12 @@ int ListTasks(CommonOptions const& common, CBackupManage& manager) {
         }
         list.push_back({{"task", Utf8(task->m_taskName)},
                         {"state", Utf8(task->GetStateString())},
-                        {"lastRun", WhenText(task->m_backupDate)},
+                        {"lastRun", WhenText(task->LastRun())},
                         {"folder", PrintableServerPath(task->m_serverFilePath)},
                         {"versions", static_cast<long long>(task->m_maxVersion)},
                         {"sources", sources}});
         PrintLine(common, Utf8(task->m_taskName) + "  (" + PrintableServerPath(task->m_serverFilePath) + ")");
-        PrintLine(common, "  last run " + WhenText(task->m_backupDate) + ", " + Utf8(task->GetStateString()) +
+        PrintLine(common, "  last run " + WhenText(task->LastRun()) + ", " + Utf8(task->GetStateString()) +
                               "; " + paths);
     }
     if (common.json) {

@@ -219,7 +219,7 @@ nlohmann::json DescribeTask(CBackupTask& task, Surroundings const& surroundings)
             {"window", WindowText(task)},
             {"enabled", task.m_scheduleEnabled != 0},
             {"state", StateWord(task)},
-            {"lastRun", WhenText(task.m_backupDate)},
+            {"lastRun", WhenText(task.LastRun())},
             {"date", WhenText(task.m_dating)},
             {"next",
              next.time ? nlohmann::json(Utf8(next.time->Format(_T("%Y-%m-%d %H:%M:%S")))) : nlohmann::json()},

@@ -14,6 +14,7 @@ using rampart::DebugLine;
 namespace {
 
 constexpr int kOnlyDateThread = 2;         // a kind of thread that ends without having been a run
+constexpr int kNoFilesMoved = 2;           // the date alone was renewed
 constexpr int kCountEventSeconds = 25200;  // 7 hours
 constexpr int kDefaultRetryPeriodMinutes = 60;
 constexpr int kQuietUpdates = 4;  // so many refreshes of the date, and one more, stay off the server
@@ -36,9 +37,10 @@ __int64 RetryPeriodSeconds() {
 // What the end of one run does to the dates and the state of its task.
 class RunEnd {
 public:
-    RunEnd(CBackupTask& task, int result, BackupThreadType type)
+    RunEnd(CBackupTask& task, int result, int moved, BackupThreadType type)
         : m_task(task),
           m_result(result),
+          m_hasLookedAtFiles(moved != kNoFilesMoved),
           m_isDateThread(static_cast<int>(type) == kOnlyDateThread),
           m_isFullRun(type == BACKUP_THREAD_FULL),
           m_mode(rampart::ScheduleMode(task.m_type)),
@@ -49,7 +51,10 @@ public:
         if (m_mode == TaskTypeRealTime) {
             SettleRetryPeriod(manager);
         }
-        m_task.m_backupDate = rampart::StoredNow();
+        CTime const now = rampart::StoredNow();
+        CTime const lastRun = m_hasLookedAtFiles ? now : m_task.LastRun();
+        m_task.m_backupDate = now;
+        m_task.KeepLastRun(lastRun);
         if (m_task.m_errorOccured != 0) {
             SettleFailure();
         } else {
@@ -166,6 +171,7 @@ private:
 
     CBackupTask& m_task;
     int const m_result;
+    bool const m_hasLookedAtFiles;
     bool const m_isDateThread;
     bool const m_isFullRun;
     int const m_mode;
@@ -190,7 +196,7 @@ bool IsWriteWanted(CBackupTask& task) {
 
 }  // namespace
 
-void CBackupManage::DoneTask(CBackupTask* task, int result, int, BackupThreadType type) {
+void CBackupManage::DoneTask(CBackupTask* task, int result, int moved, BackupThreadType type) {
     rampart::Guarded(_T("Error: DoneTask"), [&] {
         if (theVaultLibApp.m_pMainWnd != nullptr) {
             theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
@@ -201,7 +207,7 @@ void CBackupManage::DoneTask(CBackupTask* task, int result, int, BackupThreadTyp
         }
         CTime const lastBackup = task->m_backupDate;
         task->m_actionsPending = task->m_actionList.HaveAction() ? 1 : 0;
-        RunEnd end(*task, result, type);
+        RunEnd end(*task, result, moved, type);
         end.Settle(*this);
         bool const isWriteWanted = IsWriteWanted(*task);
         ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();

@@ -225,8 +225,7 @@ void CBackupManage::SyncRealTimeTask() {
             if (!isMeant(*task)) {
                 continue;
             }
-            if (m_waitList.Find(task) == nullptr) {
-                QueueTask(task);
+            if (AddTaskToWaitlist(task, 1)) {
                 RefreshTaskInfo(task, 1);
             }
             task->StartHook();

@@ -385,7 +385,7 @@ bool CBackupManage::TakeNotExistedTasks(std::vector<CBackupTask*>& removed) {
             m_taskList.erase(firstGone, m_taskList.end());
         }
         for (size_t index = before; index < removed.size(); ++index) {
-            removed[index]->ForgetMeantTime();
+            removed[index]->ForgetKeptDates();
             CString const& logFile = removed[index]->m_logFilePath;
             if (!logFile.IsEmpty()) {
                 KXFolder::ForceDelFile(ApiUtil::PathToFullPath(logFile));

@@ -170,10 +170,12 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             edited->m_serverFilePath = PathUtilities::Append(
                 PathUtilities::GetParentFolder(edited->m_serverFilePath), edited->m_taskName);
         }
+        CTime const lastRun = task.LastRun();
         if (oldName != edited->m_taskName) {
-            task.ForgetMeantTime();  // kept by name; the new one takes it over
+            task.ForgetKeptDates();  // kept by name; the new one takes them over
         }
         task = *edited;
+        task.KeepLastRun(lastRun);
         m_taskListChanged = 1;
         if (!logFilePath.IsEmpty()) {
             task.m_logFilePath = logFilePath;
@@ -283,7 +285,7 @@ void CBackupManage::RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks) {
                 KXFolder::ForceDelFile(ApiUtil::PathToFullPath(task->m_logFilePath));
             }
             RemoveTaskFromWaitlist(task);
-            task->ForgetMeantTime();
+            task->ForgetKeptDates();
             delete task;  // the list owned it
         });
     }

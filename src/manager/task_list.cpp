@@ -112,7 +112,11 @@ int CBackupManage::DeleteAllTaskList(std::vector<CBackupTask*>& list) {
 int CBackupManage::AddTaskToWaitlist(CBackupTask* task, int force) {
     return rampart::Guarded(_T("Error:AddTaskToWaitlist"), 0, [&] {
         CKorvaneAutoLock const lock(&m_taskLock, _T("AddTaskToWaitlist"), 1);
-        if (task == nullptr || (force == 0 && IsRunning(task)) || m_waitList.Find(task) != nullptr) {
+        if (task == nullptr || (force == 0 && IsRunning(task))) {
+            return 0;
+        }
+        if (m_waitList.Find(task) != nullptr) {
+            task->m_onlyUpdateBackupDate = 0;  // one that waits to renew its date only looks at its files now
             return 0;
         }
         QueueTask(task);
@@ -120,8 +124,9 @@ int CBackupManage::AddTaskToWaitlist(CBackupTask* task, int force) {
     });
 }
 
-// Appends without a test; m_taskLock is held.
+// Appends without a test, for a run that looks at the files; m_taskLock is held.
 void CBackupManage::QueueTask(CBackupTask* task) {
+    task->m_onlyUpdateBackupDate = 0;
     m_waitList.AddTail(task);
     if (!IsRunning(task)) {
         task->m_state = TaskStateWaiting;

@@ -71,8 +71,13 @@ public:
     void MoveDating(CTime const& next, CTime const& meant);
     // After m_dating was read from the database: what an earlier process meant by that date.
     void RestoreMeantTime();
-    // The task takes another name, or is deleted.
-    void ForgetMeantTime() const;
+    // When files were last looked at. m_backupDate says no more than that the task is alive: a continuous one
+    // renews it without a look.
+    CTime LastRun() const;
+    // Notes that for the time after; nothing is noted where m_backupDate says the same.
+    void KeepLastRun(CTime const& date) const;
+    // The task takes another name, or is deleted: nothing is kept of its dates under this one.
+    void ForgetKeptDates() const;
     // Its id and a mark of its name, fit for a part of a name. An id alone is random: two tasks may share
     // one.
     CString IdAndNameMark() const;

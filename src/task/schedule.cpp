@@ -74,15 +74,19 @@ bool IsSameTimeOfDay(CTime const& a, CTime const& b) {
 
 constexpr TCHAR const* kMeantFormat = _T("%I64d %d %d %d");
 
-CString MeantTimeName(CBackupTask const& task) {
-    return _T("MeantTime") + task.IdAndNameMark();
+// What is kept of a task's dates lies in the user's settings, by its id and name.
+constexpr TCHAR const* kMeantTime = _T("MeantTime");
+constexpr TCHAR const* kLastRun = _T("LastRun");
+
+CString Kept(CBackupTask const& task, CString const& what) {
+    CString text;
+    GlobalFunction::LoadStringFromRegstry(what + task.IdAndNameMark(), text);
+    return text;
 }
 
-void SaveMeantTime(CBackupTask const& task, CString const& text) {
-    CString before;
-    GlobalFunction::LoadStringFromRegstry(MeantTimeName(task), before);
-    if (text != before) {
-        GlobalFunction::SaveStringToRegstry(MeantTimeName(task), text);
+void Keep(CBackupTask const& task, CString const& what, CString const& text) {
+    if (text != Kept(task, what)) {
+        GlobalFunction::SaveStringToRegstry(what + task.IdAndNameMark(), text);
     }
 }
 
@@ -193,11 +197,25 @@ void CBackupTask::KeepMeantTime() const {
     if (IsDatingShifted() || !IsSameTimeOfDay(rampart::ToRaw(read), meant)) {
         kept.Format(kMeantFormat, read.GetTime(), meant.GetHour(), meant.GetMinute(), meant.GetSecond());
     }
-    SaveMeantTime(*this, kept);
+    Keep(*this, kMeantTime, kept);
 }
 
-void CBackupTask::ForgetMeantTime() const {
-    SaveMeantTime(*this, _T(""));
+CTime CBackupTask::LastRun() const {
+    __int64 const kept = ApiUtil::StrToInt64(Kept(*this, kLastRun));
+    return kept > 0 ? CTime(kept) : m_backupDate.Get();
+}
+
+void CBackupTask::KeepLastRun(CTime const& date) const {
+    CString text;
+    if (date != m_backupDate) {
+        text.Format(_T("%I64d"), date.GetTime());
+    }
+    Keep(*this, kLastRun, text);
+}
+
+void CBackupTask::ForgetKeptDates() const {
+    Keep(*this, kMeantTime, _T(""));
+    Keep(*this, kLastRun, _T(""));
 }
 
 // Another record's date, with what it means by that; one that says nothing of it changes nothing of an equal
@@ -211,8 +229,7 @@ void CBackupTask::TakeDating(CBackupTask const& other) {
 }
 
 void CBackupTask::RestoreMeantTime() {
-    CString kept;
-    GlobalFunction::LoadStringFromRegstry(MeantTimeName(*this), kept);
+    CString const kept = Kept(*this, kMeantTime);
     __int64 date = 0;
     int hour = 0;
     int minute = 0;

@@ -88,6 +88,32 @@ TEST_F(Start, AStartForTheDateOnlyRenewsItAndMovesNoFile) {
     EXPECT_EQ(0, task.m_onlyUpdateBackupDate);
 }
 
+TEST_F(Start, ALookAtTheFilesIsNotEatenByARenewalOfTheDateThatWaits) {
+    TempTree const tree({{"d/a", "a"}});
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    task.m_type = TaskTypeRealTime;
+    CTime const lastLook = task.m_backupDate.Get() - CTimeSpan(7200);
+    task.m_backupDate = lastLook;
+    EXPECT_EQ(lastLook, task.LastRun());
+    ASSERT_EQ(1, task.NowDating());
+    ASSERT_EQ(1, task.m_onlyUpdateBackupDate);
+    ASSERT_EQ(1, task.StartBackup(1, 1));
+    WaitForEnd(task);
+    EXPECT_GT(task.m_backupDate, lastLook);
+    EXPECT_EQ(lastLook, task.LastRun()) << "nothing was looked at";
+
+    tree.Write("d/b", "b");
+    task.m_backupDate = lastLook;
+    manager->m_waitList.AddTail(&task);  // as a pass does with a task whose date is to be renewed
+    ASSERT_EQ(1, task.NowDating());
+    manager->SyncRealTimeTask();
+    ASSERT_EQ(1, task.StartBackup(1, 1));
+    WaitForEnd(task);
+    EXPECT_EQ(2, FilesSent());
+    EXPECT_EQ(task.m_backupDate, task.LastRun());
+}
+
 TEST_F(Start, TheEndOfARunLeavesTheThreadOfTheNextOneAlone) {
     TempTree const tree({{"d/a", "a"}});
     CBackupTask& task = MakeTask("t", {tree.Native("d")});
