@@ -447,6 +447,11 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     };
     try {
         RunHold const hold(manager, task);
+        if (!hold.HasRunEnded()) {
+            throw CommandError(kExitFailed,
+                               "the run of the task " + Quoted(task) +
+                                   " does not end; does one of its folders not answer? Nothing was changed");
+        }
         EditPlan plan = PlanEdit(manager, task, change);  // with the dates that the end of the run has set
         if (wasRunning) {
             plan.copy->m_state = plan.copy->m_scheduleEnabled != 0 ? TaskStateReady : TaskStateDisabled;

@@ -86,6 +86,9 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
     if (IsRunning(task)) {
         return {now, "it runs at this moment"};
     }
+    if (task.m_pTaskPrg != nullptr && task.m_pTaskPrg->IsStopping()) {
+        return {std::nullopt, "its last run does not end; does one of its folders not answer?"};
+    }
     if (task.m_state == TaskStateWaiting && surroundings.isServiceRunning) {
         return {now, surroundings.others.empty() ? "it is about to start"
                                                  : "it waits for its turn behind " + surroundings.others};
@@ -182,6 +185,9 @@ nlohmann::json PatternsOf(CBackupTask const& task) {
 char const* StateWord(CBackupTask& task) {
     if (IsRunning(task)) {
         return "running";
+    }
+    if (task.m_pTaskPrg != nullptr && task.m_pTaskPrg->IsStopping()) {
+        return "stopping";
     }
     switch (task.m_state) {
         case TaskStateWaiting:

@@ -17,7 +17,7 @@ namespace {
 constexpr auto kBusyPeriod = 2s;     // something waits for a place, a network or another program
 constexpr auto kIdlePeriod = 60s;    // nothing is due; also how old another machine's change may be
 constexpr auto kClockJump = 120s;    // more than this beside the steady clock: the machine slept
-constexpr auto kStopPatience = 30s;  // for runs that were cancelled; after that it says that it waits on
+constexpr auto kStopPatience = 20s;  // for runs that were cancelled; one that hangs is left behind
 constexpr unsigned int kStopPollMs = 20;
 constexpr int kMinute = 60;
 constexpr int kNoSuchTask = 11;  // it was deleted elsewhere
@@ -70,6 +70,9 @@ int Service::Run() {
             case ServiceSignal::kStop:
                 receiver.reset();
                 Stop();
+                if (m_isHanging) {
+                    EndProcessAtOnce(host::kExitDone);  // what follows would wait for it
+                }
                 return host::kExitDone;
             case ServiceSignal::kReload: {
                 std::lock_guard const lock(m_lock);
@@ -330,29 +333,30 @@ void Service::Stop() {
     }
     Log(running.empty() ? "stopping" : "stopping: cancelling what runs, and waiting for it");
     auto const begin = Steady::now();
-    for (bool isTold = false; m_foreign.OwnCount() > 0; SleepMilliseconds(kStopPollMs)) {
+    auto const isLate = [&] { return Steady::now() - begin >= kStopPatience; };
+    auto const hasThreads = [](CBackupTask* task) { return task->HasThreads(); };
+    for (; std::any_of(running.begin(), running.end(), hasThreads) && !isLate();
+         SleepMilliseconds(kStopPollMs)) {
         for (CBackupTask* const task : running) {
             if (Registry().IsWorking(task)) {
                 host::CancelRun(*task);
             }
-        }
-        if (!isTold && Steady::now() - begin >= kStopPatience) {
-            isTold = true;
-            Log("a run takes long to end; waiting on");
         }
     }
     WriteEndedRuns();
     KeepForNextStart(running);
     m_foreign.Forget();
     MiscUtil::SetAppStopping(1);
-    Log("stopped");
+    m_isHanging = std::any_of(m_manager.m_taskList.begin(), m_manager.m_taskList.end(), hasThreads);
+    Log(m_isHanging ? "stopped; a run that does not end is left behind. Does a folder not answer?"
+                    : "stopped");
 }
 
 // What the stop cut short goes on when the service starts the next time. The dates of a run that came to its
 // end are written, too: the engine may have left that out, and has perhaps not yet told of the end.
 void Service::KeepForNextStart(std::vector<CBackupTask*> const& tasks) {
     for (CBackupTask* const task : tasks) {
-        bool const wasCut = task->m_state == TaskStateCanceled;
+        bool const wasCut = task->m_state == TaskStateCanceled || Registry().IsWorking(task);
         if (wasCut) {
             task->m_isResume = 1;
             task->m_resumeDate = host::ToStored(NowRaw());

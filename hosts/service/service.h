@@ -68,6 +68,7 @@ private:
     bool m_isReloadWanted = false;
     bool m_isLookWanted = false;
     bool m_isDatabaseAway = false;
+    bool m_isHanging = false;  // when it has stopped: a run did not end
     Steady::time_point m_nextDatabaseLook;
     Steady::time_point m_nextRealTimePass;
     Steady::time_point m_lastSteady;

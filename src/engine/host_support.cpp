@@ -4,6 +4,7 @@
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "platform/path_mapping.h"
+#include "platform/process.h"
 #include "platform/terminal.h"
 
 namespace rampart {
@@ -84,6 +85,10 @@ bool IsInterrupted() {
 
 void SleepMilliseconds(unsigned int milliseconds) {
     platform::SleepMilliseconds(milliseconds);
+}
+
+void EndProcessAtOnce(int exitCode) {
+    platform::EndProcessAtOnce(exitCode);
 }
 
 CString ApplicationDataFolder() {

@@ -51,6 +51,8 @@ private:
 };
 
 VAULTLIB_API void SleepMilliseconds(unsigned int milliseconds);
+// Ends this process where it stands, for a host in which a run hangs and that has done all else.
+[[noreturn]] VAULTLIB_API void EndProcessAtOnce(int exitCode);
 
 // Folder of the application's own data, as an engine path.
 VAULTLIB_API CString ApplicationDataFolder();

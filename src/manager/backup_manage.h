@@ -66,6 +66,9 @@ public:
     int RemoveTaskFromTasklistEx(CBackupTask* task);
     int DeleteTaskListByName(CString const& name);
     int DeleteAllTaskList(std::vector<CBackupTask*>& list);
+    // Ends the task's run and deletes the task; null is nothing. One whose run hangs dies later, once that has
+    // ended. Not under the locks of this object, which the end of the run may need.
+    static void Discard(CBackupTask* task);
     int AddTaskToWaitlist(CBackupTask* task, int force);
     int RemoveTaskFromWaitlist(CBackupTask* task);
     int RemoveTaskFromWaitlistNoLock(CBackupTask* task);  // called with m_taskLock held

@@ -111,7 +111,7 @@ void CBackupManage::CancelNewTask() {
         CBackupTask* const cancelled = m_pNewTask;
         m_pNewTask = m_pPrevNewTask;
         m_pPrevNewTask = nullptr;
-        delete cancelled;
+        Discard(cancelled);
     });
 }
 

@@ -19,6 +19,8 @@ public:
         }
         m_task.EndTask();
     }
+    // False if the run hangs, as in a folder that does not answer: the task must not be changed then.
+    bool HasRunEnded() const { return !m_task.HasThreads(); }
     ~RunHold() { m_task.m_isDeleting = m_before; }
     RunHold(RunHold const&) = delete;
     RunHold& operator=(RunHold const&) = delete;

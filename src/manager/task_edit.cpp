@@ -133,6 +133,9 @@ int CBackupManage::UpdateTask(CBackupTask* old, CBackupTask* edited) {
             return 0;
         }
         rampart::RunHold const hold(*this, task);
+        if (!hold.HasRunEnded()) {
+            return 0;
+        }
         int32_t const oldResume = task.m_isResume;
         uint32_t const oldMachine = task.m_pcID;
         CString const oldMachineName = task.m_pcName;
@@ -286,7 +289,7 @@ void CBackupManage::RemoveDeletedTasks(std::vector<CBackupTask*> const& tasks) {
             }
             RemoveTaskFromWaitlist(task);
             task->ForgetKeptDates();
-            delete task;  // the list owned it
+            Discard(task);
         });
     }
     if (names.IsEmpty()) {

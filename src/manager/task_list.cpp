@@ -1,7 +1,11 @@
 // The list of tasks and the list of those that wait to run.
+#include <mutex>
+#include <vector>
+
 #include "engine/vaultlib_app.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
+#include "platform/immortal.h"
 #include "progress/task_prg.h"
 #include "task/backup_task.h"
 #include "task/engine_text.h"
@@ -92,7 +96,7 @@ int CBackupManage::DeleteTaskListByName(CString const& name) {
                 RemoveTaskFromWaitlistNoLock(removed);
             }
         }
-        delete removed;  // the list owned it; outside the locks, which the end of its run may need
+        Discard(removed);  // outside the locks, which the end of its run may need
         return 1;
     });
 }
@@ -102,11 +106,31 @@ int CBackupManage::DeleteAllTaskList(std::vector<CBackupTask*>& list) {
         return 0;
     }
     for (CBackupTask* const task : list) {
-        rampart::Guarded(_T("Error:DeleteAllTaskList"),
-                         [&] { delete task; });  // the exported list owns raw pointers
+        rampart::Guarded(_T("Error:DeleteAllTaskList"), [&] { Discard(task); });
     }
     list.clear();
     return 1;
+}
+
+void CBackupManage::Discard(CBackupTask* task) {
+    // Never destroyed: what hangs may do so until the process ends.
+    static rampart::Immortal<std::mutex> lock;
+    static rampart::Immortal<std::vector<CBackupTask*>> hanging;
+    if (task != nullptr) {
+        task->m_isDeleting = 1;  // first: nothing starts it again while it ends
+        task->EndTask();
+    }
+    std::lock_guard const guard(*lock);
+    if (task != nullptr) {
+        hanging->push_back(task);
+    }
+    std::erase_if(*hanging, [](CBackupTask* one) {
+        bool const hasEnded = !one->HasThreads();
+        if (hasEnded) {
+            delete one;  // the exported list owns raw pointers
+        }
+        return hasEnded;
+    });
 }
 
 int CBackupManage::AddTaskToWaitlist(CBackupTask* task, int force) {

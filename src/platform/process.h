@@ -31,6 +31,10 @@ bool StartProgram(TextView program, TextView arguments);
 // Opens a document or an address with the user's program for it.
 bool OpenDocument(TextView target);
 
+// Ends this process where it stands, without a destructor: for a host that has done all that it has to do and
+// in which a thread hangs.
+[[noreturn]] void EndProcessAtOnce(int exitCode);
+
 uint32_t ProcessId();
 // When a process began, in a unit of the system's own; 0 if there is no such process, or nobody can tell.
 uint64_t ProcessStart(uint32_t processId);

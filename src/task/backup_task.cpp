@@ -21,6 +21,7 @@ constexpr __int64 kEntriesASecond = 1000;
 constexpr __int64 kMaxStopSeconds = 10000;
 constexpr uint32_t kEndPollMs = 50;
 constexpr uint32_t kEndTimeoutMs = 20000;
+constexpr uint32_t kCutAfterMs = 15000;  // then the connection of a run that is to end is cut
 constexpr int kWindowBackSeconds = 2592000;     // 30 days
 constexpr int kCountEventDelaySeconds = 25200;  // 7 hours
 
@@ -99,12 +100,14 @@ CBackupTask::~CBackupTask() {
     ClearDeletePathList();
 }
 
-void CBackupTask::WaitForThreads() {
+bool CBackupTask::HasThreads() {
     HANDLE const runThread = m_runThread;
-    if (runThread != nullptr) {
-        MyWaitForSingleObject(runThread, ~0u);
-    }
-    while (GetRunningUploadCount() > 0) {
+    return (runThread != nullptr && MyWaitForSingleObject(runThread, 0) == rampart::kWaitTimedOut) ||
+           GetRunningUploadCount() > 0;
+}
+
+void CBackupTask::WaitForThreads() {
+    while (HasThreads()) {
         rampart::platform::SleepMilliseconds(kEndPollMs);
     }
 }
@@ -243,17 +246,28 @@ CString CBackupTask::GetStateString() {
     return DictUtil::GetValue(key, _T(""));
 }
 
+// A run may hang in a source that does not answer, so nobody waits for it longer than that. One that has left
+// the registry is waited for, too: its thread may still use this object.
 void CBackupTask::EndTask() {
     StopHook();
     ManageMultipleRunningTask* const registry = ManageMultipleRunningTask::GetInstance();
+    DWORD const worker = m_pTaskPrg != nullptr ? m_pTaskPrg->m_pWorker.ThreadId() : 0;
+    bool const isOwnRun = worker != 0 && worker == rampart::CurrentThreadId();
+    auto isThere = [&] { return registry->IsWorking(this) || (!isOwnRun && HasThreads()); };
+    bool const wasWorking = registry->IsWorking(this);
+    registry->AskToStop(this);
+    for (uint32_t waited = 0; waited < kEndTimeoutMs && isThere(); waited += kEndPollMs) {
+        if (waited == kCutAfterMs && m_pTaskPrg != nullptr) {
+            m_pTaskPrg->CancelMe();
+            ApiUtil::CloseConnectionByThreadID(worker);
+        }
+        rampart::platform::SleepMilliseconds(kEndPollMs);
+    }
     if (registry->IsWorking(this)) {
-        EndWorkingTask();
-        for (uint32_t waited = 0; waited < kEndTimeoutMs && registry->IsWorking(this); waited += kEndPollMs) {
-            rampart::platform::SleepMilliseconds(kEndPollMs);
-        }
-        if (registry->IsWorking(this)) {
-            registry->RemoveWorkingTaskFromVector(this);
-        }
+        rampart::DebugLine(_T("Task: run does not end: ") + m_taskName);
+        registry->RemoveWorkingTaskFromVector(this);
+    } else if (wasWorking && m_pTaskPrg != nullptr && !HasThreads()) {
+        m_pTaskPrg->EndCurrent();
     }
     m_pBackupThread = nullptr;
 }

@@ -105,6 +105,9 @@ public:
     int StartBackupByUser(int fromMonitor);
     int FinishBackupThread(__int64& result, BackupThreadType type);
     void EndTask();         // stops a run and waits for it, at most 20 seconds
+    // Whether a thread of its run, or a worker that it left, still uses this object: it must not die, nor start
+    // anew. True after EndTask where a source does not answer.
+    bool HasThreads();
     void EndWorkingTask();  // asks it to stop
     void ClearTask();
     __int64 CalcuteSecondsForUploadTaskToServerDatabase();

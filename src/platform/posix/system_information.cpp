@@ -20,6 +20,10 @@ std::string ExecutablePath() {
 
 }  // namespace
 
+[[noreturn]] void EndProcessAtOnce(int exitCode) {
+    _exit(exitCode);
+}
+
 uint32_t ProcessId() {
     return static_cast<uint32_t>(getpid());
 }

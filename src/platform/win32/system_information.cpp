@@ -13,6 +13,11 @@ std::wstring ExecutablePath() {
 
 }  // namespace
 
+[[noreturn]] void EndProcessAtOnce(int exitCode) {
+    ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(exitCode));
+    std::abort();  // not reached
+}
+
 uint32_t ProcessId() {
     return GetCurrentProcessId();
 }
