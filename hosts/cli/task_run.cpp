@@ -9,6 +9,7 @@
 #include "common/exit_code.h"
 #include "common/service_link.h"
 #include "common/task_change.h"
+#include "common/task_report.h"
 #include "output.h"
 #include "person.h"
 #include "progress_display.h"
@@ -38,8 +39,7 @@ void RunToEnd(CBackupTask& task, bool isStarted, ProgressDisplay& display) {
         throw CommandError(kExitFailed, "the task has no folder in the vault");
     }
     if (!isStarted && !task.StartBackupByUser(0)) {
-        CString const reason = task.GetManualStartErrorMsg();
-        throw CommandError(kExitFailed, reason.IsEmpty() ? "the task is disabled" : Utf8(reason));
+        throw CommandError(kExitFailed, StartRefusal(task));
     }
     Keys keys;
     bool isEndWanted = false;

@@ -41,6 +41,12 @@ std::string ModeReason(CBackupTask const& task) {
     }
 }
 
+// The date may be that of a clock that was wrong when the task was made.
+std::string WindowHint(CBackupTask const& task, CTime const& now) {
+    return "to change that: rampart task edit '" + Printable(Utf8(task.m_taskName)) + "' --window " +
+           Utf8(now.Format(_T("%Y-%m-%d"))) + "..";
+}
+
 // A date that has come: what happens to it depends on who looks at it, and on whether the window has begun.
 NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating,
                CTime const& now) {
@@ -52,14 +58,15 @@ NextRun DueRun(CBackupTask const& task, Surroundings const& surroundings, CTime 
                 since + "; runs that were missed are skipped"};
     }
     if (begin > now) {
-        return {begin, "its window begins then"};
+        return {begin, "its window begins then; " + WindowHint(task, now)};
     }
     return {now, since + (surroundings.isServiceRunning ? " and it is started now"
                                                         : " and no service was there to start it")};
 }
 
 // A date ahead; the engine runs nothing before the window begins.
-NextRun PlannedRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating) {
+NextRun PlannedRun(CBackupTask const& task, Surroundings const& surroundings, CTime const& dating,
+                   CTime const& now) {
     CTime const begin = ToRaw(task.m_beginDate);
     if (dating >= begin) {
         return {dating, ModeReason(task)};
@@ -67,7 +74,7 @@ NextRun PlannedRun(CBackupTask const& task, Surroundings const& surroundings, CT
     if (surroundings.skipsMissedRuns && ModeOf(task) != TaskTypeOnce) {
         return {ScheduleOf(task).FirstRun(begin), ModeReason(task)};
     }
-    return {begin, "its window begins then"};
+    return {begin, "its window begins then; " + WindowHint(task, now)};
 }
 
 }  // namespace
@@ -102,16 +109,16 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
         none = "its window ended " + DayAndTime(end, now);
     } else if (ModeOf(task) == TaskTypeRealTime) {
         CTime const begin = ToRaw(task.m_beginDate);
-        dated = NextRun{begin > now ? begin : now, begin > now ? "its window begins then"
-                                                               : "it runs continuously, at least every " +
-                                                                     std::to_string(RealTimePassMinutes()) +
-                                                                     " minutes"};
+        dated = NextRun{begin > now ? begin : now,
+                        begin > now ? "its window begins then; " + WindowHint(task, now)
+                                    : "it runs continuously, at least every " +
+                                          std::to_string(RealTimePassMinutes()) + " minutes"};
     } else if (IsOnceDone(task)) {
         none = "its one run was made " + DayAndTime(ToRaw(task.m_backupDate), now);
     } else if (dating > end) {
         none = "its window ends before its next time, " + DayAndTime(dating, now);
     } else if (dating > now) {
-        dated = PlannedRun(task, surroundings, dating);
+        dated = PlannedRun(task, surroundings, dating, now);
     } else {
         dated = DueRun(task, surroundings, dating, now);
     }
@@ -122,6 +129,17 @@ NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime con
         }
     }
     return dated ? *dated : NextRun{std::nullopt, none};
+}
+
+std::string StartRefusal(CBackupTask const& task) {
+    CString const reason = task.GetManualStartErrorMsg();
+    CTime const now = NowRaw();
+    CTime const begin = ToRaw(task.m_beginDate);
+    if (reason.IsEmpty()) {
+        return "the task is disabled";
+    }
+    return Utf8(reason) +
+           (begin > now ? " It begins " + DayAndTime(begin, now) + "; " + WindowHint(task, now) : "");
 }
 
 bool IsOnceDone(CBackupTask const& task) {

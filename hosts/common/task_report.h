@@ -27,6 +27,9 @@ struct NextRun {
 // When the task runs next by itself and why, seen from `now` (raw).
 NextRun NextRunOf(CBackupTask& task, Surroundings const& surroundings, CTime const& now);
 
+// Why a start by hand was refused, and what can be done about it.
+std::string StartRefusal(CBackupTask const& task);
+
 // Whether the one run of a once task has been made.
 bool IsOnceDone(CBackupTask const& task);
 

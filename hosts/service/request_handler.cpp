@@ -1,6 +1,7 @@
 // What other hosts ask of the service.
 #include "common/exit_code.h"
 #include "common/task_change.h"
+#include "common/task_report.h"
 #include "common/text.h"
 #include "service.h"
 #include "service_log.h"
@@ -113,7 +114,7 @@ ServiceAnswer Service::StartTask(std::string const& name) {
         return {
             host::kExitDone, "The task waits for its turn: " + host::Utf8(task.GetManualStartErrorMsg()), {}};
     }
-    throw CommandError(host::kExitFailed, host::Utf8(task.GetManualStartErrorMsg()));
+    throw CommandError(host::kExitFailed, host::StartRefusal(task));
 }
 
 ServiceAnswer Service::PauseTask(std::string const& name, bool isPaused) {

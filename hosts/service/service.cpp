@@ -94,6 +94,7 @@ std::chrono::milliseconds Service::Pass() {
     if (m_isReloadWanted && m_foreign.OwnCount() == 0) {
         Reload();
     }
+    LookAtDates();
     LookAtRealTimeTasks();
     m_manager.ForgetFailuresOfWaiting();
     m_manager.DoScheduleTask();
@@ -153,6 +154,15 @@ void Service::LookAtClock() {
         m_isReloadWanted = true;
         m_nextRealTimePass = steady;
         LookForMissedRuns();
+    }
+}
+
+// A run under a wrong clock leaves dates that are a long time ahead.
+void Service::LookAtDates() {
+    for (CString const& name : m_manager.BringBackDates()) {
+        Log("task '" + host::Printable(host::Utf8(name)) +
+            "': its dates lay beyond its schedule; was the clock wrong?");
+        m_manager.NoteEndedRun(name);  // its row is written like one whose run has ended
     }
 }
 

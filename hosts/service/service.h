@@ -30,6 +30,7 @@ private:
     void WriteEndedRuns();
     void LookAtOthers();
     void LookForMissedRuns();
+    void LookAtDates();
     void LookAtClock();
     void LookAtDatabase();
     // Names, machines and times of change of all rows.

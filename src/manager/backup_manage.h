@@ -66,8 +66,8 @@ public:
     int RemoveTaskFromTasklistEx(CBackupTask* task);
     int DeleteTaskListByName(CString const& name);
     int DeleteAllTaskList(std::vector<CBackupTask*>& list);
-    // Ends the task's run and deletes the task; null is nothing. One whose run hangs dies later, once that has
-    // ended. Not under the locks of this object, which the end of the run may need.
+    // Ends the task's run and deletes the task; null is nothing. One whose run hangs dies later, once that
+    // has ended. Not under the locks of this object, which the end of the run may need.
     static void Discard(CBackupTask* task);
     int AddTaskToWaitlist(CBackupTask* task, int force);
     int RemoveTaskFromWaitlist(CBackupTask* task);
@@ -120,6 +120,9 @@ public:
     void SyncRealTimeTask();    // queues real-time tasks and starts their watchers
     void DoScheduleNextTime();  // moves the dates of all dated tasks past missed runs
     void DoScheduleNextTimeWithTask(CBackupTask* task);
+    // Brings back the dates of this machine's tasks that no schedule explains, with an event each. The names
+    // of the tasks: their rows say the old dates until somebody writes them.
+    std::vector<CString> BringBackDates();
     void DoneTask(CBackupTask* task, int result, int, BackupThreadType type);
     int ConnectLoopNetwork();
     unsigned long GetRealTimeDelaySeconds();

@@ -289,6 +289,30 @@ void CBackupManage::DoScheduleNextTime() {
     DebugLine(_T("finish - DoScheduleNextTime"));
 }
 
+std::vector<CString> CBackupManage::BringBackDates() {
+    std::vector<CString> moved;
+    rampart::Guarded(_T("Error: BringBackDates"), [&] {
+        CKorvaneAutoLock const lock(&m_taskLock, _T("BringBackDates"), 1);
+        CReadSync const read(m_taskListSync);
+        for (CBackupTask* const task : m_taskList) {
+            // The dates of a running task belong to its run.
+            if (!IsMine(*task, m_myID) || task->m_scheduleEnabled == 0 || Registry().FindWorkingTask(task)) {
+                continue;
+            }
+            CTime const before = task->m_dating;
+            if (task->BringBackDates()) {
+                moved.push_back(task->m_taskName);
+                RecordErr(task,
+                          rampart::DictionaryFormat(_T("TaskDateBroughtBack"), task->m_taskName,
+                                                    TimeUtil::TimeToStr(rampart::ToRaw(before)),
+                                                    TimeUtil::TimeToStr(rampart::ToRaw(task->m_dating))),
+                          EVENT_WARNING);
+            }
+        }
+    });
+    return moved;
+}
+
 void CBackupManage::DoScheduleNextTimeWithTask(CBackupTask* task) {
     DebugLine(_T("enter - DoScheduleNextTimeWithTask"));
     if (task == nullptr || m_skipMissedTask == 0) {

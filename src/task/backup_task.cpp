@@ -21,7 +21,7 @@ constexpr __int64 kEntriesASecond = 1000;
 constexpr __int64 kMaxStopSeconds = 10000;
 constexpr uint32_t kEndPollMs = 50;
 constexpr uint32_t kEndTimeoutMs = 20000;
-constexpr uint32_t kCutAfterMs = 15000;  // then the connection of a run that is to end is cut
+constexpr uint32_t kCutAfterMs = 15000;         // then the connection of a run that is to end is cut
 constexpr int kWindowBackSeconds = 2592000;     // 30 days
 constexpr int kCountEventDelaySeconds = 25200;  // 7 hours
 
@@ -261,7 +261,10 @@ void CBackupTask::EndTask() {
             m_pTaskPrg->CancelMe();
             ApiUtil::CloseConnectionByThreadID(worker);
         }
-        rampart::platform::SleepMilliseconds(kEndPollMs);
+        HANDLE const runThread = m_runThread;
+        if (runThread == nullptr || MyWaitForSingleObject(runThread, kEndPollMs) != rampart::kWaitTimedOut) {
+            rampart::platform::SleepMilliseconds(kEndPollMs);  // for a worker that it left
+        }
     }
     if (registry->IsWorking(this)) {
         rampart::DebugLine(_T("Task: run does not end: ") + m_taskName);

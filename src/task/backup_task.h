@@ -60,6 +60,9 @@ public:
     int NowDating();                      // 1 when the task should start now
     void SetNextDating();                 // moves m_dating after a run
     void AdjustDating(int keepOnceDone);  // brings m_dating forward
+    // Moves dates that lie further ahead than the task's schedule explains, as a run under a clock that was
+    // ahead leaves them, to the next natural ones. True if one was moved. Not while the task runs.
+    bool BringBackDates();
     void SetBeginDate(CTime const& date);
     void SetEndDate(CTime const& date) { m_endDate = date; }
     void SetDating(CTime const& date, int adjust);
@@ -104,9 +107,9 @@ public:
     int StartBackup(int, int lockWaitlist);  // 1 if a run was launched
     int StartBackupByUser(int fromMonitor);
     int FinishBackupThread(__int64& result, BackupThreadType type);
-    void EndTask();         // stops a run and waits for it, at most 20 seconds
-    // Whether a thread of its run, or a worker that it left, still uses this object: it must not die, nor start
-    // anew. True after EndTask where a source does not answer.
+    void EndTask();  // stops a run and waits for it, at most 20 seconds
+    // Whether a thread of its run, or a worker that it left, still uses this object: it must not die, nor
+    // start anew. True after EndTask where a source does not answer.
     bool HasThreads();
     void EndWorkingTask();  // asks it to stop
     void ClearTask();

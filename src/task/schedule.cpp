@@ -28,7 +28,10 @@ bool MayFire(CBackupTask& task) {
 }
 
 bool TakeNetworkRetry(CBackupTask& task) {
-    if (task.m_networkRetryCount < 1 || task.m_networkRetryDate > rampart::StoredNow()) {
+    // A date far ahead is that of a clock that was wrong.
+    CTime const now = rampart::StoredNow();
+    CTime const date = task.m_networkRetryDate;
+    if (task.m_networkRetryCount < 1 || (date > now && date <= now + CTimeSpan(rampart::kDaySeconds))) {
         return false;
     }
     rampart::DebugLine(_T("RetryBackupNetworkPathTime: ") + TimeUtil::TimeToStr(task.m_networkRetryDate));
@@ -40,7 +43,8 @@ bool TakeNetworkRetry(CBackupTask& task) {
 bool TakeMonitorTick(CBackupTask& task) {
     int const span = DictUtil::GetConfigInt(_T("Options"), _T("MonitorTimeSpan"), _T("60"), _T(""));
     __int64 const now = rampart::RawNow().GetTime();
-    if (now < task.m_lastMonitorTick + span) {
+    bool const isClockSetBack = now < task.m_lastMonitorTick;
+    if (!isClockSetBack && now < task.m_lastMonitorTick + span) {
         return false;
     }
     task.m_lastMonitorTick = now;
@@ -240,6 +244,35 @@ void CBackupTask::RestoreMeantTime() {
         m_meantDate = m_dating;
         m_meantTime = CTime(2001, 1, 1, hour, minute, second);
     }
+}
+
+bool CBackupTask::BringBackDates() {
+    CTime const now = rampart::RawNow();
+    bool isMoved = false;
+    // No retry is planned that far ahead.
+    if (m_isResume != 0 && rampart::ToRaw(m_resumeDate) > now + CTimeSpan(rampart::kWeekSeconds)) {
+        m_resumeDate = rampart::ToStored(now);
+        isMoved = true;
+    }
+    int const mode = rampart::ScheduleMode(m_type);
+    if (mode != TaskTypeDaily && mode != TaskTypeWeekly) {
+        return isMoved;  // the one date of a once task is what somebody chose
+    }
+    __int64 const period = mode == TaskTypeWeekly ? rampart::kWeekSeconds : rampart::kDaySeconds;
+    CTime const earliest = std::max(now, rampart::ToRaw(m_beginDate));
+    if (rampart::ToRaw(m_dating) <= earliest + CTimeSpan(period + rampart::kDaySeconds)) {
+        return isMoved;
+    }
+    CTime const meant = MeantTime();
+    CTime next = rampart::AtTimeOfDay(earliest, meant);
+    if (next < earliest) {
+        next = rampart::DaysAfter(next, 1);
+    }
+    if (mode == TaskTypeWeekly) {
+        next = rampart::DaysAfter(next, GlobalFunction::GetSpanDaysOfWeek(m_repeatDays, next.GetDayOfWeek()));
+    }
+    MoveDating(next, meant);
+    return true;
 }
 
 void CBackupTask::AdjustDating(int keepOnceDone) {

@@ -20,6 +20,7 @@ constexpr FormatCase kFormats[] = {
     {"TaskIsStopping", "t"},
     {"IDS_STRTASKWORKING", "t"},
     {"TaskInvalidTime", "t"},
+    {"TaskDateBroughtBack", "ttt"},
     {"ScaningFiles", "tnnn"},
     {"SuccessEmailScanFiles", "nnnn"},
     {"TaskUploadFileCountMsg", "tn"},

@@ -75,7 +75,10 @@ TEST_F(NextRunWords, ContinuousTask) {
     task.m_type = TaskTypeRealTime;
     EXPECT_THAT(Words(), HasSubstr("continuously, at least every 15 minutes"));
     task.m_beginDate = ToStored(At("2026-12-01T00:00"));
-    EXPECT_EQ("runs on Tue 2026-12-01 at 00:00: its window begins then", Words());
+    EXPECT_EQ(
+        "runs on Tue 2026-12-01 at 00:00: its window begins then; to change that: "
+        "rampart task edit 'docs' --window 2026-11-24..",
+        Words());
 }
 
 TEST_F(NextRunWords, NothingRunsBeforeItsWindowBegins) {

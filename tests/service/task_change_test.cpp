@@ -6,6 +6,7 @@
 
 #include "common/exit_code.h"
 #include "common/task_report.h"
+#include "common/text.h"
 #include "storage/service_code.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
@@ -391,6 +392,42 @@ TEST_F(ChangeOfTasks, ARunEndsBeforeItsTaskChangesAndBeginsAnew) {
     service->Answer("Rename", kRefused, 1);
     EXPECT_EQ(kExitFailed, RefusalOf(Manager(), change, why));
     EXPECT_EQ(1, task.m_isResume) << "a change that did not come about takes nothing away";
+}
+
+// A clock that was a year ahead while the tasks ran, and while one was made.
+TEST_F(ChangeOfTasks, DatesOfAWrongClockAreBroughtBack) {
+    constexpr int kYear = 365 * 86400;
+    CBackupTask& daily = tasks.Add("daily", Schedule::Daily("02:30"));
+    CBackupTask& weekly = tasks.Add("weekly", Schedule::Weekly("sun,wed 22:00"));
+    CBackupTask& once = tasks.Add("once", Schedule::Once("2026-12-24T08:00"));
+    EXPECT_TRUE(Manager().BringBackDates().empty());
+    clock.SetSeconds(Utc(2026, 3, 28, 12) + kYear);
+    for (CBackupTask* const task : {&daily, &weekly}) {
+        task->SetNextDating();
+        task->m_isResume = 1;
+        task->m_resumeDate = ToStored(NowRaw() + CTimeSpan(3600));
+    }
+    clock.SetSeconds(Utc(2026, 3, 28, 12) + 9 * kYear);
+    CBackupTask& late = tasks.Add("late", Schedule::Daily("02:30"));
+    clock.SetSeconds(Utc(2026, 3, 28, 12));
+    EXPECT_EQ("2027-03-29 02:30:00", WhenText(daily.m_dating));
+    std::string moved;
+    for (CString const& name : Manager().BringBackDates()) {
+        moved += Utf8(name) + " ";
+    }
+    EXPECT_EQ("daily weekly late ", moved);  // the last to the first day of its window
+    EXPECT_EQ("2026-03-29 02:30:00", WhenText(daily.m_dating));
+    EXPECT_EQ("Sun", Utf8(ToRaw(weekly.m_dating).Format(_T("%a"))).substr(0, 3));
+    EXPECT_LE(ToRaw(weekly.m_dating), NowRaw() + CTimeSpan(7 * 86400));
+    EXPECT_GE(ToRaw(weekly.m_dating), NowRaw());
+    EXPECT_EQ("2026-12-24 08:00:00", WhenText(once.m_dating)) << "somebody chose it";
+    EXPECT_LE(ToRaw(daily.m_resumeDate), NowRaw());
+    EXPECT_TRUE(Manager().BringBackDates().empty());
+    CString const told = daily.GetWarningsOfRun();
+    EXPECT_THAT(Utf8(told), HasSubstr("the clock must have been wrong"));
+    // Its window is what somebody may have chosen, so that only the way to change it is told.
+    EXPECT_EQ(0, late.StartBackupByUser(0));
+    EXPECT_THAT(StartRefusal(late), HasSubstr("rampart task edit 'late' --window 2026-03-28.."));
 }
 
 TEST_F(ChangeOfTasks, WindowOfAOnceTaskHoldsItsOneRun) {

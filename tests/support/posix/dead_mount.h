@@ -11,7 +11,8 @@
 
 namespace rampart::test {
 
-// Whoever looks into the folder waits, until this object goes: then the folder fails, and is what it was before.
+// Whoever looks into the folder waits, until this object goes: then the folder fails, and is what it was
+// before.
 class DeadMount {
 public:
     explicit DeadMount(std::filesystem::path const& place)
