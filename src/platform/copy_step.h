@@ -13,6 +13,8 @@ public:
     static constexpr uint64_t kSmallest = 8 * 1024 * 1024;  // bytes, whatever time they take
     static constexpr uint64_t kLargest = 64 * 1024 * 1024;  // bytes, however fast they are
     static constexpr uint64_t kLongEnoughMs = 50;           // between the two
+    static constexpr uint64_t kLongestMs = 250;             // however few they are
+    static constexpr uint64_t kPiece = 1024 * 1024;         // so much is moved between two looks at the time
 
     // A step begins behind the first `moved` bytes.
     void Begin(uint64_t moved) {
@@ -21,8 +23,11 @@ public:
     }
     bool IsOver(uint64_t moved) const {
         const uint64_t bytes = moved - m_begin;
-        return bytes >= kLargest ||
-               (bytes >= kSmallest && CurrentClock().MonotonicMilliseconds() - m_beginMs >= kLongEnoughMs);
+        if (bytes == 0 || bytes >= kLargest) {
+            return bytes != 0;
+        }
+        const uint64_t ms = CurrentClock().MonotonicMilliseconds() - m_beginMs;
+        return ms >= (bytes >= kSmallest ? kLongEnoughMs : kLongestMs);
     }
 
 private:

@@ -120,6 +120,7 @@ public:
     explicit AsioFrameSocket(Tcp::socket socket) : m_socket(std::move(socket)) {
         RunInLoop([this] {
             Code ignored;
+            KeepFromChildren(static_cast<uintptr_t>(m_socket.native_handle()));
             m_socket.set_option(Tcp::no_delay(true), ignored);
             m_peer = EndpointOf(m_socket.remote_endpoint(ignored));
         });
@@ -291,6 +292,9 @@ std::unique_ptr<FrameListener> FrameListener::Open(uint16_t port, Handler handle
     Tcp::acceptor acceptor(Context());
     Code code;
     acceptor.open(Tcp::v4(), code);
+    if (!code) {
+        KeepFromChildren(static_cast<uintptr_t>(acceptor.native_handle()));
+    }
     if (!code && !ClaimPort(static_cast<uintptr_t>(acceptor.native_handle()))) {
         code = asio::error::access_denied;
     }

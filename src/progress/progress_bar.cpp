@@ -151,6 +151,7 @@ void CProgressBar::RefreshPrgInfoData() {
     m_infoFile = CurrentFile();
     m_infoStateText = GetStateString();
     m_info.m_nState = m_nState;
+    m_hasInfo = true;
     m_observers->Mark([this](CPrgAttachment& observer) { observer.m_pInfo = &m_info; });
 }
 

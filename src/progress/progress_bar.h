@@ -113,6 +113,7 @@ public:
     rampart::Word<BatchMode*> m_pBatch = nullptr;  // written by SetBatch; not owned
     CString m_strTaskName;
     ProgresInfo m_info;
+    bool m_hasInfo = false;      // since the first refresh
     CPtrList m_attachments{10};  // CPrgAttachment*, not owned
     HANDLE m_hLock = nullptr;    // auto-reset event, signalled while the list is free
     rampart::Word<ProgressState> m_nState = ProgressStateNone;

@@ -272,7 +272,8 @@ void CProgressBar::SaveProgressInfo(CArchive& archive) {
         m_observers->ForEach([&](CPrgAttachment& observer) {
             observer.m_bStop = m_bCancel;
             observer.m_bPause = 0;
-            observer.StoreProgressInfo(archive);
+            // Not what the observer was told last, which may be of another object.
+            observer.StoreProgressInfoEx(archive, m_hasInfo ? &m_info : nullptr);
         });
     });
 }

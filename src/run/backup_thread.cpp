@@ -166,11 +166,11 @@ bool FullRun::EnterFiles() {
         rampart::FailRun(&m_task, DictionaryText(_T("PrepareEmailBackupCacheError")));
         return false;
     }
-    if (rampart::IsCancelled(&Progress())) {
+    if (rampart::IsRunEnding(&Progress())) {
         m_result = rampart::kCancelled;
         return false;
     }
-    return !rampart::IsAppEnding();
+    return true;
 }
 
 bool FullRun::MakeTargetFolder() {

@@ -1,8 +1,10 @@
 #include "run/copy_progress.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <mutex>
+#include <utility>
 
 #include "interfaces/baselib.h"
 #include "link/manage_multiple_running_task.h"
@@ -20,6 +22,7 @@ constexpr uint32_t kLongestStretchMs = 9999;
 constexpr double kDebtLimitMs = 5000.0;
 constexpr double kLongestRestMs = 2000.0;
 constexpr double kShortestRestMs = 5.0;
+constexpr uint32_t kReadStretchMs = 10;  // of small files, many of which take no millisecond
 constexpr uint32_t kDisplayMs = 1000;
 constexpr int kNearlyDone = 99;
 
@@ -30,6 +33,7 @@ struct CopyState {
     uint32_t lastDisplayTick = 0;
     __int64 finishedBytes = 0;
     CopyRest rest;
+    uint32_t readMs = 0;  // spent on files that were read in place of a copy, since the last rest
 };
 
 CopyState& State() {
@@ -44,6 +48,15 @@ int SpeedCap() {
 
 std::atomic<int> s_dutyLimit{0};  // 0: the setting holds
 
+int PresentDuty() {
+    int const limit = s_dutyLimit;
+    return limit != 0 ? limit : CopyDuty(SpeedCap());
+}
+
+bool IsLimiting(int duty) {
+    return duty >= 1 && duty <= kNearlyDone;
+}
+
 // The rest that is due now; notes the work done since the last call.
 uint32_t RestDue(CopyState& state, int percent) {
     std::lock_guard const lock(state.mutex);
@@ -51,9 +64,8 @@ uint32_t RestDue(CopyState& state, int percent) {
         state.lastTick = 0;
     }
     uint32_t const elapsed = platform::TickCount() - state.lastTick;
-    int const limit = s_dutyLimit;
-    int const duty = limit != 0 ? limit : CopyDuty(SpeedCap());
-    if (state.lastTick == 0 || elapsed < 1 || elapsed > kLongestStretchMs || duty < 1 || duty > kNearlyDone) {
+    int const duty = PresentDuty();
+    if (state.lastTick == 0 || elapsed < 1 || elapsed > kLongestStretchMs || !IsLimiting(duty)) {
         return 0;
     }
     return state.rest.After(elapsed, duty);
@@ -85,6 +97,23 @@ void ShowCopy(CTaskPrgClass& progress, CBackupTask& task, __int64 finished, int 
 
 void LimitCopyDuty(int percent) {
     s_dutyLimit = percent;
+}
+
+void RestAfterRead(uint32_t elapsedMs) {
+    CopyState& state = State();
+    uint32_t rest = 0;
+    {
+        std::lock_guard const lock(state.mutex);
+        state.readMs += elapsedMs;
+        int const duty = PresentDuty();
+        if (state.readMs < kReadStretchMs || !IsLimiting(duty)) {
+            return;
+        }
+        rest = state.rest.After(std::min(std::exchange(state.readMs, 0), kLongestStretchMs), duty);
+    }
+    if (rest > 0) {
+        platform::SleepMilliseconds(rest);
+    }
 }
 
 int CopyDuty(int cap) {

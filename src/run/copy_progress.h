@@ -1,4 +1,5 @@
-// The callback of a copy to the cache: pause, cancel, the speed cap, and what the display shows.
+// The speed cap of reading sources, and the callback of a copy to the cache: pause, cancel, the cap, and what
+// the display shows.
 #pragma once
 
 #include "framework/framework.h"
@@ -10,6 +11,9 @@ inline constexpr unsigned long kCopyStop = 2;
 
 // `progress` is a CTaskPrgClass or null. Has the shape of CopyRoutine.
 unsigned long CopyProgressRoutine(__int64 totalBytes, __int64 movedBytes, void* progress);
+
+// After a file was read in place of a copy, in so many milliseconds: rests when the speed cap says so.
+void RestAfterRead(uint32_t elapsedMs);
 
 // Percent of the time that copying may take, for a setting of "CopySpeedCap".
 int CopyDuty(int cap);

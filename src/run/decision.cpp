@@ -8,6 +8,7 @@
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "progress/task_prg.h"
+#include "run/copy_progress.h"
 #include "run/file_compare.h"
 #include "run/recovery.h"
 #include "run/report_event.h"
@@ -249,7 +250,9 @@ static int OfferSmallSource(CBackupTask& task, FileTry& file, __int64 size) {
     }
     file.cachePath = file.path;
     NoteStart(task, file);
+    uint32_t const begin = rampart::platform::TickCount();
     int const code = OfferToBatch(task, *batch, file);
+    rampart::RestAfterRead(rampart::platform::TickCount() - begin);
     return rampart::IsSourceFailure(code) ? rampart::kOk : code;
 }
 

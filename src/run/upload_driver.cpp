@@ -93,7 +93,8 @@ UploadDriver::Next UploadDriver::TakePath(CString& path, bool& isFolder) {
             return next;
         }
     } else {
-        if (m_paths->IsEmpty() || IsRunEnding(Progress())) {
+        m_isCut = !m_paths->IsEmpty() && IsRunEnding(Progress());
+        if (m_paths->IsEmpty() || m_isCut) {
             return Next::kLeave;
         }
         path = m_paths->RemoveHead();
@@ -118,6 +119,7 @@ UploadDriver::Next UploadDriver::TakeQueuedPath(CString& path) {
         return Next::kLeave;
     }
     if (IsRunEnding(Progress())) {
+        m_isCut = true;
         DebugLine(_T("Task Upload Cache File: Prgbar cancel or log off"));
         return Next::kLeave;
     }
@@ -148,7 +150,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
     if (progress != nullptr && isFile) {
         LookForPart(path);
     }
-    if (IsCancelled(progress)) {
+    if (IsRunEnding(progress)) {
         m_result = kCancelled;
         return Loop::kAbort;
     }
@@ -233,6 +235,7 @@ void UploadDriver::SendBatch(CString const& path) {
         DebugLine(_T("CBackupTask::ClearAllCopyCacheFiles()-BeginUploadingData"));
     }
     if (m_result != kOk && m_result != kCancelled) {
+        m_task.m_hadFileFailure = 1;  // the run goes on, and the task gets its retry
         NoteWaitingFiles();
     }
     CStringList sent(10);
@@ -299,7 +302,7 @@ bool UploadDriver::LeaveBatch() {
             progress->BatchEnd();
         }
         m_task.m_pBatchMode->CancelMe();
-        if (IsCancelled(progress)) {
+        if (m_isCut || IsCancelled(progress)) {
             m_result = kCancelled;
         }
         if (progress != nullptr) {

@@ -49,6 +49,7 @@ private:
     bool m_isEmail;
     CString m_topFolder;
     __int64& m_result;
+    bool m_isCut = false;        // a cancel or the end of the application came before the last path
     int m_limit = 0;             // workers allowed, on the threaded road
     __int64 m_endedBy = 0;       // code that ended the upload before its last path
     CStringList m_waitList{10};  // files that the open batch holds

@@ -74,6 +74,11 @@ TEST(CopyStep, IsLongEnoughToBeMeasuredAndNoLonger) {
     EXPECT_FALSE(step.IsOver(kBegin + 8 * kMegabyte - 1));
     step.Begin(kBegin + 8 * kMegabyte);
     EXPECT_FALSE(step.IsOver(kBegin + 16 * kMegabyte)) << "the time begins anew";
+    clock.AdvanceMilliseconds(249);
+    EXPECT_FALSE(step.IsOver(kBegin + 9 * kMegabyte));
+    clock.AdvanceMilliseconds(1);
+    EXPECT_TRUE(step.IsOver(kBegin + 9 * kMegabyte)) << "however slow the disk is, a cancel is heard";
+    EXPECT_FALSE(step.IsOver(kBegin + 8 * kMegabyte)) << "nothing has moved";
 }
 
 // The clock runs in the calls alone, as if they rested.

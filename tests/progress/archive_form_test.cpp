@@ -177,6 +177,12 @@ TEST(ArchiveForm, BarStoresItsItemsInTransferAndItsWholeList) {
         << "no refresh yet";
     bar.SetState(ProgressStateSearching);
     EXPECT_GT(Stored([&](CArchive& archive) { bar.SaveProgressInfo(archive); }).Length(), 4U);
+    CProgressBar other;  // shows itself to the same observer
+    other.AddAttachment(&observer);
+    other.SetPercent(77, _T(""));
+    EXPECT_EQ(Stored([&](CArchive& archive) { bar.SaveProgressInfo(archive); }).Bytes(),
+              Stored([&](CArchive& archive) { observer.StoreProgressInfoEx(archive, &bar.m_info); }).Bytes());
+    other.RemoveAttachment(&observer);
     bar.RemoveAttachment(&observer);
 }
 

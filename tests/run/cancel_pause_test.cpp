@@ -131,6 +131,33 @@ TEST_F(StoppedRun, ACancelInTheFirstMomentHolds) {
     EXPECT_EQ(0, service->Calls("PutChunks") + service->Calls("CommitFiles"));
 }
 
+TEST_F(StoppedRun, TheEndOfTheApplicationEndsItLikeACancel) {
+    for (void (*const end)(int) : {&MiscUtil::SetAppStopping, &MiscUtil::SetAppLoggingOff}) {
+        for (Stage const& stage : kStages) {
+            SCOPED_TRACE(stage.name);
+            CBackupTask& task = NewTask(stage);
+            service->ForgetCalls();
+            auto const calls = std::make_shared<std::atomic<int>>(0);
+            service->Before(stage.operation, [&, calls] {
+                if (++*calls >= stage.call) {
+                    end(1);
+                }
+            });
+            ASSERT_EQ(1, task.StartBackupByUser(0));
+            WaitForEnd(task);
+            service->Before(stage.operation, [] {});
+            end(0);
+            if (std::string(stage.name).starts_with("leave")) {
+                ExpectAllStored(task);  // it came with the last of the files
+                continue;
+            }
+            EXPECT_EQ(TaskStateCanceled, task.m_state);
+            ASSERT_EQ(TaskStateFinished, Run(task));
+            ExpectAllStored(task);
+        }
+    }
+}
+
 TEST_F(StoppedRun, ACancelEndsItAtAnyStageAndTheNextRunSendsTheRest) {
     for (Stage const& stage : kStages) {
         SCOPED_TRACE(stage.name);

@@ -87,6 +87,17 @@ TEST_F(CopyRoutine, RestsByItsShareOfTheTime) {
     EXPECT_EQ(0u, RestAfter(100, 300));
 }
 
+TEST_F(CopyRoutine, ManySmallFilesRestAsABigOneDoes) {
+    LimitCopyDuty(50);
+    for (int file = 0; file < 100; ++file) {
+        RestAfterRead(file % 2);  // half of them are read within the same millisecond
+    }
+    EXPECT_EQ(50u, m_clock.SleptMilliseconds());
+    LimitCopyDuty(100);
+    RestAfterRead(500);
+    EXPECT_EQ(50u, m_clock.SleptMilliseconds());
+}
+
 TEST_F(CopyRoutine, StopsAtOnceAfterACancel) {
     LimitCopyDuty(10);
     EXPECT_EQ(0u, RestAfter(1, 0));

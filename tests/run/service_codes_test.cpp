@@ -332,6 +332,7 @@ TEST_F(ServiceCodes, OfABatchInTheMiddleOfARun) {
             EXPECT_EQ(code != 0 && code != kCancelled, IsOnLedger("a"));
             EXPECT_EQ(ends && code != kCancelled, IsOnLedger("b"));
             EXPECT_EQ(0, task.m_failedUploadCount);
+            EXPECT_EQ(code != 0 && code != kCancelled ? 1 : 0, task.m_hadFileFailure) << "for a retry";
             EXPECT_EQ(ends ? 0 : 1, task.m_reportUploadedCount) << "only the last batch counts";
             // What was dropped with the batch is told with the code that ended the upload.
             if (ends) {

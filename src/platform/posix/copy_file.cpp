@@ -170,7 +170,7 @@ private:
 
     bool MoveRange(uint64_t begin, uint64_t end, bool buffered) {
         while (begin < end) {
-            const uint64_t wanted = std::min(end - begin, CopyStep::kSmallest);
+            const uint64_t wanted = std::min(end - begin, CopyStep::kPiece);
             int64_t moved = buffered ? -1 : MoveInKernel(begin, wanted);
             if (moved < 0) {
                 buffered = true;

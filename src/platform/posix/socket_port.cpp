@@ -1,5 +1,6 @@
 #include "platform/socket_port.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 
 namespace rampart::platform {
@@ -8,6 +9,10 @@ namespace rampart::platform {
 bool ClaimPort(uintptr_t socket) {
     const int on = 1;
     return setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0;
+}
+
+void KeepFromChildren(uintptr_t socket) {
+    fcntl(static_cast<int>(socket), F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace rampart::platform

@@ -1,13 +1,18 @@
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+
+#include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/file_system.h"
+#include "platform/frame_socket.h"
 #include "support/temp_home.h"
 
 namespace rampart::platform {
@@ -15,6 +20,30 @@ namespace {
 
 using test::ScopedVariable;
 using test::TempHome;
+
+TEST(Sockets, AreNotForProgramsThatAreStarted) {
+    std::unique_ptr<FrameSocket> taken;
+    std::atomic<bool> isTaken = false;
+    auto const listener = FrameListener::Open(0, [&](std::unique_ptr<FrameSocket> socket) {
+        taken = std::move(socket);
+        isTaken = true;
+    });
+    ASSERT_TRUE(listener);
+    auto const socket = FrameSocket::Connect({"127.0.0.1", listener->Port()}, 5000);
+    ASSERT_TRUE(socket);
+    while (!isTaken) {
+        SleepMilliseconds(1);
+    }
+    int sockets = 0;
+    for (int fd = STDERR_FILENO + 1; fd < 1024; ++fd) {
+        struct stat status;
+        if (fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode)) {
+            ++sockets;
+            EXPECT_NE(0, fcntl(fd, F_GETFD) & FD_CLOEXEC);
+        }
+    }
+    EXPECT_GE(sockets, 3);
+}
 
 TEST(NamedMutex, IsFreedWhenItsProcessIsKilled) {
     TempHome home;
