@@ -58,6 +58,8 @@ public:
     virtual void ListMoment(std::string_view path, std::string_view historyPath, int64_t moment,
                             const MomentVisitor& visit) = 0;
     virtual int64_t ChangeSequence() = 0;
+    // Not less than the number of records, of all kinds and of old ones.
+    virtual int64_t RecordBound() = 0;
     virtual int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
                                    bool& tooMany) = 0;
 

@@ -9,6 +9,7 @@
 #include "storage/catalog_snapshot.h"
 #include "storage/pack_reader.h"
 #include "storage/run_reader.h"
+#include "storage/server_path.h"
 #include "storage/storage_error.h"
 #include "storage/vault_horizon.h"
 #include "storage/vault_verify.h"
@@ -93,6 +94,13 @@ int64_t EmbeddedService::NumberSetting(const char* name, int64_t fallback) {
     int64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return text.empty() || error != std::errc() ? fallback : value;
+}
+
+ItemLimit EmbeddedService::PresentItemLimit() {
+    return ItemLimit(
+        *m_catalog,
+        NumberSetting(account_setting::kMaxItemsOfTask.name, account_setting::kMaxItemsOfTask.fallback),
+        NumberSetting(account_setting::kPaid.name, account_setting::kPaid.fallback) != 0);
 }
 
 void EmbeddedService::RequireWritable() const {
@@ -227,7 +235,13 @@ ServiceResult EmbeddedService::ChangedFolders(int64_t since, size_t most, std::v
 
 ServiceResult EmbeddedService::CreateFolder(const std::string& path, const std::string& description,
                                             uint32_t flags, int64_t& id) {
-    return AtServiceEdge([&] { return Changed(m_catalog->CreateFolder(path, description, flags, id)); });
+    return AtServiceEdge([&] {
+        ItemLimit limit = PresentItemLimit();
+        const ServerPathParts parts = SplitLastName(path);
+        limit.Add(parts.folder, parts.name);
+        limit.Require();
+        return Changed(m_catalog->CreateFolder(path, description, flags, id));
+    });
 }
 
 ServiceResult EmbeddedService::Rename(const std::string& path, const std::string& newName) {
@@ -308,6 +322,11 @@ ServiceResult EmbeddedService::PutChunks(std::span<const Chunk> chunks) {
 ServiceResult EmbeddedService::CommitFiles(std::span<const FileCommit> files, std::vector<int64_t>& ids) {
     return AtServiceEdge([&] {
         RequireWritable();
+        ItemLimit limit = PresentItemLimit();
+        for (const FileCommit& file : files) {
+            limit.Add(file.folder, file.name);
+        }
+        limit.Require();
         int64_t sequence = 0;
         m_packs.Commit([&](std::span<const PlacedChunk> chunks, std::span<const PackState> packs) {
             sequence = m_catalog->Commit({chunks, packs, files, nullptr}, ids);

@@ -14,6 +14,7 @@
 
 #include "platform/file_system.h"
 #include "storage/catalog.h"
+#include "storage/item_limit.h"
 #include "storage/object_store.h"
 #include "storage/pack_writer.h"
 #include "storage/storage_service.h"
@@ -114,6 +115,7 @@ public:
 private:
     int64_t NumberSetting(const char* name, int64_t fallback);
     void CheckQuota(int64_t moreBytes);
+    ItemLimit PresentItemLimit();
     void RequireWritable() const;
     ServiceResult Changed(int64_t sequence);
     void Leave();

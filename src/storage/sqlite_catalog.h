@@ -28,6 +28,7 @@ public:
     void ListMoment(std::string_view path, std::string_view historyPath, int64_t moment,
                     const MomentVisitor& visit) override;
     int64_t ChangeSequence() override;
+    int64_t RecordBound() override;
     int64_t ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
                            bool& tooMany) override;
 

@@ -69,6 +69,11 @@ int64_t SqliteCatalog::ChangeSequence() {
     return m_watchedSequence;
 }
 
+int64_t SqliteCatalog::RecordBound() {
+    std::lock_guard lock(m_watchMutex);
+    return m_watch->Number("SELECT next_id FROM state WHERE id=1");
+}
+
 int64_t SqliteCatalog::ChangedFolders(int64_t since, size_t most, std::vector<std::string>& folders,
                                       bool& tooMany) {
     return Read([&](SqliteConnection& connection) {

@@ -131,6 +131,35 @@ TEST_F(VaultCommands, TheQuotaAndTheFiltersActInTheNextRun) {
     EXPECT_EQ(0, Backup({tree.Native("d")}).exitCode);
 }
 
+TEST_F(VaultCommands, ATaskHoldsNoMoreItemsThanTheAccountAllows) {
+    MakeVault();
+    TempTree const tree({{"d/1", "1"}, {"d/2", "2"}, {"d/3", "3"}, {"other/1", "1"}});
+    ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "mine"}).exitCode);
+    ASSERT_EQ(0, OfVault({"set", "item-limit", "5"}).exitCode);  // the folder, its three files, and one more
+    tree.Write("d/1", "changed, and not new");
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "mine"}).exitCode);
+    EXPECT_EQ(0, Backup({tree.Native("other"), "--name", "other"}).exitCode)
+        << "another task counts for itself";
+    tree.Write("d/4", "4");
+    tree.Write("d/5", "5");
+    for (std::string const paid : {"on", "off"}) {
+        ASSERT_EQ(0, OfVault({"set", "paid", paid}).exitCode);
+        Outcome const refused = Backup({tree.Native("d"), "--name", "mine"});
+        EXPECT_EQ(1, refused.exitCode) << refused.err;
+        EXPECT_THAT(refused.out, HasSubstr("more than the 5 items"));
+        EXPECT_THAT(refused.out, HasSubstr(tree.Native("d/5")));
+    }
+    fs::remove(tree.Path("d/2"));
+    fs::remove(tree.Path("d/3"));
+    // The run that cannot store them sees that others are gone; the next one has room for them.
+    Backup({tree.Native("d"), "--name", "mine"});
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "mine"}).exitCode);
+    ExpectRestores("mine", tree.Path("d"));
+    ASSERT_EQ(0, OfVault({"set", "item-limit", "default"}).exitCode);
+    tree.Write("d/6", "6");
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "mine"}).exitCode);
+}
+
 }  // namespace
 
 }  // namespace rampart::test
