@@ -207,13 +207,12 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     if (QuilMessageBox(text, buttons, 0, 1) != rampart::kAnswerYes) {
         return 0;
     }
-    CString const address = ApiUtil::GetRealWebAppURL();
-    if (address.IsEmpty()) {
-        QuilMessageBox(DictionaryText(_T("IDS_NETERROR")), 0, 0, 0);
-        return 0;
+    // Without a page the user makes room in some other way; the retry question waits for it.
+    if (CString const address = ApiUtil::GetRealWebAppURL(); !address.IsEmpty()) {
+        AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") +
+                                             ApiUtil::GetSessionID() + _T("&gotoURL=/Secure/Subscribe.aspx") +
+                                             ApiUtil::GetSrcRefString());
     }
-    AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") + ApiUtil::GetSessionID() +
-                                         _T("&gotoURL=/Secure/Subscribe.aspx") + ApiUtil::GetSrcRefString());
     return 1;
 }
 
