@@ -36,10 +36,18 @@ void NoteUse(CString const& location) {
 
 VaultSession::VaultSession(std::string const& vault, bool mayCreate) {
     CString message;
-    if (int const code = VaultAdmin::Open(CString::FromUtf8(vault), mayCreate && vault.empty(), message)) {
+    // Beside the vault that an earlier program made none is made, though its disk may be away.
+    CString const former = vault.empty() ? VaultAdmin::FormerDefaultLocation() : CString();
+    bool const hadFormer = !former.IsEmpty() && WasUsed(former);
+    bool const creates = mayCreate && vault.empty() && !hadFormer;
+    if (int const code = VaultAdmin::Open(CString::FromUtf8(vault), creates, message)) {
         std::string text = message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message);
         constexpr int kNoVault = 42;
-        if (code == kNoVault) {
+        if (code == kNoVault && hadFormer) {
+            text = "the vault at " + Printable(Utf8(former)) +
+                   " was there before, so it is away: connect its disk or mount its file system, then try "
+                   "again\n  If it is gone for good, make a new one with: rampart vault init";
+        } else if (code == kNoVault) {
             text +=
                 WasUsed(VaultAdmin::LocationOf(CString::FromUtf8(vault)))
                     ? "\n  It was there before, so it is away: connect its disk or mount its file system, "

@@ -1,13 +1,17 @@
 // The full run of one task, stage by stage.
+#include <optional>
+
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "interfaces/vault_admin.h"
 #include "manager/backup_manage.h"
+#include "paths/copy_folder.h"
 #include "paths/global_function.h"
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "progress/task_prg.h"
+#include "run/copy_cache.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "storage/service_code.h"
@@ -250,6 +254,7 @@ void FullRun::JoinCopyThread() {
 
 unsigned int BackupThread(void* data) {
     auto& task = *static_cast<CBackupTask*>(data);
+    std::optional<rampart::CopiesInUse> copies(std::in_place);
     rampart::FullRun run(task);
     if (!rampart::Guarded(_T("Error: BackupThread"), true, [&] { return run.Begin(); })) {
         return 0;
@@ -267,6 +272,8 @@ unsigned int BackupThread(void* data) {
             KXFolder::DeleteDirectory(task.m_emailCacheFolder, 0);
             DebugLine(_T("Task: empty path-") + task.m_emailCacheFolder);
         }
+        rampart::DeleteCopiesOf(task);
+        copies.reset();  // before the run counts as over: the process may end then
         return 1;
     });
     if (task.m_pTaskPrg != nullptr) {

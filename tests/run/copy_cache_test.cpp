@@ -6,7 +6,9 @@
 
 #include "eventlog/error_log.h"
 #include "link/manage_multiple_running_task.h"
+#include "paths/copy_folder.h"
 #include "progress/task_prg.h"
+#include "run/copy_cache.h"
 #include "run/copy_progress.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
@@ -32,9 +34,7 @@ protected:
     }
     CString Local(std::string const& name) const { return Engine(m_tree.Native("d/" + name)); }
     CString CacheFile(std::string const& name) const {
-        CString folder;
-        CPathManage::GetTempPathW(m_task->m_serverFilePath.Mid(1) + _T("\\d"), folder, 0);
-        return folder + _T("\\") + CString::FromUtf8(name);
+        return CopyPathOf(m_task->m_serverFilePath + _T("\\d"), CString::FromUtf8(name));
     }
     void WriteCacheFile(std::string const& name, std::string const& content) const {
         CPathManage::CreateFolderforFile(CacheFile(name));
@@ -183,6 +183,7 @@ TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {
     ASSERT_TRUE(CPathManage::GetTempFolder(temp, 0, 0));
     ASSERT_TRUE(KXFolder::RCreateDirectory(temp + _T("\\of an earlier run")));
     WriteCacheFile("waiting", "for its upload");
+    CopiesInUse const run;
     // A file where the cache folder should be: the path cannot be had, like on a disk that went away.
     m_tree.Write("d/blocked", "in the way");
     CString source = Local("good");
