@@ -131,7 +131,7 @@ bool FullRun::Connect() {
         Progress().SetByteSend(0, 0);
         return true;
     }
-    CString const start = DictionaryText(_T("NetworkPathError")) + m_topFolder + _T(" ");
+    CString const start = DictionaryText(_T("NetworkPathError")) + ShownPath(m_topFolder) + _T(" ");
     CString const first = start + DictionaryText(_T("NetworkTipError"));
     m_task.RetryConnectNetworkPath(error, m_topFolder);
     CString const second = start + GetLastErrorMsgEx(error);
@@ -190,8 +190,9 @@ bool FullRun::MakeTargetFolder() {
         return false;
     }
     if (!isMade && m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
-        rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) + m_task.m_serverFilePath +
-                                      _T(": ") + ApiUtil::GetQuilString(m_result));
+        rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) +
+                                      ShownPath(m_task.m_serverFilePath) + _T(": ") +
+                                      ApiUtil::GetQuilString(m_result));
         return false;
     }
     if (m_result == rampart::kSecondFactorNeeded) {  // the second try's

@@ -104,44 +104,69 @@ static void DeleteCopyOf(CBackupTask& task, CString const& path, CString const& 
     rampart::DeleteCopy(isSource ? CacheFileOf(task, path) : path);
 }
 
+// A copy may fail for the place that it goes to; what changes meanwhile is no better read in its place.
+static bool CanBeRead(CString const& source, uint32_t error) {
+    return error != rampart::platform::kSharingViolation &&
+           rampart::platform::FileHandle::Open(ApiUtil::PathToFullPath(source),
+                                               rampart::platform::kOpenRead) != nullptr;
+}
+
+static CString CopyFailure(CString const& source, uint32_t error) {
+    return rampart::DictionaryText(_T("FromCopyError")) + rampart::ShownPath(source) + _T(", try VSSCopy:") +
+           GetLastErrorMsgEx(error);
+}
+
+// A file that nothing can be read of; the run goes on without it.
+static void LeaveOut(CBackupTask& task, CString const& source, uint32_t error) {
+    CString const reason = GetLastErrorMsgEx(error);
+    CString const shown = rampart::ShownPath(source);
+    NoteSkippedEntry({source, reason, true});
+    CString const text = error == rampart::platform::kSharingViolation
+                             ? rampart::DictionaryFormat(_T("LockFile"), shown)
+                         : error == rampart::platform::kAccessDenied
+                             ? rampart::DictionaryFormat(_T("DeniedFile"), shown)
+                             : rampart::DictionaryFormat(_T("UnreadableFile"), shown, reason);
+    rampart::RecordEvent(&task, text, EVENT_WARNING);
+    task.AddEmailWarningLog(task.m_taskName, text);
+}
+
 int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error) {
     try {
         CPathManage::CreateFolderforFile(target);
         uint32_t number = CopyOnce(source, target, m_pTaskPrg);
+        bool isForPlace = false;
         if (number != 0 && IsNoRoom(number)) {
             CPathManage::RemoveTempData(1);
             CPathManage::CreateFolderforFile(target);
             number = CopyOnce(source, target, m_pTaskPrg);
-            if (number != 0 && IsNoRoom(number)) {
-                error = rampart::kReadFromSource;
-                rampart::RecordEvent(this,
-                                     rampart::DictionaryText(_T("FromCopyError")) + source +
-                                         _T(", try VSSCopy:") + GetLastErrorMsgEx(number),
-                                     EVENT_WARNING);
-                return 0;
-            }
+            isForPlace = number != 0 && IsNoRoom(number);
         }
         if (number == 0) {
             return 1;
         }
-        DebugLine(rampart::DictionaryText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
-                  GetLastErrorMsgEx(number));
-        if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
-            CString message;
-            if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
-                return 1;
+        if (!isForPlace) {
+            DebugLine(CopyFailure(source, number));
+            if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
+                CString message;
+                if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
+                    return 1;
+                }
+                DebugLine(_T("Copy: VSSCopy error- ") + source);
             }
-            DebugLine(_T("Copy: VSSCopy error- ") + source);
+            if (rampart::IsCancelled(m_pTaskPrg)) {
+                return 0;
+            }
+            isForPlace = CanBeRead(source, number);
         }
-        if (!rampart::IsCancelled(m_pTaskPrg)) {
-            error = rampart::kSkipped;
-            NoteSkippedEntry({source, GetLastErrorMsgEx(number), true});
-            CString const text = rampart::DictionaryFormat(_T("LockFile"), source);
-            rampart::RecordEvent(this, text, EVENT_WARNING);
-            AddEmailWarningLog(m_taskName, text);
-            if (!target.IsEmpty()) {
-                KXFolder::DeleteDirectory(target, 0);
-            }
+        if (isForPlace) {
+            error = rampart::kReadFromSource;
+            rampart::RecordNotice(this, CopyFailure(source, number));
+            return 0;
+        }
+        error = rampart::kSkipped;
+        LeaveOut(*this, source, number);
+        if (!target.IsEmpty()) {
+            KXFolder::DeleteDirectory(target, 0);
         }
         return 0;
     } catch (...) {

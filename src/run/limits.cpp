@@ -175,7 +175,8 @@ __int64 CBackupTask::GetUserHaveSpace(__int64& code) {
 int CBackupTask::UpdateServiceForUploadLimit(CString path) {
     TCHAR const* const key =
         ApiUtil::IsPaidUser(_T("")) ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit");
-    CString const text = DictionaryFormat(key, path, ApiUtil::GetLimitUploadNumber(), path);
+    CString const text = DictionaryFormat(key, rampart::ShownPath(path), ApiUtil::GetLimitUploadNumber(),
+                                          rampart::ShownPath(path));
     if (ApiUtil::IsAllowSubscribe()) {
         return GlobalFunction::SpaceLimitAlert(text, rampart::kBoxNoRoom) != 0 &&
                        GlobalFunction::SpaceLimitRetry(text) != 0

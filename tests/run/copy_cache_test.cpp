@@ -19,6 +19,13 @@ namespace {
 
 constexpr __int64 kPlenty = 1000000;  // megabytes
 
+// Of what MakeUnreadable makes.
+#ifdef _WIN32
+constexpr TCHAR const* kUnreadableText = _T("LockFile");
+#else
+constexpr TCHAR const* kUnreadableText = _T("DeniedFile");
+#endif
+
 class CopyCache : public EngineTest {
 protected:
     void SetUp() override {
@@ -121,7 +128,7 @@ TEST_F(CopyCache, AFileThatCannotBeReadIsWarnedOfAndLeftOut) {
     EXPECT_EQ(0, m_task->CopyBackupFile(source, target, error));
     EXPECT_EQ(4, error);
     CString text;
-    text.Format(DictUtil::GetValue(_T("LockFile"), _T("")), source);
+    text.Format(DictUtil::GetValue(kUnreadableText, _T("")), ShownPath(source));
     EXPECT_EQ((std::vector<std::pair<int, CString>>{{EVENT_WARNING, text}}), Events());
     EXPECT_EQ(2, m_task->m_warningEmailLog.GetCount());
     EXPECT_EQ(0, m_task->m_errorOccured);
@@ -196,9 +203,11 @@ TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {
     auto const events = Events();
     ASSERT_EQ(1u, events.size());
     EXPECT_EQ(EVENT_WARNING, events[0].first);
-    CString const start = DictUtil::GetValue(_T("FromCopyError"), _T("")) + source + _T(", try VSSCopy:");
+    CString const start =
+        DictUtil::GetValue(_T("FromCopyError"), _T("")) + ShownPath(source) + _T(", try VSSCopy:");
     EXPECT_EQ(start, events[0].second.Left(start.GetLength()));
     EXPECT_GT(events[0].second.GetLength(), start.GetLength());
+    EXPECT_TRUE(m_task->GetWarningsOfRun().IsEmpty()) << "nothing is left out";
 }
 
 TEST_F(CopyCache, TheThreadQueuesWhatItCopiedAndNamesWhatItLeftOut) {

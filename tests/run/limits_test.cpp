@@ -364,7 +364,7 @@ TEST_F(Limits, TooManyItemsAreToldByTheKindOfAccount) {
             service->maySubscribe = maySubscribe;
             CString text;
             text.Format(Words(paid ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit")),
-                        _T("C:\\many"), limit, _T("C:\\many"));
+                        ShownPath(_T("C:\\many")), limit, ShownPath(_T("C:\\many")));
             EXPECT_EQ(0, m_task->UpdateServiceForUploadLimit(_T("C:\\many")));
             EXPECT_EQ((std::vector<Question>{{text, maySubscribe ? kYesNo : 0, 0}}), Asked());
         }

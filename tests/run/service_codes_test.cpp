@@ -123,7 +123,9 @@ protected:
     }
     bool IsOnLedger(std::string const& name) const { return skipped.contains(m_tree->Native("d/" + name)); }
 
-    static CString TextOf(CodeRow const& row, CString const& local, CString const& server) {
+    static CString TextOf(CodeRow const& row, CString const& localPath, CString const& serverPath) {
+        CString const local = ShownPath(localPath);
+        CString const server = ShownPath(serverPath);
         CString const reason = ApiUtil::GetQuilString(row.code);
         CString text;
         switch (row.text) {
@@ -238,7 +240,7 @@ protected:
 
         RunTask();
 
-        ExpectEvent(row, TextOf(row, Local("a") + _T(" | ") + Local("b"), Server("")));
+        ExpectEvent(row, TextOf(row, ShownPath(Local("a")) + _T(" | ") + ShownPath(Local("b")), Server("")));
         EXPECT_FALSE(IsStored("a") || IsStored("b"));
         EXPECT_EQ(0, task.m_failedUploadCount) << "a code of the batch is none of a file";
         EXPECT_EQ(0, task.m_reportUploadedCount);
@@ -413,8 +415,8 @@ TEST_F(ServiceCodes, WithoutBothPathsTheTextIsThatOfTheCode) {
     task.LogUploadFileResultInfo(kLocalSpace, _T(""), _T("C:\\l"), 0);
     task.LogUploadFileResultInfo(kLocalSpace, _T("\\s"), _T("C:\\l"), 1);
     CString cache;
-    cache.Format(DictUtil::GetValue(_T("IDS_STRNOCACHESPACE"), _T("")), _T("C:\\l"), _T("\\s"),
-                 ApiUtil::GetQuilString(kLocalSpace));
+    cache.Format(DictUtil::GetValue(_T("IDS_STRNOCACHESPACE"), _T("")), ShownPath(_T("C:\\l")),
+                 ShownPath(_T("\\s")), ApiUtil::GetQuilString(kLocalSpace));
     EXPECT_EQ(
         (std::vector<std::pair<int, std::string>>{{EVENT_ERROR, ApiUtil::GetQuilString(kLocalSpace).ToUtf8()},
                                                   {EVENT_ERROR, cache.ToUtf8()}}),
@@ -463,7 +465,7 @@ TEST_F(ServiceCodes, OfAFolder) {
         EXPECT_EQ(row.calls, service->Calls("CreateFolder"));
         CString text;
         if (row.text == Text::kStandard) {
-            text = DictUtil::GetValue(_T("CreateFolderError"), _T("")) + Server("new");
+            text = DictUtil::GetValue(_T("CreateFolderError"), _T("")) + ShownPath(Server("new"));
         } else if (row.text == Text::kLocalPath) {
             text =
                 TextOf({row.code, kError, Text::kStandard, false, false, false}, Local("new"), Server("new"));
