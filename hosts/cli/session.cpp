@@ -9,7 +9,7 @@ EngineSession::EngineSession(CommonOptions const& common, bool mayCreate)
     if (common.yes || common.no) {
         SetAnswers(common.yes ? Answers::kYes : Answers::kNo);
         // Nobody is there who could make room, so a yes would be asked for again without an end.
-        m_spaceAlertNoteOnly = 1;
+        m_spaceAlertNoteOnly = common.yes ? 1 : 0;
     }
 }
 
