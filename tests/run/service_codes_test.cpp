@@ -294,6 +294,31 @@ TEST_F(ServiceCodes, OfAFileThatGoesAloneBesideACopyThread) {
     }
 }
 
+// Not at the end of the run, which may be hours away.
+TEST_F(ServiceCodes, TheCopyOfAFileThatIsLeftOutGoesBeforeTheNextFileIsSent) {
+    for (bool const threads : {false, true}) {
+        UseThreads(threads);
+        for (int const code : {3, 52, 102, 1000, -1}) {
+            SCOPED_TRACE((threads ? "threads, code " : "code ") + std::to_string(code));
+            NewTask({"after", "victim"}, 0x20000);  // bytes above which a file is copied before it is sent
+            service->Answer("CommitFiles", code, code == kConnectionFailed ? kMostTries : 1);
+            std::set<std::string> left;
+            service->Before("CommitFiles", [&] {
+                CString temp;
+                CPathManage::GetTempFolder(temp, 0, 1);
+                for (auto const& [name, entry] : ReadTree(platform::ToNativePath(temp))) {
+                    left.insert(name.substr(name.rfind('/') + 1));
+                }
+            });
+            RunTask();
+            service->Before("CommitFiles", [] {});
+            EXPECT_TRUE(IsOnLedger("victim"));
+            EXPECT_TRUE(left.contains("after")) << "it is being sent";
+            EXPECT_FALSE(left.contains("victim"));
+        }
+    }
+}
+
 TEST_F(ServiceCodes, OfTheLastBatch) {
     for (CodeRow const& row : kCodes) {
         CheckLastBatch(row, "CommitFiles", false);

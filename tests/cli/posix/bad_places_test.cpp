@@ -34,7 +34,8 @@ TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
         fs::permissions(work.Path("err"), fs::perms::all);
     }
     MakeVault();
-    Outcome const outcome = Backup({tree.Native("d"), tree.Native("gone")});
+    Outcome const outcome =
+        Backup({tree.Native("d"), tree.Native("gone"), tree.Native("d/closed/x"), "--name", "d"});
     EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;
     std::set<std::string> paths;
     nlohmann::json const result = outcome.Json();
@@ -44,9 +45,10 @@ TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
         EXPECT_EQ(entry["error"] && entry["path"] != tree.Native("gone"), reason == "Access is denied.")
             << entry["path"] << reason;
     }
-    EXPECT_EQ((std::set<std::string>{tree.Native("d/pipe"), tree.Native("d/closed"), tree.Native("d/secret"),
-                                     tree.Native("d/listed/y"), tree.Native("gone")}),
-              paths);
+    EXPECT_EQ(
+        (std::set<std::string>{tree.Native("d/pipe"), tree.Native("d/closed"), tree.Native("d/secret"),
+                               tree.Native("d/listed/y"), tree.Native("d/closed/x"), tree.Native("gone")}),
+        paths);
     std::string const events = Rampart({"events", "--vault", Vault()}).out;
     for (std::string const& told : {events, result["warnings"].get<std::string>()}) {
         EXPECT_THAT(told, HasSubstr("\"" + tree.Native("d/secret") + "\" was left out: permission"));
