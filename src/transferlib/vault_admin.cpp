@@ -245,7 +245,8 @@ int VaultAdmin::Find(CString const& serverPath, VaultEntry& entry, CString& mess
     return WithService(_T("Error: VaultAdmin::Find"), &message, [&](ServiceConnection& connection) {
         MirrorRecord found;
         if (const int code = connection.Mirror().FindRecord(serverPath, false, found)) {
-            return ServiceResult(code, serverPath.ToUtf8() + ": " + ServiceCodeText(code));
+            return ServiceResult(
+                code, platform::ToUtf8(platform::ShownPath(serverPath)) + ": " + ServiceCodeText(code));
         }
         entry = EntryOf(found.path, found.record);
         return ServiceResult();
