@@ -171,6 +171,17 @@ TEST_F(Places, AVaultAtTheFormerPlaceThatIsAwayIsNotReplacedByAnEmptyOne) {
     EXPECT_TRUE(home.Exists(kPlace));
 }
 
+TEST_F(Places, TheVaultThatNobodyNamedIsNotReplacedEither) {
+    ASSERT_EQ(0, BackupToDefault().exitCode);
+    fs::rename(home.Path(kPlace), home.Path("unplugged"));
+    Outcome const away = BackupToDefault();
+    EXPECT_EQ(1, away.exitCode);
+    EXPECT_THAT(away.err + away.out, HasSubstr("away"));
+    EXPECT_FALSE(home.Exists(kPlace));
+    fs::rename(home.Path("unplugged"), home.Path(kPlace));
+    EXPECT_EQ(0, BackupToDefault().exitCode);
+}
+
 // A folder that another program happens to call "vault" is none.
 TEST_F(Places, AFolderOfTheFormerNameThatIsNoVaultIsLeftAlone) {
     home.Write(std::string(kFormerPlace) + "/secrets", "somebody's");
