@@ -34,8 +34,8 @@ void NoteUse(CString const& location) {
 
 constexpr int kNoVault = 42;  // the engine's code
 
-// Where this vault lay when it was used before; empty if it never was. The one that nobody names may have been
-// at its former place.
+// Where this vault lay when it was used before; empty if it never was. The one that nobody names may have
+// been at its former place.
 CString PlaceOfUsedVault(CString const& vault) {
     CString const location = VaultAdmin::LocationOf(vault);
     CString const former = vault.IsEmpty() ? VaultAdmin::FormerDefaultLocation() : CString();
