@@ -295,6 +295,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         __int64 error = 0;
         if (!task.CopyBackupFile(path, cacheFile, error)) {
             rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
+            rampart::DeleteCopy(cacheFile);  // a part of one
             if (error != rampart::kReadFromSource) {
                 if (error != 0) {
                     rampart::NoteLeftOut(path, error);

@@ -210,6 +210,28 @@ TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {
     EXPECT_TRUE(m_task->GetWarningsOfRun().IsEmpty()) << "nothing is left out";
 }
 
+// Not only a full disk: whatever is wrong with the copy's place, the file itself can be sent.
+TEST_F(CopyCache, APlaceThatTakesNoCopyCostsNoFile) {
+    m_tree.Write("d/big", std::string(0x20000, 'b'));
+    for (TCHAR const* const threads : {_T("0"), _T("1")}) {
+        SetOption(_T("SupportCopyThread"), threads);
+        CErrorLog().RemoveAllLogs();
+        CString const place = CacheFile("big");
+        ASSERT_TRUE(KXFolder::RCreateDirectory(place + _T("\\in the way")));
+        EXPECT_EQ(TaskStateFinished, Run(*m_task));
+        EXPECT_TRUE(skipped.empty());
+        EXPECT_TRUE(m_task->GetWarningsOfRun().IsEmpty()) << m_task->GetWarningsOfRun().ToUtf8();
+        int warnings = 0;
+        for (auto const& [type, text] : Events()) {
+            warnings += type == EVENT_WARNING ? 1 : 0;
+        }
+        EXPECT_EQ(1, warnings) << "it is told all the same";
+        m_tree.Write("d/big", std::string(0x20000, 'c') + CString(threads).ToUtf8());
+    }
+    EXPECT_EQ(TaskStateFinished, Run(*m_task));
+    EXPECT_EQ(ReadTree(m_tree.Path()), Restored(m_task->m_serverFilePath));
+}
+
 TEST_F(CopyCache, TheThreadQueuesWhatItCopiedAndNamesWhatItLeftOut) {
     MakeUnreadable("locked");
     m_tree.Write("d/sub/", "");
