@@ -14,6 +14,16 @@ namespace rampart::cli {
 
 namespace {
 
+// Right after a path was not found to exist: it may also be one that this user may not look at.
+std::string WhyAbsent() {
+    constexpr unsigned long kFileNotFound = 2;
+    constexpr unsigned long kPathNotFound = 3;
+    CString const reason = GetLastErrorMsg();
+    bool const isMissing =
+        reason == GetLastErrorMsgEx(kFileNotFound) || reason == GetLastErrorMsgEx(kPathNotFound);
+    return isMissing ? "there is no such file or folder" : Utf8(reason);
+}
+
 // Sources that exist; those that do not are on the ledger, and it is an error when none is left.
 std::vector<CString> ExistingSources(BackupOptions const& options, Ledger& ledger) {
     std::vector<CString> sources;
@@ -23,7 +33,7 @@ std::vector<CString> ExistingSources(BackupOptions const& options, Ledger& ledge
         }
         CString const source = ToEnginePath(path);
         if (source.IsEmpty() || !PathUtilities::IsExisting(source)) {
-            ledger.Add(Printable(path), "there is no such file or folder", true);
+            ledger.Add(Printable(path), source.IsEmpty() ? "this is no path of a file" : WhyAbsent(), true);
         } else if (VectorFindNoCase(source, sources) == 0 ||
                    std::find(sources.begin(), sources.end(), source) == sources.end()) {
             sources.push_back(source);

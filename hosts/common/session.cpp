@@ -32,19 +32,36 @@ void NoteUse(CString const& location) {
     GlobalFunction::SaveStringToRegstry(kUsedVaults, list);
 }
 
+constexpr int kNoVault = 42;  // the engine's code
+
+// Where this vault lay when it was used before; empty if it never was. The one that nobody names may have
+// been at its former place.
+CString PlaceOfUsedVault(CString const& vault) {
+    CString const location = VaultAdmin::LocationOf(vault);
+    CString const former = vault.IsEmpty() ? VaultAdmin::FormerDefaultLocation() : CString();
+    if (WasUsed(location)) {
+        return location;
+    }
+    return !former.IsEmpty() && WasUsed(former) ? former : CString();
+}
+
 }  // namespace
 
 VaultSession::VaultSession(std::string const& vault, bool mayCreate) {
+    CString const url = CString::FromUtf8(vault);
+    CString const used = PlaceOfUsedVault(url);
     CString message;
-    if (int const code = VaultAdmin::Open(CString::FromUtf8(vault), mayCreate && vault.empty(), message)) {
+    // In the stead of a vault that may be away none is made: it would hold nothing.
+    if (int const code = VaultAdmin::Open(url, mayCreate && vault.empty() && used.IsEmpty(), message)) {
         std::string text = message.IsEmpty() ? Utf8(ApiUtil::GetQuilString(code)) : Utf8(message);
-        constexpr int kNoVault = 42;
-        if (code == kNoVault) {
-            text +=
-                WasUsed(VaultAdmin::LocationOf(CString::FromUtf8(vault)))
-                    ? "\n  It was there before, so it is away: connect its disk or mount its file system, "
-                      "then try again."
-                    : "\n  Make one with: rampart vault init" + (vault.empty() ? "" : " --vault " + vault);
+        std::string const init = "rampart vault init" + (vault.empty() ? "" : " --vault " + vault);
+        if (code == kNoVault && !used.IsEmpty()) {
+            text += "\n  The vault at " + Printable(Utf8(used)) +
+                    " was there before, so it is away: connect its disk or mount its file system, then try "
+                    "again.\n  If it is gone for good, make a new one with: " +
+                    init;
+        } else if (code == kNoVault) {
+            text += "\n  Make one with: " + init;
         }
         throw CommandError(kExitFailed, text);
     }

@@ -1,5 +1,6 @@
 #include <spdlog/logger.h>
 
+#include "baselib/product_folder.h"
 #include "baselib/rotating_log_file.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
@@ -25,9 +26,7 @@ Text LogFolder() {
     if (const std::string folder = platform::EnvironmentVariable("RAMPART_LOG"); !folder.empty()) {
         return platform::ToEnginePath(folder);
     }
-    return platform::UserDataFolder() + _T("\\") +
-           DictUtil::GetValue(_T("IDS_STRCOMPANY"), _T("Rampart")).ToText() + _T("\\") +
-           DictUtil::GetValue(_T("IDS_STRPRODUCT"), _T("Rampart")).ToText() + _T("\\logs");
+    return ProductDataFolder() + _T("\\logs");
 }
 
 // Time stamps come from the clock of the whole system, so that tests set it.

@@ -4,9 +4,12 @@
 #include "interfaces/vault_admin.h"
 #include "link/manage_multiple_running_task.h"
 #include "manager/backup_manage.h"
+#include "paths/copy_folder.h"
 #include "paths/path_manage.h"
 #include "platform/file_system.h"
 #include "platform/process.h"
+#include "task/backup_task.h"
+#include "task/machine_name.h"
 
 namespace rampart {
 namespace {
@@ -27,6 +30,18 @@ void KeepOwnFoldersPrivate() {
     }
 }
 
+void SweepCopies(CBackupManage& manager) {
+    SweepDeadCopies();
+    std::vector<CString> folders{MachineName()};
+    {
+        CReadSync const lock(manager.m_taskListSync);
+        for (CBackupTask const* const task : manager.m_taskList) {
+            folders.push_back(task->m_serverFilePath);
+        }
+    }
+    SweepFormerCopies(folders);
+}
+
 }  // namespace
 
 RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
@@ -41,11 +56,13 @@ RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
     m_manager->Initialize();
     ManageMultipleRunningTask::GetInstance()->InitAllowTwoTasksConcurrently();
     m_manager->LoadTaskList(0, 0);
+    SweepCopies(*m_manager);
 }
 
 RunningEngine::~RunningEngine() {
     m_manager.reset();
     theVaultLibApp.m_pBackupManage = nullptr;
+    LeaveOwnCopyFolder();
 }
 
 }  // namespace rampart

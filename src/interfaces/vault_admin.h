@@ -81,7 +81,7 @@ public:
     // Connects this process to a vault: a URL "vault:///native/path", a native path, or empty for the one
     // that the configuration names (section "Service", key "Url"; by default a folder in the user's data).
     // Before any other call of the library that needs the service. With `create` a vault that is missing is
-    // made.
+    // made, but never one that the configuration names.
     static int Open(CString const& url, bool create, CString& message);
     // Makes a new vault and does not connect to it.
     static int Create(CString const& url, CString& message);
@@ -90,6 +90,9 @@ public:
     static CString Folder();  // the same as an engine path
     // Native path that a URL, or the configuration for an empty one, stands for.
     static CString LocationOf(CString const& url);
+    // Native path at which earlier programs made the vault that nobody names; LocationOf gives it while a
+    // vault lies there. Empty where the configuration names a vault.
+    static CString FormerDefaultLocation();
     static void Close();
     static void Transferred(TransferTotals& totals);
 

@@ -1,7 +1,8 @@
 // Where the engine keeps its own data: application data, temporary folders, the cache.
+#include "baselib/product_folder.h"
 #include "interfaces/transferlib.h"
+#include "paths/copy_folder.h"
 #include "paths/path_manage.h"
-#include "platform/process.h"
 #include "platform/volumes.h"
 
 CString CPathManage::s_cacheFolder;
@@ -23,9 +24,7 @@ std::mutex& CacheFolderMutex() {
 }
 
 CString ApplicationDataFolder() {
-    CString folder(rampart::platform::UserDataFolder());
-    folder = PathUtilities::Append(folder, DictUtil::GetValue(_T("IDS_STRCOMPANY"), CString()));
-    return PathUtilities::Append(folder, DictUtil::GetValue(_T("IDS_STRPRODUCT"), CString()));
+    return CString(rampart::platform::TextView(rampart::ProductDataFolder()));
 }
 
 CString LocalTempFolder() {
@@ -149,14 +148,17 @@ int CPathManage::NeedRemoveTempData() {
         if (temp.IsEmpty()) {
             return 0;
         }
+        const __int64 used = KXFolder::GetFolderSize(temp, 0) + KXFolder::GetFolderSize(CacheTempFolder(), 0);
         const __int64 freeUnits = InUnits(SystemDriveFreeBytes());
-        return freeUnits <= 0 || freeUnits < InUnits(KXFolder::GetFolderSize(temp, 0)) ? 1 : 0;
+        return freeUnits <= 0 || freeUnits < InUnits(used) ? 1 : 0;
     });
 }
 
 int CPathManage::RemoveTempData(int flag) {
     return rampart::Guarded(_T("Error:RemoveTempData"), 0, [&] {
         KXFolder::DeleteDirectory(LocalTempFolder(), flag);
+        rampart::SweepDeadCopies();
+        rampart::DropOwnCopies();
         return 1;
     });
 }

@@ -48,6 +48,7 @@ public:
     // also take the catalog's locks away.
     static int IsInVault(CString const& path);
     static int NeedRemoveTempData();
+    // Copies of processes that have ended go, and this one's unless a run is under way.
     static int RemoveTempData(int flag);
     static unsigned __int64 GetFileSize(CString& path, CString type, CStringList* list);
     static unsigned __int64 GetFileSizeSimple(CString& path);

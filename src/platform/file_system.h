@@ -45,7 +45,7 @@ struct DirectoryEntry {
     Text name;
     FileStatus
         status;  // complete when `hasStatus`, otherwise only the attribute bits that the listing itself gives
-    bool hasStatus = false;
+    bool hasStatus = false;  // where it was asked for and is missing, LastError says why
 };
 
 // Lists one folder; "." and ".." are left out. Entries come in the order of the file system.

@@ -29,4 +29,9 @@ std::string ToNativePath(TextView enginePath);
 // Empty names, "." and ".." are resolved in the text. Empty with kInvalidName if `native` is not absolute.
 Text ToEnginePath(std::string_view native);
 
+// A path in a text for people. Where the system's own paths look like engine paths it stays as it is.
+// Elsewhere "C:\home\me" is "/home/me", a path in the vault, "\pc\task", is "/pc/task", and what cannot be
+// shown stands as \xNN; any other text stays as it is. Leaves LastError alone.
+Text ShownPath(TextView path);
+
 }  // namespace rampart::platform

@@ -22,7 +22,8 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
     auto make = [&] { return ApiUtil::AddEditFolder(serverPath, name, name, flag); };
     auto fail = [&](__int64 code) {
         r = code;
-        rampart::FailRun(this, rampart::DictionaryText(_T("CreateFolderError")) + serverPath);
+        rampart::FailRun(this,
+                         rampart::DictionaryText(_T("CreateFolderError")) + rampart::ShownPath(serverPath));
         rampart::NoteLeftOut(localPath, code);
         return false;
     };

@@ -1,13 +1,17 @@
 // The full run of one task, stage by stage.
+#include <optional>
+
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "interfaces/vault_admin.h"
 #include "manager/backup_manage.h"
+#include "paths/copy_folder.h"
 #include "paths/global_function.h"
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "progress/task_prg.h"
+#include "run/copy_cache.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "storage/service_code.h"
@@ -127,7 +131,7 @@ bool FullRun::Connect() {
         Progress().SetByteSend(0, 0);
         return true;
     }
-    CString const start = DictionaryText(_T("NetworkPathError")) + m_topFolder + _T(" ");
+    CString const start = DictionaryText(_T("NetworkPathError")) + ShownPath(m_topFolder) + _T(" ");
     CString const first = start + DictionaryText(_T("NetworkTipError"));
     m_task.RetryConnectNetworkPath(error, m_topFolder);
     CString const second = start + GetLastErrorMsgEx(error);
@@ -186,8 +190,9 @@ bool FullRun::MakeTargetFolder() {
         return false;
     }
     if (!isMade && m_result == rampart::kConnectionFailed && (!m_task.CheckNetwork(m_result) || !make())) {
-        rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) + m_task.m_serverFilePath +
-                                      _T(": ") + ApiUtil::GetQuilString(m_result));
+        rampart::FailRun(&m_task, DictionaryText(_T("CreateFolderError")) +
+                                      ShownPath(m_task.m_serverFilePath) + _T(": ") +
+                                      ApiUtil::GetQuilString(m_result));
         return false;
     }
     if (m_result == rampart::kSecondFactorNeeded) {  // the second try's
@@ -250,6 +255,7 @@ void FullRun::JoinCopyThread() {
 
 unsigned int BackupThread(void* data) {
     auto& task = *static_cast<CBackupTask*>(data);
+    std::optional<rampart::CopiesInUse> copies(std::in_place);
     rampart::FullRun run(task);
     if (!rampart::Guarded(_T("Error: BackupThread"), true, [&] { return run.Begin(); })) {
         return 0;
@@ -267,6 +273,8 @@ unsigned int BackupThread(void* data) {
             KXFolder::DeleteDirectory(task.m_emailCacheFolder, 0);
             DebugLine(_T("Task: empty path-") + task.m_emailCacheFolder);
         }
+        rampart::DeleteCopiesOf(task);
+        copies.reset();  // before the run counts as over: the process may end then
         return 1;
     });
     if (task.m_pTaskPrg != nullptr) {

@@ -1,9 +1,12 @@
 // Copies of source files in the local cache: made before the transfer, deleted after it.
+#include "run/copy_cache.h"
+
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
 #include "interfaces/snapcopylib.h"
 #include "manager/backup_manage.h"
+#include "paths/copy_folder.h"
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "platform/error.h"
@@ -60,66 +63,110 @@ uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* p
 
 }  // namespace
 
-static CString CacheRoot() {
-    CString temp;
-    CPathManage::GetTempFolder(temp, 0, 1);
-    return temp;
+CString rampart::CopyPathOf(CString const& serverFolder, CString const& name) {
+    CString const root = OwnCopyFolder();
+    CString folder = serverFolder;
+    folder.TrimLeft(_T('\\'));
+    return root.IsEmpty() ? root : PathUtilities::Append(root, folder) + _T("\\") + name;
 }
 
-// The cache file of a source path: below the temporary folder, in the server's shape.
-static CString CacheFileOf(CBackupTask& task, CString const& path, CString const& root) {
-    CString folder = task.GetTargetSvrFolder(path, 1);
+void rampart::DeleteCopy(CString const& copyPath) {
+    CString const root = OwnCopyFolder();
+    if (!root.IsEmpty() && ApiFunctions::FindPathNoCase(copyPath, root) == 0 &&
+        KXFile::FileExists(copyPath) && !KXFolder::ForceDelFile(copyPath)) {
+        DebugFormat(_T("Failed to delete cache: %s, error:%s"), copyPath, GetLastErrorMsg());
+    }
+}
+
+void rampart::DeleteCopiesOf(CBackupTask& task) {
+    CString folder = task.m_serverFilePath;
     folder.TrimLeft(_T('\\'));
-    return PathUtilities::Append(root, folder) + _T("\\") + rampart::LastElement(path);
+    CString const root = OwnCopyFolder();
+    // Workers delete what they have sent themselves.
+    if (root.IsEmpty() || folder.IsEmpty() || task.GetRunningUploadCount() > 0) {
+        return;
+    }
+    CString const copies = PathUtilities::Append(root, folder);
+    if (KXFolder::IsDirectory(copies)) {
+        KXFolder::DeleteDirectory(copies, 1);
+    }
+}
+
+// The source itself where no copy can be had.
+static CString CacheFileOf(CBackupTask& task, CString const& path) {
+    CString const copy = rampart::CopyPathOf(task.GetTargetSvrFolder(path, 1), rampart::LastElement(path));
+    return copy.IsEmpty() ? path : copy;
 }
 
 static void DeleteCopyOf(CBackupTask& task, CString const& path, CString const& root) {
-    // A path outside the temporary folder is a source and is never deleted: only the copy made of it.
-    CString const cacheFile =
-        ApiFunctions::FindPathNoCase(path, root) != 0 ? CacheFileOf(task, path, root) : path;
-    if (ApiFunctions::FindPathNoCase(cacheFile, root) == 0 && KXFile::FileExists(cacheFile)) {
-        KXFolder::ForceDelFile(cacheFile);
-    }
+    // A path outside the copies' folder is a source and is never deleted: only the copy made of it.
+    bool const isSource = root.IsEmpty() || ApiFunctions::FindPathNoCase(path, root) != 0;
+    rampart::DeleteCopy(isSource ? CacheFileOf(task, path) : path);
+}
+
+// A copy may fail for the place that it goes to; what changes meanwhile is no better read in its place.
+static bool CanBeRead(CString const& source, uint32_t error) {
+    return error != rampart::platform::kSharingViolation &&
+           rampart::platform::FileHandle::Open(ApiUtil::PathToFullPath(source),
+                                               rampart::platform::kOpenRead) != nullptr;
+}
+
+static CString CopyFailure(CString const& source, uint32_t error) {
+    return rampart::DictionaryText(_T("FromCopyError")) + rampart::ShownPath(source) + _T(", try VSSCopy:") +
+           GetLastErrorMsgEx(error);
+}
+
+// A file that nothing can be read of; the run goes on without it.
+static void LeaveOut(CBackupTask& task, CString const& source, uint32_t error) {
+    CString const reason = GetLastErrorMsgEx(error);
+    CString const shown = rampart::ShownPath(source);
+    NoteSkippedEntry({source, reason, true});
+    CString const text = error == rampart::platform::kSharingViolation
+                             ? rampart::DictionaryFormat(_T("LockFile"), shown)
+                         : error == rampart::platform::kAccessDenied
+                             ? rampart::DictionaryFormat(_T("DeniedFile"), shown)
+                             : rampart::DictionaryFormat(_T("UnreadableFile"), shown, reason);
+    rampart::RecordEvent(&task, text, EVENT_WARNING);
+    task.AddEmailWarningLog(task.m_taskName, text);
 }
 
 int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error) {
     try {
         CPathManage::CreateFolderforFile(target);
         uint32_t number = CopyOnce(source, target, m_pTaskPrg);
+        bool isForPlace = false;
         if (number != 0 && IsNoRoom(number)) {
             CPathManage::RemoveTempData(1);
             CPathManage::CreateFolderforFile(target);
             number = CopyOnce(source, target, m_pTaskPrg);
-            if (number != 0 && IsNoRoom(number)) {
-                error = rampart::kReadFromSource;
-                rampart::RecordEvent(this,
-                                     rampart::DictionaryText(_T("FromCopyError")) + source +
-                                         _T(", try VSSCopy:") + GetLastErrorMsgEx(number),
-                                     EVENT_WARNING);
-                return 0;
-            }
+            isForPlace = number != 0 && IsNoRoom(number);
         }
         if (number == 0) {
             return 1;
         }
-        DebugLine(rampart::DictionaryText(_T("FromCopyError")) + source + _T(", try VSSCopy:") +
-                  GetLastErrorMsgEx(number));
-        if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
-            CString message;
-            if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
-                return 1;
+        if (!isForPlace) {
+            DebugLine(CopyFailure(source, number));
+            if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
+                CString message;
+                if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
+                    return 1;
+                }
+                DebugLine(_T("Copy: VSSCopy error- ") + source);
             }
-            DebugLine(_T("Copy: VSSCopy error- ") + source);
+            if (rampart::IsCancelled(m_pTaskPrg)) {
+                return 0;
+            }
+            isForPlace = CanBeRead(source, number);
         }
-        if (!rampart::IsCancelled(m_pTaskPrg)) {
-            error = rampart::kSkipped;
-            NoteSkippedEntry({source, GetLastErrorMsgEx(number), true});
-            CString const text = rampart::DictionaryFormat(_T("LockFile"), source);
-            rampart::RecordEvent(this, text, EVENT_WARNING);
-            AddEmailWarningLog(m_taskName, text);
-            if (!target.IsEmpty()) {
-                KXFolder::DeleteDirectory(target, 0);
-            }
+        if (isForPlace) {
+            error = rampart::kReadFromSource;
+            rampart::RecordNotice(this, CopyFailure(source, number));
+            return 0;
+        }
+        error = rampart::kSkipped;
+        LeaveOut(*this, source, number);
+        if (!target.IsEmpty()) {
+            KXFolder::DeleteDirectory(target, 0);
         }
         return 0;
     } catch (...) {
@@ -195,14 +242,14 @@ void CBackupTask::ClearCopyTempList() {
 }
 
 void CBackupTask::DeleteCopyCacheFile(CString const& path) {
-    DeleteCopyOf(*this, path, CacheRoot());
+    DeleteCopyOf(*this, path, rampart::OwnCopyFolder());
 }
 
 void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
     DebugLine(_T("CBackupTask::DeleteCopyCacheFile()-ClearAllCopyCacheFiles"));
     DebugLine(_T("ClearAllCopyCacheFiles-start"));
     rampart::Guarded(_T("Error:ClearAllCopyCacheFiles"), 0, [&] {
-        CString const root = CacheRoot();
+        CString const root = rampart::OwnCopyFolder();
         while (!paths.IsEmpty()) {
             DeleteCopyOf(*this, paths.RemoveHead(), root);
         }
@@ -212,12 +259,11 @@ void CBackupTask::ClearAllCopyCacheFiles(CStringList& paths) {
 }
 
 void CBackupTask::ClearCopyCacheFiles() {
-    CString const root = CacheRoot();
     for (CString path = GetHeadPathAndRemoveHeadFromUploadCachePathList(); !path.IsEmpty();
          path = GetHeadPathAndRemoveHeadFromUploadCachePathList()) {
-        CString const cacheFile = CacheFileOf(*this, path, root);
-        if (!IsSameFileLocal(path, cacheFile) && KXFile::FileExists(cacheFile)) {
-            KXFolder::ForceDelFile(cacheFile);
+        CString const cacheFile = CacheFileOf(*this, path);
+        if (!IsSameFileLocal(path, cacheFile)) {
+            rampart::DeleteCopy(cacheFile);
         }
     }
 }
@@ -239,7 +285,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         task.AddPathToUploadCachePathList(path, 1);  // its target is read in place
         return bound;
     }
-    CString cacheFile = CacheFileOf(task, path, CacheRoot());
+    CString cacheFile = CacheFileOf(task, path);
     task.m_copyingFilePath = path;
     if (!IsSameFileLocal(path, cacheFile)) {
         if (KXFile::FileExists(cacheFile) && cacheFile.CompareNoCase(path) != 0 &&
@@ -249,6 +295,7 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         __int64 error = 0;
         if (!task.CopyBackupFile(path, cacheFile, error)) {
             rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
+            rampart::DeleteCopy(cacheFile);  // a part of one
             if (error != rampart::kReadFromSource) {
                 if (error != 0) {
                     rampart::NoteLeftOut(path, error);

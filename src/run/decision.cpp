@@ -8,6 +8,7 @@
 #include "paths/path_manage.h"
 #include "platform/clock.h"
 #include "progress/task_prg.h"
+#include "run/copy_cache.h"
 #include "run/copy_progress.h"
 #include "run/file_compare.h"
 #include "run/recovery.h"
@@ -104,9 +105,17 @@ struct FileTry {
     __int64 savedSent = 0;  // the progress counters before the try, for a retry
     __int64 savedTotal = 0;
     __int64 startBytes = 0;
+    CString copyPath;        // of the copy that is or may be made; empty if none
     CString cachePath;       // where the transfer reads from
     bool isRefused = false;  // nothing to read from: the code is the file's result, and has been reported
     CString ServerPath() const { return PathUtilities::Append(serverFolder, name); }
+    void NameCopy() {
+        copyPath = rampart::CopyPathOf(serverFolder, name);
+        if (!copyPath.IsEmpty() && IsSameFileLocal(path, copyPath)) {
+            rampart::DebugFormat(_T("Task-BackupFile: same cache file: %s"), path);
+            copyPath.Empty();  // never deleted as one
+        }
+    }
 };
 
 bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const& serverFolder) {
@@ -146,53 +155,31 @@ bool ShowUnchanged(CBackupTask& task, CString const& path) {
 // Where the transfer reads from: the task's own cache, the temporary copy, or the source itself. A nonzero
 // result ends the file.
 static int ChooseReadPath(CBackupTask& task, FileTry& file) {
-    if (task.IsEmailBackup()) {
-        file.cachePath = file.path;
-        return rampart::kOk;
-    }
-    CString folder;
-    CString relative = file.serverFolder;
-    relative.TrimLeft(_T('\\'));
-    CPathManage::GetTempPathW(relative, folder, 0);
-    KXFolder::RCreateDirectory(folder);
-    file.cachePath = folder + _T("\\") + file.name;
-    if (CFileInfo(file.path).m_isLink != 0) {
-        file.cachePath = file.path;
-        return rampart::kOk;
-    }
-    if (IsSameFileLocal(file.path, file.cachePath)) {
-        rampart::DebugFormat(_T("Task-BackupFile: same cache file: %s"), file.path);
+    file.cachePath = file.path;
+    if (task.IsEmailBackup() || CFileInfo(file.path).m_isLink != 0) {
         return rampart::kOk;
     }
     if (file.fromCacheThread != 0) {
         // A copy that failed for lack of room left no cache file: the source itself is read then.
-        if (!KXFile::FileExists(file.cachePath)) {
-            file.cachePath = file.path;
+        if (!file.copyPath.IsEmpty() && KXFile::FileExists(file.copyPath)) {
+            file.cachePath = file.copyPath;
         }
         return rampart::kOk;
     }
+    file.NameCopy();
+    if (file.copyPath.IsEmpty()) {
+        return rampart::kOk;
+    }
     __int64 error = 0;
-    if (!task.CopyBackupFile(file.path, file.cachePath, error)) {
-        if (error != rampart::kReadFromSource) {
-            return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : static_cast<int>(error);
-        }
-        file.cachePath = file.path;
+    if (task.CopyBackupFile(file.path, file.copyPath, error)) {
+        file.cachePath = file.copyPath;
+    } else if (error != rampart::kReadFromSource) {
+        return rampart::IsCancelled(task.m_pTaskPrg) ? rampart::kCancelled : static_cast<int>(error);
     }
     if (task.m_pTaskPrg != nullptr) {
         task.m_pTaskPrg->SetState(ProgressStateTransfer);
     }
     return rampart::kOk;
-}
-
-static void DeleteSentCacheFile(CString const& cachePath) {
-    CString temp;
-    CPathManage::GetTempFolder(temp, 0, 1);
-    if (temp.IsEmpty() || cachePath.Find(temp) < 0 || !KXFile::FileExists(cachePath)) {
-        return;
-    }
-    if (!KXFolder::ForceDelFile(cachePath)) {
-        rampart::DebugFormat(_T("Failed to delete cache: %s, error:%s"), cachePath, GetLastErrorMsg());
-    }
 }
 
 // The file goes by itself: on a worker thread (103), or here.
@@ -216,7 +203,6 @@ static int SendAlone(CBackupTask& task, FileTry const& file, bool hasBatch) {
     rampart::DebugFormat(_T("Upload: \"%s\", %d"), file.path, code);
     if (code == rampart::kOk) {
         ++task.m_reportUploadedCount;
-        DeleteSentCacheFile(file.cachePath);
     }
     return code;
 }
@@ -274,55 +260,78 @@ static int SendFile(CBackupTask& task, FileTry& file, __int64 size) {
     return SendAlone(task, file, batch != nullptr);
 }
 
+// Whether a batch or a worker still has the file before it, and deletes its copy.
+static bool IsUnderWay(int code) {
+    return code == rampart::kBatchQueued || code == rampart::kBatchFull || code == rampart::kOnWorker;
+}
+
+// What BackupFile does up to the service's answer. `isAnswered`: the code is the file's result as it is.
+static int TryFile(CBackupTask& task, FileTry& file, bool& isAnswered) {
+    CTaskPrgClass* const progress = task.m_pTaskPrg;
+    if (progress != nullptr) {
+        progress->GetProgressBarInfo(file.savedSent, file.savedTotal);
+    }
+    CFileInfo const info(file.path);
+    CAutoMyPathInfo record;
+    int code = rampart::FindServerRecord(file.ServerPath(), file.path, record);
+    if (code == rampart::kOk && record != nullptr && record->m_isFolder != 0) {
+        code = rampart::MakeWay(task, file.ServerPath(), file.path, false);
+        record = nullptr;
+    }
+    if (code != rampart::kOk) {
+        // Without the record it cannot be told whether a version has to be kept.
+        NoteStart(task, file);
+        return code;
+    }
+    if (record != nullptr && record->m_path.CompareNoCase(file.serverFolder + _T("\\") + file.name) == 0) {
+        if (IsUnchanged(**record, info, file.serverFolder)) {
+            isAnswered = true;
+            return ShowUnchanged(task, file.path) ? rampart::kOk : rampart::kCancelled;
+        }
+        DebugLine(_T("Backup: check history-") + record->m_path);
+        if (!IsSentAgain(**record, info) && !rampart::IsVersionKept(task, **record)) {
+            task.RecoredHistroryFile(record->m_path, task.m_maxVersion, file.name);
+        }
+        DebugLine(_T("Backup: finish check history-") + record->m_path);
+    }
+    SetWorkingFile(file.path, file.serverFolder);
+    if (progress != nullptr) {
+        progress->SetState(ProgressStateTransfer);
+        progress->SetFilePath(file.path);
+    }
+    code = SendFile(task, file, info.m_size);
+    isAnswered = code == rampart::kOk || code == rampart::kOnWorker || file.isRefused;
+    return code;
+}
+
 int CBackupTask::BackupFile(CString& path, CString serverFolder, int attempt, int fromCacheThread) {
+    path = rampart::WithoutTrailingBackslash(path);
+    FileTry file{path, serverFolder, rampart::LastElement(path), attempt, fromCacheThread};
+    int code = rampart::kUnexpected;
     try {
-        path = rampart::WithoutTrailingBackslash(path);
-        if (!rampart::EnsureServerFolder(*this, serverFolder, PathUtilities::GetParentFolder(path))) {
-            LogUploadFileResultInfo(rampart::kConnectionFailed, serverFolder, path, 0);
-            return rampart::kConnectionFailed;
+        if (fromCacheThread != 0 && !IsEmailBackup()) {
+            file.NameCopy();
         }
-        FileTry file{path, serverFolder, rampart::LastElement(path), attempt, fromCacheThread};
-        if (m_pTaskPrg != nullptr) {
-            m_pTaskPrg->GetProgressBarInfo(file.savedSent, file.savedTotal);
-        }
-        CFileInfo const info(path);
-        CAutoMyPathInfo record;
-        int code = rampart::FindServerRecord(file.ServerPath(), path, record);
-        if (code == rampart::kOk && record != nullptr && record->m_isFolder != 0) {
-            code = rampart::MakeWay(*this, file.ServerPath(), path, false);
-            record = nullptr;
-        }
-        if (code != rampart::kOk) {
-            // Without the record it cannot be told whether a version has to be kept.
-            NoteStart(*this, file);
-            return AnswerUploadCode(code, path, serverFolder, attempt, fromCacheThread,
-                                    {file.savedSent, file.savedTotal, file.startBytes});
-        }
-        if (record != nullptr && record->m_path.CompareNoCase(serverFolder + _T("\\") + file.name) == 0) {
-            if (IsUnchanged(**record, info, serverFolder)) {
-                return ShowUnchanged(*this, path) ? rampart::kOk : rampart::kCancelled;
+        if (!rampart::EnsureServerFolder(*this, file.serverFolder, PathUtilities::GetParentFolder(path))) {
+            code = rampart::kConnectionFailed;
+            LogUploadFileResultInfo(code, file.serverFolder, path, 0);
+        } else {
+            bool isAnswered = false;
+            code = TryFile(*this, file, isAnswered);
+            if (!isAnswered) {
+                code = AnswerUploadCode(code, path, file.serverFolder, attempt, fromCacheThread,
+                                        {file.savedSent, file.savedTotal, file.startBytes});
             }
-            DebugLine(_T("Backup: check history-") + record->m_path);
-            if (!IsSentAgain(**record, info) && !rampart::IsVersionKept(*this, **record)) {
-                RecoredHistroryFile(record->m_path, m_maxVersion, file.name);
-            }
-            DebugLine(_T("Backup: finish check history-") + record->m_path);
         }
-        SetWorkingFile(path, serverFolder);
-        if (m_pTaskPrg != nullptr) {
-            m_pTaskPrg->SetState(ProgressStateTransfer);
-            m_pTaskPrg->SetFilePath(path);
-        }
-        code = SendFile(*this, file, info.m_size);
-        if (code == rampart::kOk || code == rampart::kOnWorker || file.isRefused) {
-            return code;
-        }
-        return AnswerUploadCode(code, path, file.serverFolder, attempt, fromCacheThread,
-                                {file.savedSent, file.savedTotal, file.startBytes});
     } catch (...) {
         rampart::LogUnexpected(_T("Unexpected error:  BackupFile"));
-        return rampart::kUnexpected;
+        code = rampart::kUnexpected;
     }
+    // At once, whatever ended the file: it is a whole private copy.
+    if (!file.copyPath.IsEmpty() && !IsUnderWay(code)) {
+        rampart::DeleteCopy(file.copyPath);
+    }
+    return code;
 }
 
 int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& serverFolder, int attempt,

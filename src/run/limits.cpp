@@ -175,7 +175,8 @@ __int64 CBackupTask::GetUserHaveSpace(__int64& code) {
 int CBackupTask::UpdateServiceForUploadLimit(CString path) {
     TCHAR const* const key =
         ApiUtil::IsPaidUser(_T("")) ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit");
-    CString const text = DictionaryFormat(key, path, ApiUtil::GetLimitUploadNumber(), path);
+    CString const text = DictionaryFormat(key, rampart::ShownPath(path), ApiUtil::GetLimitUploadNumber(),
+                                          rampart::ShownPath(path));
     if (ApiUtil::IsAllowSubscribe()) {
         return GlobalFunction::SpaceLimitAlert(text, rampart::kBoxNoRoom) != 0 &&
                        GlobalFunction::SpaceLimitRetry(text) != 0
@@ -207,13 +208,12 @@ int GlobalFunction::SpaceLimitAlert(CString text, int style) {
     if (QuilMessageBox(text, buttons, 0, 1) != rampart::kAnswerYes) {
         return 0;
     }
-    CString const address = ApiUtil::GetRealWebAppURL();
-    if (address.IsEmpty()) {
-        QuilMessageBox(DictionaryText(_T("IDS_NETERROR")), 0, 0, 0);
-        return 0;
+    // Without a page the user makes room in some other way; the retry question waits for it.
+    if (CString const address = ApiUtil::GetRealWebAppURL(); !address.IsEmpty()) {
+        AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") +
+                                             ApiUtil::GetSessionID() + _T("&gotoURL=/Secure/Subscribe.aspx") +
+                                             ApiUtil::GetSrcRefString());
     }
-    AskUIForShellExecute(_T("open"), address + _T("/secure/autologon.aspx?sesID=") + ApiUtil::GetSessionID() +
-                                         _T("&gotoURL=/Secure/Subscribe.aspx") + ApiUtil::GetSrcRefString());
     return 1;
 }
 

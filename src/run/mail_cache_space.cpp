@@ -36,9 +36,9 @@ __int64 UsableSpace(CString const& folder) {
 
 bool WantsToMakeRoom(CBackupTask const& task, __int64 need, __int64 usable) {
     CString const drive = RootOf(task.m_emailCacheFolder);
-    CString const text =
-        DictionaryFormat(_T("IDS_STRMSGNOSPACETEMPFOLDER"), task.m_taskName, need / rampart::kMegabyte,
-                         task.m_emailCacheFolder, drive, usable / rampart::kMegabyte, drive);
+    CString const text = DictionaryFormat(
+        _T("IDS_STRMSGNOSPACETEMPFOLDER"), task.m_taskName, need / rampart::kMegabyte,
+        rampart::ShownPath(task.m_emailCacheFolder), drive, usable / rampart::kMegabyte, drive);
     return GlobalFunction::QuilMessageBox(text, rampart::kBoxOkCancel, 0, 0) == rampart::kAnswerOk;
 }
 

@@ -12,6 +12,11 @@ void RecordEvent(CBackupTask* task, CString const& text, EventTypes level) {
     }
 }
 
+void RecordNotice(CBackupTask* task, CString const& text) {
+    CErrorLog().RecordError(task, text, EVENT_WARNING);
+    DebugLine(text);
+}
+
 void FailRun(CBackupTask* task, CString const& text) {
     task->m_errorOccured = 1;
     RecordEvent(task, text, EVENT_ERROR);

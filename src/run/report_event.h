@@ -11,6 +11,9 @@ namespace rampart {
 
 void RecordEvent(CBackupTask* task, CString const& text, EventTypes level);
 
+// Only in the event list: nothing is left out for it, so it is no warning of the run.
+void RecordNotice(CBackupTask* task, CString const& text);
+
 // An error that counts against the run.
 void FailRun(CBackupTask* task, CString const& text);
 

@@ -111,9 +111,10 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         uint32_t const error = rampart::platform::LastError();
         if (!isTree && error != rampart::platform::kNoError) {
             CString const reason = GetLastErrorMsgEx(error);
-            rampart::RecordEvent(this,
-                                 reason + DictionaryFormat(_T("PathNotExistErr"), path) + _T(" ") + reason,
-                                 EVENT_WARNING);
+            rampart::RecordEvent(
+                this,
+                reason + DictionaryFormat(_T("PathNotExistErr"), rampart::ShownPath(path)) + _T(" ") + reason,
+                EVENT_WARNING);
             NoteSkippedEntry({path, reason, true});
             RetryConnectNetworkPath(error, path);
         }
@@ -124,7 +125,9 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
         if (!isTree && !isFile) {
             DebugLine(DictionaryFormat(_T("BackupTask.pathNotExistErr"), path));
             if (CString const kind = KindNotStored(path); !kind.IsEmpty()) {
-                rampart::RecordEvent(this, DictionaryFormat(_T("SourceKindErr"), path, kind), EVENT_WARNING);
+                rampart::RecordEvent(this,
+                                     DictionaryFormat(_T("SourceKindErr"), rampart::ShownPath(path), kind),
+                                     EVENT_WARNING);
                 NoteSkippedEntry({path, kind, true});
             }
         }

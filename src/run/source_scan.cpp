@@ -321,7 +321,7 @@ void SourceScan::ReportProgress(CString const& folder) const {
     task->m_pTaskPrg->SetState(ProgressStateSearching);
     task->m_pTaskPrg->SetStateString(
         DictionaryFormat(_T("IDS_STRSEARCHINGFOLDER"), static_cast<__int64>(task->m_scanTotalFileCount),
-                         static_cast<__int64>(task->m_scanNeedBackupFileCount), folder),
+                         static_cast<__int64>(task->m_scanNeedBackupFileCount), ShownPath(folder)),
         m_request.taskName);
 }
 

@@ -15,6 +15,19 @@ using rampart::DebugLine;
 namespace {
 
 constexpr __int64 kReportedConnectionErrors = 10;
+constexpr TCHAR const* kBetweenNames = _T(" | ");  // an engine path holds no bar
+
+// One path, or those of a batch.
+CString ShownPaths(CString const& paths) {
+    CString shown;
+    int const gap = CString(kBetweenNames).GetLength();
+    for (int start = 0, end = 0; end >= 0; start = end + gap) {
+        end = paths.Find(kBetweenNames, start);
+        shown += (start > 0 ? CString(kBetweenNames) : CString()) +
+                 rampart::ShownPath(end < 0 ? paths.Mid(start) : paths.Mid(start, end - start));
+    }
+    return shown;
+}
 
 }  // namespace
 
@@ -54,7 +67,7 @@ void CBackupTask::AddNeedBackupFileToWaitList(int isEmail, CString const& topFol
         }
     }
     waitList.AddTail(name);
-    joinedNames += name + _T(" | ");
+    joinedNames += name + kBetweenNames;
 }
 
 void CBackupTask::CreateNewBatchMode() {
@@ -79,18 +92,20 @@ void CBackupTask::LogUploadFileResultInfo(__int64 code, CString serverPath, CStr
         return;
     }
     CString const codeText = ApiUtil::GetQuilString(code);
+    CString const server = rampart::ShownPath(serverPath);
+    CString const local = ShownPaths(localPath);
     CString text;
     if (report.key == nullptr) {
-        text.Format(_T("%s: %s"), report.byServerPath ? serverPath : localPath, codeText);
+        text.Format(_T("%s: %s"), report.byServerPath ? server : local, codeText);
     } else if (code == rampart::kFileTooBig) {
-        text = rampart::DictionaryFormat(report.key, localPath,
+        text = rampart::DictionaryFormat(report.key, local,
                                          ApiUtil::GetFreeMaxSingleFileSize() / rampart::kMegabyte);
     } else if (code == rampart::kItemLimit || code == rampart::kFreeItemLimit) {
-        text = rampart::DictionaryFormat(report.key, serverPath, ApiUtil::GetLimitUploadNumber());
-    } else if (serverPath.IsEmpty() || localPath.IsEmpty()) {
+        text = rampart::DictionaryFormat(report.key, server, ApiUtil::GetLimitUploadNumber());
+    } else if (server.IsEmpty() || local.IsEmpty()) {
         text = codeText;
     } else {
-        text = rampart::DictionaryFormat(report.key, localPath, serverPath, codeText);
+        text = rampart::DictionaryFormat(report.key, local, server, codeText);
     }
     if (report.action == rampart::ReportAction::kWarn) {
         rampart::RecordEvent(this, text, EVENT_WARNING);

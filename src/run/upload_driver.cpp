@@ -57,6 +57,7 @@ int UploadDriver::Run() {
         aborted = TakeAll() == Loop::kAbort || !LeaveBatch();
     });
     if (aborted) {
+        m_task.ClearAllCopyCacheFiles(m_waitList);
         return 0;
     }
     if (!m_isEmail) {

@@ -56,7 +56,7 @@ void SendOneFile(UploadProcData& data) {
 }  // namespace rampart
 
 unsigned int UploadingFileProc(void* data) {
-    std::unique_ptr<UploadProcData> const owned(static_cast<UploadProcData*>(data));
+    std::unique_ptr<UploadProcData> owned(static_cast<UploadProcData*>(data));
     CBackupTask* const task = owned->m_pTask;
     rampart::Guarded(_T("Error:UploadingFileProc"), 0, [&] {
         if (owned->m_isBatchJob != 0) {
@@ -69,6 +69,7 @@ unsigned int UploadingFileProc(void* data) {
         }
         return 1;
     });
+    owned.reset();  // before the worker counts as done: the process may end then
     task->DecreaseRunningUploadCount();
     return 0;
 }

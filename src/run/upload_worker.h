@@ -2,6 +2,7 @@
 #pragma once
 
 #include "framework/framework.h"
+#include "paths/copy_folder.h"
 
 class CBackupTask;
 
@@ -17,6 +18,7 @@ public:
     int32_t m_isBatchJob = 0;
     CStringList m_batchFileList{10};
     CBackupTask* m_pTask = nullptr;
+    rampart::CopiesInUse const m_copiesInUse;
 };
 
 // Thread entry; `data` is an UploadProcData.

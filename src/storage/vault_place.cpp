@@ -187,6 +187,14 @@ std::unique_ptr<platform::FileHandle> LockVault(const VaultPlace& place, bool al
     return lock;
 }
 
+bool VaultLiesAt(const std::string& nativeFolder) {
+    const ServiceResult found = AtServiceEdge([&] {
+        RequireCatalog(VaultPlace(nativeFolder));
+        return ServiceResult();
+    });
+    return found.code != kVaultMissing && found.code != kInvalidRequest;
+}
+
 ServiceResult EmbeddedService::Create(const std::string& nativeFolder) {
     return AtServiceEdge([&] {
         CreateVault(VaultPlace(nativeFolder));

@@ -26,6 +26,9 @@ struct VaultPlace {
     platform::Text folder;
 };
 
+// Whether a vault lies there, also one that is damaged or cannot be reached. An absolute path.
+bool VaultLiesAt(const std::string& nativeFolder);
+
 // Held while a process may write to the vault; `alone` is for a repair, that no such process runs beside.
 // kConnectionFailed if the other kind holds it. Null where a shared one cannot be had for want of room or
 // rights.

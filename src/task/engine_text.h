@@ -5,6 +5,7 @@
 #include "framework/framework.h"
 #include "interfaces/baselib.h"
 #include "interfaces/pause.h"
+#include "platform/path_mapping.h"
 
 namespace rampart {
 
@@ -19,6 +20,11 @@ CString DictionaryFormat(TCHAR const* key, Arguments const&... arguments) {
     CString text;
     text.Format(DictionaryText(key), arguments...);
     return text;
+}
+
+// A path as a person of this system knows it; for every text that a person may see.
+inline CString ShownPath(CString const& path) {
+    return CString(platform::TextView(platform::ShownPath(path)));
 }
 
 inline void DebugLine(CString const& line) {

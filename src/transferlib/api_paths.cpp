@@ -1,5 +1,6 @@
 // Paths of the interface: the engine's own folders, and server paths of a special kind.
 #include "baselib/path_text.h"
+#include "baselib/product_folder.h"
 #include "framework/sync.h"
 #include "interfaces/baselib.h"
 #include "interfaces/transferlib.h"
@@ -51,7 +52,7 @@ CManageCacheDirMan& ApiUtil::GetManageCacheDirMan() {
 }
 
 CString CManageCacheDirMan::GetCacheDir() const {
-    const CString folder = PathUtilities::Append(ApiFunctions::GetGlobalPath(0), _T("cache"));
+    const CString folder = PathUtilities::Append(CString(ProductDataFolder()), _T("cache"));
     static Mutex mutex;
     static CString made;  // asked for with every file
     MutexLock lock(mutex);

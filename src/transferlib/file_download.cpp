@@ -5,6 +5,7 @@
 
 #include "interfaces/baselib.h"
 #include "platform/error.h"
+#include "platform/path_mapping.h"
 #include "platform/process.h"
 
 namespace rampart {
@@ -31,8 +32,9 @@ bool IsDiskFull(uint32_t error) {
 
 ServiceResult FileDownload::LocalFailure() const {
     const uint32_t error = platform::LastError();
-    return {IsDiskFull(error) ? kLocalSpace : kFailed,
-            m_localPath.ToUtf8() + ": " + platform::ToUtf8(platform::ErrorText(error))};
+    return {IsDiskFull(error) ? kLocalSpace : kFailed, platform::ToUtf8(platform::ShownPath(m_localPath)) +
+                                                           ": " +
+                                                           platform::ToUtf8(platform::ErrorText(error))};
 }
 
 ServiceResult FileDownload::Run(bool replace, const Progress& progress) {
@@ -46,7 +48,7 @@ ServiceResult FileDownload::Run(bool replace, const Progress& progress) {
     platform::FileStatus status;
     m_replaces = platform::QueryStatus(m_localPath, status);
     if (m_replaces && (!replace || status.IsDirectory())) {
-        return {kNameTaken, m_localPath.ToUtf8() + " exists already"};
+        return {kNameTaken, platform::ToUtf8(platform::ShownPath(m_localPath)) + " exists already"};
     }
     const CString folder = PathUtilities::GetParentFolder(m_localPath);
     if (!platform::CreateFolders(folder)) {
@@ -136,7 +138,7 @@ ServiceResult FileDownload::Finish(const FileContent& content, bool replace) {
     m_file.reset();
     if (!platform::RenamePath(m_temporaryPath, m_localPath, replace)) {
         if (platform::LastError() == platform::kAlreadyExists) {
-            return {kNameTaken, m_localPath.ToUtf8() + " exists already"};
+            return {kNameTaken, platform::ToUtf8(platform::ShownPath(m_localPath)) + " exists already"};
         }
         return LocalFailure();
     }

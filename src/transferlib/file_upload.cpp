@@ -72,7 +72,7 @@ ServiceResult FileUpload::SendOnce() {
         return sent;
     }
     if (m_source.CheckUnchanged() != kOk || m_sent != m_commit.size) {
-        return {kSourceChanged, m_source.Path().ToUtf8() + ": " + ServiceCodeText(kSourceChanged)};
+        return {kSourceChanged, m_source.Name() + ": " + ServiceCodeText(kSourceChanged)};
     }
     return m_connection.CommitFiles({&m_commit, 1});
 }

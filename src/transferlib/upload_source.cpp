@@ -4,6 +4,7 @@
 
 #include "platform/attributes.h"
 #include "platform/error.h"
+#include "platform/path_mapping.h"
 #include "storage/service_code.h"
 
 namespace rampart {
@@ -19,8 +20,12 @@ int SourceCode(uint32_t error, TextView path) {
     return kSourceUnreadable;
 }
 
+std::string UploadSource::Name() const {
+    return platform::ToUtf8(platform::ShownPath(m_origin.IsEmpty() ? m_path : m_origin));
+}
+
 int UploadSource::Fail(int code, const std::string& reason) {
-    m_message = m_path.ToUtf8() + ": " + reason;
+    m_message = Name() + ": " + reason;
     return code;
 }
 

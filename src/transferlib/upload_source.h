@@ -25,6 +25,8 @@ public:
     int CheckUnchanged();
 
     const CString& Path() const { return m_path; }
+    // What a person knows the file by: not the copy of it that is read.
+    std::string Name() const;
     int64_t Size() const { return static_cast<int64_t>(m_status.size); }
     int64_t WriteTime() const { return m_status.writeTime; }
     // The content of a link is its target.

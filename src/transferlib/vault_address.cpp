@@ -2,19 +2,22 @@
 
 #include <filesystem>
 
+#include "baselib/product_folder.h"
 #include "interfaces/baselib.h"
+#include "platform/file_system.h"
 #include "platform/path_mapping.h"
 #include "platform/process.h"
 #include "platform/utf.h"
 #include "storage/embedded_service.h"
 #include "storage/task_text.h"
+#include "storage/vault_place.h"
 
 namespace rampart {
 namespace {
 
 constexpr std::string_view kVaultScheme = "vault://";
 constexpr std::string_view kSchemeMark = "://";
-constexpr TCHAR kDefaultVaultName[] = _T("\\vault");
+constexpr TCHAR kVaultName[] = _T("\\vault");
 constexpr char32_t kFirstByteSurrogate = 0xDC00;
 
 // "/C:/vaults/a", the path of a URL, is "C:/vaults/a" where drives have letters.
@@ -23,7 +26,21 @@ std::string_view WithoutSlashBeforeDrive(std::string_view path) {
     return drive && std::filesystem::path::preferred_separator != '/' ? path.substr(1) : path;
 }
 
+// A vault that an earlier program made stays where it is and in use: nothing that names it goes wrong, and
+// there are never two. A link is one whose disk may be away.
+std::string DefaultVault() {
+    std::string vault = platform::ToNativePath(ProductDataFolder() + kVaultName);
+    std::string former = FormerDefaultVault();
+    platform::FileStatus status;
+    const bool isLink = platform::QueryStatus(platform::ToEnginePath(former), status) && status.IsLink();
+    return !VaultLiesAt(vault) && (isLink || VaultLiesAt(former)) ? former : vault;
+}
+
 }  // namespace
+
+std::string FormerDefaultVault() {
+    return platform::ToNativePath(platform::UserDataFolder() + kVaultName);
+}
 
 CString NativeText(std::string_view bytes) {
     Text text;
@@ -69,7 +86,7 @@ ServiceResult ResolveVaultAddress(const CString& url, VaultAddress& address) {
         named.Trim();
     }
     if (named.IsEmpty()) {
-        address.location = platform::ToNativePath(platform::UserDataFolder() + kDefaultVaultName);
+        address.location = DefaultVault();
         address.isDefault = true;
         return {};
     }

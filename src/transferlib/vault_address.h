@@ -21,6 +21,9 @@ struct VaultAddress {
     bool isDefault = false;  // the vault in the user's own data, which nobody named
 };
 
+// Where earlier programs made the vault that nobody named: in the user's data, among those of other programs.
+std::string FormerDefaultVault();
+
 // The vault that a URL "vault:///path", a native path, or the configuration (for an empty text) names.
 // kInvalidRequest for another kind of URL.
 ServiceResult ResolveVaultAddress(const CString& url, VaultAddress& address);

@@ -95,7 +95,8 @@ int VaultAdmin::Open(CString const& url, bool create, CString& message) {
         ServiceResult result = ResolveVaultAddress(url, address);
         std::shared_ptr<StorageService> service;
         if (result.Ok()) {
-            result = OpenVaultAt(address.location, create, service);
+            // One that the configuration names and that is missing is away.
+            result = OpenVaultAt(address.location, create && (!url.IsEmpty() || address.isDefault), service);
         }
         if (result.Ok()) {
             const auto connection = std::make_shared<ServiceConnection>(std::move(service), address.location);
@@ -129,6 +130,12 @@ CString VaultAdmin::Folder() {
 CString VaultAdmin::LocationOf(CString const& url) {
     VaultAddress address;
     return ResolveVaultAddress(url, address).Ok() ? NativeText(address.location) : CString();
+}
+
+CString VaultAdmin::FormerDefaultLocation() {
+    VaultAddress address;
+    const bool isDefault = ResolveVaultAddress(CString(), address).Ok() && address.isDefault;
+    return isDefault ? NativeText(FormerDefaultVault()) : CString();
 }
 
 void VaultAdmin::Close() {
@@ -238,7 +245,8 @@ int VaultAdmin::Find(CString const& serverPath, VaultEntry& entry, CString& mess
     return WithService(_T("Error: VaultAdmin::Find"), &message, [&](ServiceConnection& connection) {
         MirrorRecord found;
         if (const int code = connection.Mirror().FindRecord(serverPath, false, found)) {
-            return ServiceResult(code, serverPath.ToUtf8() + ": " + ServiceCodeText(code));
+            return ServiceResult(
+                code, platform::ToUtf8(platform::ShownPath(serverPath)) + ": " + ServiceCodeText(code));
         }
         entry = EntryOf(found.path, found.record);
         return ServiceResult();

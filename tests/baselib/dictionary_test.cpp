@@ -35,6 +35,8 @@ constexpr FormatCase kFormats[] = {
     {"SourceKindErr", "tt"},
     {"BackupTask.pathNotExistErr", "t"},
     {"LockFile", "t"},
+    {"DeniedFile", "t"},
+    {"UnreadableFile", "tt"},
     {"IDS_STRLOGUPLOADFAIL", "ttt"},
     {"IDS_STRNOCACHESPACE", "ttt"},
     {"MaxSingleFileforFreeUser", "tn"},

@@ -127,6 +127,9 @@ TEST_F(VaultCommands, TheQuotaAndTheFiltersActInTheNextRun) {
     tree.Write("d/large", noise);
     Outcome const full = Backup({tree.Native("d"), "--no"});
     EXPECT_NE(0, full.exitCode) << full.out;
+    // Nobody makes room while the answers are given beforehand: a yes to it must not be taken for a retry.
+    tree.Write("d/new folder/f", noise);
+    EXPECT_NE(0, Backup({tree.Native("d"), "--yes"}).exitCode);
     EXPECT_EQ(0, OfVault({"set", "quota", "default"}).exitCode);
     EXPECT_EQ(0, Backup({tree.Native("d")}).exitCode);
 }

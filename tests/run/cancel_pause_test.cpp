@@ -100,6 +100,12 @@ protected:
         gate->paused = true;
     }
 
+    static __int64 CacheBytes() {
+        CString temp;
+        CPathManage::GetTempFolder(temp, 0, 1);
+        return KXFolder::GetFolderSize(temp, 0);
+    }
+
     void ExpectAllStored(CBackupTask& task) {
         EXPECT_EQ(ReadTree(m_tree->Path()), Restored(task.m_serverFilePath));
     }
@@ -173,6 +179,7 @@ TEST_F(StoppedRun, ACancelEndsItAtAnyStageAndTheNextRunSendsTheRest) {
         EXPECT_EQ(0, task.m_errorOccured);
         EXPECT_EQ(0, task.GetRunningUploadCount());
         EXPECT_TRUE(skipped.empty()) << "a cancel leaves nothing out by itself";
+        EXPECT_EQ(0, CacheBytes()) << "a cancelled run takes its copies with it";
 
         EXPECT_EQ(TaskStateFinished, Run(task));
         ExpectAllStored(task);
@@ -216,6 +223,7 @@ TEST_F(StoppedRun, ACopyIsHeldByAPauseAndEndedByACancel) {
     WaitForEnd(task);
     EXPECT_LT(std::chrono::steady_clock::now() - cancelled, kLongestEnd);
     EXPECT_EQ(TaskStateCanceled, task.m_state);
+    EXPECT_EQ(0, CacheBytes());
     LimitCopyDuty(0);
     EXPECT_EQ(TaskStateFinished, Run(task));
     ExpectAllStored(task);

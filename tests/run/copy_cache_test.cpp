@@ -6,7 +6,9 @@
 
 #include "eventlog/error_log.h"
 #include "link/manage_multiple_running_task.h"
+#include "paths/copy_folder.h"
 #include "progress/task_prg.h"
+#include "run/copy_cache.h"
 #include "run/copy_progress.h"
 #include "support/engine_home.h"
 #include "support/scripted_clock.h"
@@ -16,6 +18,13 @@ namespace rampart::test {
 namespace {
 
 constexpr __int64 kPlenty = 1000000;  // megabytes
+
+// Of what MakeUnreadable makes.
+#ifdef _WIN32
+constexpr TCHAR const* kUnreadableText = _T("LockFile");
+#else
+constexpr TCHAR const* kUnreadableText = _T("DeniedFile");
+#endif
 
 class CopyCache : public EngineTest {
 protected:
@@ -32,9 +41,7 @@ protected:
     }
     CString Local(std::string const& name) const { return Engine(m_tree.Native("d/" + name)); }
     CString CacheFile(std::string const& name) const {
-        CString folder;
-        CPathManage::GetTempPathW(m_task->m_serverFilePath.Mid(1) + _T("\\d"), folder, 0);
-        return folder + _T("\\") + CString::FromUtf8(name);
+        return CopyPathOf(m_task->m_serverFilePath + _T("\\d"), CString::FromUtf8(name));
     }
     void WriteCacheFile(std::string const& name, std::string const& content) const {
         CPathManage::CreateFolderforFile(CacheFile(name));
@@ -121,7 +128,7 @@ TEST_F(CopyCache, AFileThatCannotBeReadIsWarnedOfAndLeftOut) {
     EXPECT_EQ(0, m_task->CopyBackupFile(source, target, error));
     EXPECT_EQ(4, error);
     CString text;
-    text.Format(DictUtil::GetValue(_T("LockFile"), _T("")), source);
+    text.Format(DictUtil::GetValue(kUnreadableText, _T("")), ShownPath(source));
     EXPECT_EQ((std::vector<std::pair<int, CString>>{{EVENT_WARNING, text}}), Events());
     EXPECT_EQ(2, m_task->m_warningEmailLog.GetCount());
     EXPECT_EQ(0, m_task->m_errorOccured);
@@ -183,6 +190,7 @@ TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {
     ASSERT_TRUE(CPathManage::GetTempFolder(temp, 0, 0));
     ASSERT_TRUE(KXFolder::RCreateDirectory(temp + _T("\\of an earlier run")));
     WriteCacheFile("waiting", "for its upload");
+    CopiesInUse const run;
     // A file where the cache folder should be: the path cannot be had, like on a disk that went away.
     m_tree.Write("d/blocked", "in the way");
     CString source = Local("good");
@@ -195,9 +203,33 @@ TEST_F(CopyCache, WithoutRoomTemporaryDataGoesAndThenTheSourceIsRead) {
     auto const events = Events();
     ASSERT_EQ(1u, events.size());
     EXPECT_EQ(EVENT_WARNING, events[0].first);
-    CString const start = DictUtil::GetValue(_T("FromCopyError"), _T("")) + source + _T(", try VSSCopy:");
+    CString const start =
+        DictUtil::GetValue(_T("FromCopyError"), _T("")) + ShownPath(source) + _T(", try VSSCopy:");
     EXPECT_EQ(start, events[0].second.Left(start.GetLength()));
     EXPECT_GT(events[0].second.GetLength(), start.GetLength());
+    EXPECT_TRUE(m_task->GetWarningsOfRun().IsEmpty()) << "nothing is left out";
+}
+
+// Not only a full disk: whatever is wrong with the copy's place, the file itself can be sent.
+TEST_F(CopyCache, APlaceThatTakesNoCopyCostsNoFile) {
+    m_tree.Write("d/big", std::string(0x20000, 'b'));
+    for (TCHAR const* const threads : {_T("0"), _T("1")}) {
+        SetOption(_T("SupportCopyThread"), threads);
+        CErrorLog().RemoveAllLogs();
+        CString const place = CacheFile("big");
+        ASSERT_TRUE(KXFolder::RCreateDirectory(place + _T("\\in the way")));
+        EXPECT_EQ(TaskStateFinished, Run(*m_task));
+        EXPECT_TRUE(skipped.empty());
+        EXPECT_TRUE(m_task->GetWarningsOfRun().IsEmpty()) << m_task->GetWarningsOfRun().ToUtf8();
+        int warnings = 0;
+        for (auto const& [type, text] : Events()) {
+            warnings += type == EVENT_WARNING ? 1 : 0;
+        }
+        EXPECT_EQ(1, warnings) << "it is told all the same";
+        m_tree.Write("d/big", std::string(0x20000, 'c') + CString(threads).ToUtf8());
+    }
+    EXPECT_EQ(TaskStateFinished, Run(*m_task));
+    EXPECT_EQ(ReadTree(m_tree.Path()), Restored(m_task->m_serverFilePath));
 }
 
 TEST_F(CopyCache, TheThreadQueuesWhatItCopiedAndNamesWhatItLeftOut) {

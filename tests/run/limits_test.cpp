@@ -210,21 +210,34 @@ TEST_F(Limits, ANegativeNeedIsCheckedLikeAnyOther) {
     EXPECT_TRUE(Asked().empty());
 }
 
-// A yes leads to a page where room can be had; without one there is nothing to wait for, and no second
-// question.
-TEST_F(Limits, AYesWithoutAPageGoesOnLikeANo) {
-    s_answer = kYes;
-    service->free = 1;
-    EXPECT_EQ(0, CheckAccount(1));
-    std::vector<Question> asked = Asked();
-    ASSERT_EQ(2u, asked.size());
-    EXPECT_EQ((Question{Words(_T("IDS_NETERROR")), 0, 0}), asked[1]);
-    EXPECT_EQ(0, m_task->m_errorOccured);
-    service->free = 0;
-    EXPECT_EQ(10, CheckAccount(1));
+// A vault on a disk of the user's own has no page: room is made beside the program, and the account is looked
+// at again.
+TEST_F(Limits, AYesWithoutAPageLeadsStraightToTheRetry) {
+    CString const standard = Words(_T("IDS_STRREACHLIMIT")) + _T(" ") + Words(_T("IDS_ORDERSPACE"));
+    Question const retry{standard, kRetryCancel, 0};
+    s_answer = kYes;  // which is no retry
+    for (int64_t const little : {int64_t{1}, int64_t{0}}) {
+        service->free = little;
+        EXPECT_EQ(10, CheckAccount(1));
+        std::vector<Question> const asked = Asked();
+        ASSERT_EQ(2u, asked.size());
+        EXPECT_EQ(kYesNo, asked[0].style);
+        EXPECT_EQ(retry, asked[1]);
+        EXPECT_EQ(1, m_task->m_errorOccured);
+        EXPECT_EQ(1u, Errors().size());
+    }
+    SetMsgBoxProc([](TCHAR const* text, unsigned int style, unsigned long seconds, int) {
+        s_asked.push_back({text, style, seconds});
+        if (style == kRetryCancel) {
+            s_onOpen();
+        }
+        return style == kRetryCancel ? kRetry : kYes;
+    });
+    s_onOpen = [&] { service->free = 2; };
+    EXPECT_EQ(0, CheckAccount(1)) << "room was made while the question stood";
     EXPECT_EQ(2u, Asked().size());
-    EXPECT_EQ(1, m_task->m_errorOccured);
-    EXPECT_EQ(1u, Errors().size());
+    EXPECT_TRUE(s_opened.empty());
+    EXPECT_EQ(0, m_task->m_errorOccured);
 }
 
 TEST_F(Limits, WithoutRoomTheRunFailsAndGoesOn) {
@@ -268,13 +281,6 @@ TEST_F(Limits, AlertsMayBeOffOrOnlyNotes) {
     m_spaceAlertAllowed = 0;
     EXPECT_EQ(10, CheckAccount(1));
     EXPECT_TRUE(Asked().empty());
-}
-
-TEST_F(Limits, AYesOpensTheServicesPageWhereThereIsOne) {
-    s_answer = kYes;
-    EXPECT_EQ(0, GlobalFunction::SpaceLimitAlert(_T(""), 105));
-    CString const standard = Words(_T("IDS_STRREACHLIMIT")) + _T(" ") + Words(_T("IDS_ORDERSPACE"));
-    EXPECT_EQ((std::vector<Question>{{standard, kYesNo, 0}, {Words(_T("IDS_NETERROR")), 0, 0}}), Asked());
 }
 
 TEST_F(Limits, ARetryOfTheRunLooksAtTheAccountAgain) {
@@ -358,7 +364,7 @@ TEST_F(Limits, TooManyItemsAreToldByTheKindOfAccount) {
             service->maySubscribe = maySubscribe;
             CString text;
             text.Format(Words(paid ? _T("PayUserUploadNumberLimit") : _T("FreeUserUploadNumberLimit")),
-                        _T("C:\\many"), limit, _T("C:\\many"));
+                        ShownPath(_T("C:\\many")), limit, ShownPath(_T("C:\\many")));
             EXPECT_EQ(0, m_task->UpdateServiceForUploadLimit(_T("C:\\many")));
             EXPECT_EQ((std::vector<Question>{{text, maySubscribe ? kYesNo : 0, 0}}), Asked());
         }

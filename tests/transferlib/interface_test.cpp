@@ -171,7 +171,7 @@ TEST_F(Interface, OnlyWhatLiesInsideAFolderIsFoundInIt) {
     EXPECT_EQ(ApiUtil::PathToFullPath(_T("Log\\a.dat")), data + _T("\\Log\\a.dat"));
     EXPECT_EQ(ApiUtil::PathToFullPath(_T("C:\\a")).ToUtf8(), "C:\\a");
     const CString cache = ApiUtil::GetManageCacheDirMan().GetCacheDir();
-    EXPECT_EQ(cache, data + _T("\\cache"));
+    EXPECT_EQ(cache, data + _T("\\Rampart\\Rampart\\cache")) << "not a folder that other programs share";
     EXPECT_TRUE(KXFolder::IsDirectory(cache));
 }
 

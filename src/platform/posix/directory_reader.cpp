@@ -46,8 +46,11 @@ private:
         entry.hasStatus = false;
         if (m_withStatus || raw.d_type == DT_UNKNOWN) {
             entry.hasStatus = ReadStatus(dirfd(m_directory), raw.d_name, name, entry.status);
-            if (!entry.hasStatus && (errno == ENOENT || errno == ENOTDIR)) {
-                return false;
+            if (!entry.hasStatus) {
+                FailWithErrno(errno);
+                if (errno == ENOENT || errno == ENOTDIR) {
+                    return false;
+                }
             }
         }
         if (!entry.hasStatus) {

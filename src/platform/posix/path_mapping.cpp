@@ -4,6 +4,7 @@
 #include "platform/path_names.h"
 #include "platform/posix/drive_table.h"
 #include "platform/posix/name_mapping.h"
+#include "platform/utf.h"
 
 namespace rampart::platform {
 namespace {
@@ -141,7 +142,53 @@ bool IsNormalized(std::string_view native) {
     return true;
 }
 
+bool IsLocalPath(TextView path) {
+    return path.starts_with(kLongPrefix) || (path.size() >= 2 && path[1] == ':' && IsLetter(path[0]));
+}
+
+bool IsVaultPath(TextView path) {
+    return !path.empty() && path[0] == '\\' && (path.size() == 1 || path[1] != '\\');
+}
+
+// A path in the vault with the names that its files have here.
+std::string VaultPathToNative(TextView path) {
+    std::string native;
+    while (!path.empty()) {
+        const size_t end = std::min(path.find('\\', 1), path.size());
+        native.push_back('/');
+        AppendNativeName(native, path.substr(1, end - 1));
+        path.remove_prefix(end);
+    }
+    return native;
+}
+
+Text ToShownText(std::string_view native) {
+    constexpr TCHAR kDigits[] = _T("0123456789ABCDEF");
+    Text text;
+    while (!native.empty()) {
+        const auto byte = static_cast<unsigned char>(native[0]);
+        const DecodedUtf8 decoded = DecodeUtf8(native, /*surrogates=*/false);
+        if (decoded.length == 0 || byte < 0x20 || byte == 0x7F) {
+            text.append({'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]});
+            native.remove_prefix(1);
+        } else {
+            AppendUtf16(text, decoded.codePoint);
+            native.remove_prefix(decoded.length);
+        }
+    }
+    return text;
+}
+
 }  // namespace
+
+Text ShownPath(TextView path) {
+    const uint32_t error = LastError();
+    const std::string native = IsLocalPath(path)   ? ToNativePath(path)
+                               : IsVaultPath(path) ? VaultPathToNative(path)
+                                                   : std::string();
+    SetLastError(error);
+    return native.empty() ? Text(path) : ToShownText(native);
+}
 
 std::string ToNativePath(TextView enginePath) {
     if (enginePath.empty()) {

@@ -56,6 +56,10 @@ std::string NameToNative(TextView engine) {
     return ToUtf8(engine);
 }
 
+Text ShownPath(TextView path) {
+    return Text(path);
+}
+
 std::string ToNativePath(TextView enginePath) {
     const std::wstring path = SystemPath(enginePath);
     if (path.empty()) {

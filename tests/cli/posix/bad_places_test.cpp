@@ -15,11 +15,13 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
-    TempTree const tree({{"d/good", "good"}, {"d/closed/x", "x"}, {"d/secret", "s"}});
+    TempTree const tree({{"d/good", "good"}, {"d/closed/x", "x"}, {"d/secret", "s"}, {"d/listed/y", "y"}});
     fs::create_symlink("good", tree.Path("d/link"));
     ASSERT_EQ(0, mkfifo(tree.Native("d/pipe").c_str(), 0600));
     fs::permissions(tree.Path("d/closed"), fs::perms::none);
     fs::permissions(tree.Path("d/secret"), fs::perms::none);
+    // Its names may be read, and nothing more of what lies in it.
+    fs::permissions(tree.Path("d/listed"), fs::perms::owner_read | fs::perms::others_read);
     if (getuid() == 0) {
         // Permissions mean nothing to root: the program runs as nobody.
         user = 65534;
@@ -32,19 +34,30 @@ TEST_F(Cli, WhatIsNotProtectedIsListedAndTheExitCodeSaysSo) {
         fs::permissions(work.Path("err"), fs::perms::all);
     }
     MakeVault();
-    Outcome const outcome = Backup({tree.Native("d"), tree.Native("gone")});
+    Outcome const outcome =
+        Backup({tree.Native("d"), tree.Native("gone"), tree.Native("d/closed/x"), "--name", "d"});
     EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;
     std::set<std::string> paths;
     nlohmann::json const result = outcome.Json();
     for (auto const& entry : result["notProtected"]) {
         paths.insert(entry["path"]);
-        EXPECT_FALSE(entry["reason"].get<std::string>().empty());
+        std::string const reason = entry["reason"];
+        EXPECT_EQ(entry["error"] && entry["path"] != tree.Native("gone"), reason == "Access is denied.")
+            << entry["path"] << reason;
     }
-    EXPECT_EQ((std::set<std::string>{tree.Native("d/pipe"), tree.Native("d/closed"), tree.Native("d/secret"),
-                                     tree.Native("gone")}),
-              paths);
+    EXPECT_EQ(
+        (std::set<std::string>{tree.Native("d/pipe"), tree.Native("d/closed"), tree.Native("d/secret"),
+                               tree.Native("d/listed/y"), tree.Native("d/closed/x"), tree.Native("gone")}),
+        paths);
+    std::string const events = Rampart({"events", "--vault", Vault()}).out;
+    for (std::string const& told : {events, result["warnings"].get<std::string>()}) {
+        EXPECT_THAT(told, HasSubstr("\"" + tree.Native("d/secret") + "\" was left out: permission"));
+        EXPECT_THAT(told, testing::Not(HasSubstr("in use by another program")));
+        EXPECT_THAT(told, testing::Not(HasSubstr("C:\\")));
+    }
     EXPECT_EQ(2, outcome.Json()["transferred"]) << "the file and the link";
     fs::permissions(tree.Path("d/closed"), fs::perms::owner_all);
+    fs::permissions(tree.Path("d/listed"), fs::perms::owner_all);
 
     Outcome const nothing = Backup({tree.Native("gone")});
     EXPECT_EQ(1, nothing.exitCode);
@@ -109,10 +122,11 @@ TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
         tree.Write(name + "/big", std::string(9000000, 'b'));
         tree.Write(name + "/little", "l");
         Outcome const outcome = Backup({tree.Native(name), "--name", name});
-        EXPECT_EQ(3, outcome.exitCode) << outcome.out << outcome.err;  // done, with a warning
-        std::string const warnings = outcome.Json()["warnings"];
-        EXPECT_THAT(warnings, HasSubstr("big"));
-        EXPECT_EQ(std::string::npos, warnings.find('\n')) << "one warning: " << warnings;
+        EXPECT_EQ(0, outcome.exitCode) << "all was stored: " << outcome.out << outcome.err;
+        EXPECT_EQ("", outcome.Json()["warnings"]);
+        // It is an event all the same, with the file's own name.
+        std::string const events = Rampart({"events", "--vault", Vault()}).out;
+        EXPECT_THAT(events, HasSubstr(tree.Native(name + "/big")));
         EXPECT_EQ(2, outcome.Json()["transferred"]);
         EXPECT_THAT(outcome.Json()["notProtected"], testing::IsEmpty());
         ExpectRestores(name, tree.Path(name));

@@ -126,6 +126,31 @@ TEST(PathMapping, ADisguisedWayUpIsRefused) {
     }
 }
 
+// For texts that a person reads.
+TEST(PathMapping, AShownPathIsTheSystemsOwn) {
+    const std::pair<TextView, TextView> kPaths[] = {
+        {_T("C:\\home\\me\\a b"), _T("/home/me/a b")},
+        {_T("C:\\"), _T("/")},
+        {_T("\\\\?\\C:\\home"), _T("/home")},
+        {_T("C:\\a\xF03A" _T("b\xF05C"
+                             _T("c"))),
+         _T("/a:b\\c")},
+        {_T("C:\\\xDCFF\x07"), _T("/\\xFF\\x07")},
+        {_T("\\pc\\task\\a\xF03F"), _T("/pc/task/a?")},
+        {_T("\\"), _T("/")},
+        {_T("\\\\server\\share"), _T("\\\\server\\share")},
+        {_T("/home/me"), _T("/home/me")},
+        {_T("words: like these"), _T("words: like these")},
+        {_T(""), _T("")},
+    };
+    SetLastError(kDiskFull);
+    for (const auto& [path, shown] : kPaths) {
+        EXPECT_EQ(ToUtf8(ShownPath(path)), ToUtf8(shown));
+        EXPECT_EQ(ToUtf8(ShownPath(shown)), ToUtf8(shown)) << "shown once more it stays as it is";
+    }
+    EXPECT_EQ(LastError(), kDiskFull);
+}
+
 TEST(PathMapping, AShareHasToBeMounted) {
     for (const TextView share :
          {TextView(_T("\\\\server\\share")), TextView(_T("\\\\?\\UNC\\server\\share"))}) {
