@@ -432,6 +432,12 @@ void CarryOut(CBackupManage& manager, CBackupTask& task, EditPlan& plan, TaskCha
     }
 }
 
+// A run that a change cut short is made up, also by the next process if this one is killed.
+void MakeDue(CBackupTask& task) {
+    task.m_isResume = 1;
+    task.m_resumeDate = ToStored(NowRaw());
+}
+
 std::string Edit(CBackupManage& manager, TaskChange const& change) {
     CBackupTask& task = RequireTask(manager, change.name, true);
     if (IsEmptyEdit(change)) {
@@ -439,8 +445,9 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
     }
     PlanEdit(manager, task, change);  // a change that cannot be made ends no run
     bool const wasRunning = ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task) != 0;
+    bool const runsAgain = wasRunning && task.m_scheduleEnabled != 0;
     auto runAgain = [&] {
-        if (wasRunning && task.m_scheduleEnabled != 0 && manager.GetTaskByID(task.m_taskID) == &task) {
+        if (runsAgain && manager.GetTaskByID(task.m_taskID) == &task) {
             task.m_errorOccured = 0;
             manager.AddTaskToWaitlist(&task, 0);
         }
@@ -453,17 +460,21 @@ std::string Edit(CBackupManage& manager, TaskChange const& change) {
                                    " does not end; does one of its folders not answer? Nothing was changed");
         }
         EditPlan plan = PlanEdit(manager, task, change);  // with the dates that the end of the run has set
-        if (wasRunning) {
-            plan.copy->m_state = plan.copy->m_scheduleEnabled != 0 ? TaskStateReady : TaskStateDisabled;
+        if (runsAgain) {
+            plan.copy->m_state = TaskStateReady;
+            MakeDue(*plan.copy);
         }
         CarryOut(manager, task, plan, change);
     } catch (CommandError const&) {
+        if (runsAgain) {
+            MakeDue(task);
+            WriteTask(manager, task);
+        }
         runAgain();
         throw;
     }
     runAgain();
-    return "Task " + Quoted(task) +
-           (wasRunning && task.m_scheduleEnabled != 0 ? " is changed; its run begins anew." : " is changed.");
+    return "Task " + Quoted(task) + (runsAgain ? " is changed; its run begins anew." : " is changed.");
 }
 
 std::string Enable(CBackupManage& manager, TaskChange const& change) {

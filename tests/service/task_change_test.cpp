@@ -377,6 +377,7 @@ TEST_F(ChangeOfTasks, ARunEndsBeforeItsTaskChangesAndBeginsAnew) {
     EXPECT_EQ((std::vector<std::string>{home.Native("docs"), home.Native("more")}), SourcesOf("u"));
     EXPECT_NE(nullptr, Manager().m_waitList.Find(&task));
     EXPECT_EQ(TaskStateWaiting, task.m_state);
+    EXPECT_EQ(1, Reader(Manager()).Task("u").m_isResume) << "if this process is killed before";
 
     Manager().RemoveTaskFromWaitlist(&task);
     startAndWait();
