@@ -22,6 +22,7 @@ Examples:
   rampart versions ~/documents/letter.odt         the versions kept of one file
   rampart restore documents --into /tmp/back      everything, as it was last
   rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
+  rampart diff documents                          what changed on the disk since the last backup
   rampart task add ~/documents --name documents --daily 02:30
   rampart task next                               when and why each task runs next
   rampart status --watch                          what runs at this moment
@@ -36,6 +37,7 @@ struct CommandLine {
     RestoreOptions restore;
     ListOptions list;
     ListOptions versions;
+    DiffOptions diff;
     StatusOptions status;
     EventOptions events;
     VerifyOptions verify;
@@ -119,6 +121,18 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
     versions->add_option("file", line.versions.path, "A local file that is backed up, or a path in the vault")
         ->required();
     versions->callback([&] { exitCode = RunVersions(line.common, line.versions); });
+
+    CLI::App* const diff =
+        app.add_subcommand("diff", "List what differs between two moments, or a moment and the disk");
+    diff->add_option("what", line.diff.what, "Name of a task, or a path in the vault")->required();
+    diff->add_option("--at", line.diff.at,
+                     "A moment of local time. Twice: from the first to the second; once: from it to the disk "
+                     "as it is now; not at all: from what was stored last to the disk")
+        ->allow_extra_args(false);
+    diff->footer(
+        "+ added, - gone, M content changed, A only attributes (rights, owner, time, ...), T of another "
+        "kind.");
+    diff->callback([&] { exitCode = RunDiff(line.common, line.diff); });
 }
 
 void AddWatching(CLI::App& app, CommandLine& line, int& exitCode) {

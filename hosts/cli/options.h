@@ -50,6 +50,11 @@ struct ListOptions {
     std::string at;
 };
 
+struct DiffOptions {
+    std::string what;             // task name or server path
+    std::vector<std::string> at;  // moments, at most two
+};
+
 struct StatusOptions {
     bool watch = false;
 };
