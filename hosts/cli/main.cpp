@@ -23,6 +23,7 @@ Examples:
   rampart restore documents --into /tmp/back      everything, as it was last
   rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
   rampart diff documents                          what changed on the disk since the last backup
+  rampart mount /mnt/look                         the vault as a folder: latest/, at/2026-11-20T18:00/
   rampart task add ~/documents --name documents --daily 02:30
   rampart task next                               when and why each task runs next
   rampart status --watch                          what runs at this moment
@@ -38,6 +39,7 @@ struct CommandLine {
     ListOptions list;
     ListOptions versions;
     DiffOptions diff;
+    MountOptions mount;
     StatusOptions status;
     EventOptions events;
     VerifyOptions verify;
@@ -133,6 +135,15 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
         "+ added, - gone, M content changed, A only attributes (rights, owner, time, ...), T of another "
         "kind.");
     diff->callback([&] { exitCode = RunDiff(line.common, line.diff); });
+
+    CLI::App* const mount = app.add_subcommand("mount", "Show the vault as a folder, for reading");
+    mount->add_option("folder", line.mount.folder, "An empty folder")->required();
+    mount->add_flag("--foreground", line.mount.foreground, "Stay with the terminal, until Ctrl-C");
+    mount->footer(
+        "latest/TASK is a task as its last run left it, at/MOMENT/TASK as it was then; at/ lists the runs of "
+        "which "
+        "this\nmachine knows, and any moment can be typed, as for --at. End it with: fusermount3 -u FOLDER");
+    mount->callback([&] { exitCode = RunMount(line.common, line.mount); });
 }
 
 void AddWatching(CLI::App& app, CommandLine& line, int& exitCode) {

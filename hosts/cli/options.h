@@ -55,6 +55,11 @@ struct DiffOptions {
     std::vector<std::string> at;  // moments, at most two
 };
 
+struct MountOptions {
+    std::string folder;
+    bool foreground = false;
+};
+
 struct StatusOptions {
     bool watch = false;
 };

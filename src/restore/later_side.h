@@ -6,19 +6,11 @@
 #include <vector>
 
 #include "platform/file_system.h"
+#include "restore/node_kind.h"
 #include "restore/tree_state.h"
 #include "restore/vault_difference.h"
 
 namespace rampart {
-
-enum class NodeKind : uint8_t { kFile, kFolder, kLink, kSpecial };
-
-inline NodeKind KindOfRecord(const StoredRecord& record) {
-    return record.isFolder                        ? NodeKind::kFolder
-           : (record.flags & kRecordLink) != 0    ? NodeKind::kLink
-           : (record.flags & kRecordSpecial) != 0 ? NodeKind::kSpecial
-                                                  : NodeKind::kFile;
-}
 
 struct LaterEntry {
     std::string name;  // UTF-8, as records have it

@@ -1,5 +1,4 @@
 // What differs between two moments, and between a moment and the disk.
-#include <chrono>
 #include <random>
 
 #include "cli/cli_fixture.h"
@@ -15,19 +14,6 @@ using testing::IsEmpty;
 
 class CliDiff : public Cli {
 protected:
-    // Behind all that was done so far, as a person types it.
-    static std::string Now() {
-        auto const now = std::chrono::system_clock::now();
-        std::time_t const seconds = std::chrono::system_clock::to_time_t(now);
-        auto const fraction = now - std::chrono::system_clock::from_time_t(seconds);
-        char text[64];
-        size_t const length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&seconds));
-        std::snprintf(
-            text + length, sizeof text - length, ".%09lld",
-            static_cast<long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(fraction).count()));
-        return text;
-    }
-
     // The lines, without the one that counts them.
     std::vector<std::string> Lines(std::vector<std::string> const& options, int exitCode = 0) {
         std::vector<std::string> arguments = {"diff", "d", "--vault", Vault()};
