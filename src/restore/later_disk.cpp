@@ -26,7 +26,7 @@ NodeKind KindOfStatus(const platform::FileStatus& status) {
                                                       : NodeKind::kFile;
 }
 
-CString SystemReason() {
+CString LastReason() {
     return CString(TextView(platform::ErrorText(platform::LastError())));
 }
 
@@ -65,10 +65,16 @@ ServiceResult LaterDisk::Entries(const ComparedPlace& folder, std::vector<LaterE
         added.name = platform::ToUtf8(entry.name);
         added.status = entry.status;
         added.kind = KindOfStatus(entry.status);
+        added.isUnknown = !entry.hasStatus;
+        if (added.isUnknown) {
+            const CString path = PathUtilities::Append(folder.localPath, CString(TextView(entry.name)));
+            platform::QueryStatus(ApiUtil::PathToFullPath(path), entry.status);
+            Tell(path, LastReason());
+        }
     }
     isKnown = reader && platform::LastError() == platform::kNoMoreItems;
     if (!isKnown) {
-        Tell(folder.localPath, SystemReason());
+        Tell(folder.localPath, LastReason());
     }
     return {};
 }
@@ -80,7 +86,7 @@ ServiceResult LaterDisk::Entry(const ComparedPlace& place, std::optional<LaterEn
         Tell(place.localPath, _T("the vault itself lies there"));
     } else if (!platform::QueryStatus(ApiUtil::PathToFullPath(place.localPath), found.status)) {
         // A source that is away says nothing of what was in it.
-        Tell(place.localPath, SystemReason());
+        Tell(place.localPath, LastReason());
     } else {
         isKnown = true;
         found.name = SplitLastName(place.serverPath).name;
@@ -161,7 +167,7 @@ ServiceResult LaterDisk::CompareContent(const ComparedPlace& place, const StateE
     const CString path = ApiUtil::PathToFullPath(place.localPath);
     isKnown = kind == NodeKind::kLink || platform::FileHandle::Open(path, platform::kOpenRead) != nullptr;
     if (!isKnown) {
-        Tell(place.localPath, SystemReason());
+        Tell(place.localPath, LastReason());
         return {};
     }
     bool same = false;
@@ -193,7 +199,7 @@ ServiceResult LaterDisk::CompareKept(const ComparedPlace& place, const StateEntr
     }
     const std::string there = platform::ReadAttributes(ApiUtil::PathToFullPath(place.localPath));
     if (there.empty()) {
-        Tell(place.localPath, SystemReason());
+        Tell(place.localPath, LastReason());
         return {};
     }
     return CompareAttributes(m_service, before.record.attributes, there, same);

@@ -17,6 +17,7 @@ struct LaterEntry {
     NodeKind kind = NodeKind::kFile;
     StateEntry stored;            // of a state
     platform::FileStatus status;  // of the disk
+    bool isUnknown = false;       // it is there, and no more can be told of it, which was told
 };
 
 // A path on both sides.

@@ -18,8 +18,8 @@ bool SamePosix(const Attributes& a, const Attributes& b) {
 }
 
 bool SameWindows(const Attributes& a, const Attributes& b) {
-    return a.fileAttributes == b.fileAttributes && a.creationTime == b.creationTime &&
-           a.securityDescriptor == b.securityDescriptor && a.streams == b.streams;
+    return a.fileAttributes == b.fileAttributes && a.securityDescriptor == b.securityDescriptor &&
+           a.streams == b.streams;
 }
 
 }  // namespace

@@ -171,6 +171,9 @@ std::vector<TreeDifference::Row> TreeDifference::Matched(const std::vector<State
 }
 
 ServiceResult TreeDifference::CompareRow(const ComparedPlace& place, const Row& row) {
+    if (row.after != nullptr && row.after->isUnknown) {
+        return {};
+    }
     const NodeKind kind = row.after != nullptr ? row.after->kind : KindOfRecord(row.before->record);
     const Taking taking = m_after->TakingOf(place, kind, row.before != nullptr,
                                             row.after != nullptr ? row.after->status.attributes : 0);

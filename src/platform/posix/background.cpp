@@ -32,11 +32,16 @@ int WaitForStart(int pipe, pid_t child) {
 
 bool GoToBackground(int& exitCode) {
     int ends[2];
-    exitCode = kFailedExitCode;
+    exitCode = 0;
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        return false;
+        return true;
     }
     const pid_t child = fork();
+    if (child < 0) {
+        close(ends[0]);
+        close(ends[1]);
+        return true;
+    }
     if (child == 0) {
         close(ends[0]);
         s_started = ends[1];
@@ -44,9 +49,7 @@ bool GoToBackground(int& exitCode) {
         return true;
     }
     close(ends[1]);
-    if (child > 0) {
-        exitCode = WaitForStart(ends[0], child);
-    }
+    exitCode = WaitForStart(ends[0], child);
     close(ends[0]);
     return false;
 }

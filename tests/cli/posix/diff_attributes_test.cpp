@@ -56,7 +56,7 @@ TEST_F(CliDiffAttributes, WhatCannotBeReadIsToldAndNotTakenForGone) {
     if (getuid() != 0) {
         GTEST_SKIP() << "needs to act for another user";
     }
-    TempTree const tree({{"d/closed/x", "x"}, {"d/secret", "s"}, {"d/open", "o"}});
+    TempTree const tree({{"d/closed/x", "x"}, {"d/names/y", "y"}, {"d/secret", "s"}, {"d/open", "o"}});
     user = 65534;
     work.Write("out", "");
     work.Write("err", "");
@@ -66,10 +66,12 @@ TEST_F(CliDiffAttributes, WhatCannotBeReadIsToldAndNotTakenForGone) {
     MakeVault();
     ASSERT_EQ(0, Backup({tree.Native("d")}).exitCode);
     fs::permissions(tree.Path("d/closed"), fs::perms::none);
+    fs::permissions(tree.Path("d/names"), fs::perms::others_read);
     fs::permissions(tree.Path("d/secret"), fs::perms::none);
     tree.Write("d/open", "longer");
-    EXPECT_EQ("A d/closed/\nM d/open\n1 changed, 1 with other attributes\n", Diff(3));
+    EXPECT_EQ("A d/closed/\nA d/names/\nM d/open\n1 changed, 2 with other attributes\n", Diff(3));
     EXPECT_THAT(work.Read("err"), HasSubstr(tree.Native("d/closed")));
+    EXPECT_THAT(work.Read("err"), HasSubstr(tree.Native("d/names/y")));
     EXPECT_THAT(work.Read("err"), HasSubstr(tree.Native("d/secret")));
 }
 
