@@ -6,8 +6,8 @@
 namespace rampart {
 
 // What each system keeps: rights, owner (by its number or its name), flags, extended attributes; attribute
-// bits, security, streams. Not which other names a file has, when its present one was made, nor how it lies on
-// the disk. What only one side knows, and what cannot be decoded, counts as the same.
+// bits, security, streams. Not which other names a file has, when its present one was made, nor how it lies
+// on the disk. What only one side knows, and what cannot be decoded, counts as the same.
 bool SameAttributes(std::string_view a, std::string_view b);
 
 // The same of two names of attributes, see StorageService::ReadAttributes.
