@@ -1,6 +1,7 @@
 #include "restore/mounted_places.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "platform/clock.h"
 #include "platform/path_mapping.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr TextView kLatest = _T("latest");
 constexpr TextView kAt = _T("at");
+constexpr TextView kLasting = _T("=");
 constexpr uint64_t kFreshMs = 2000;
 
 std::vector<Text> NamesOf(TextView path) {
@@ -33,10 +35,10 @@ std::string Below(const CString& top, const std::vector<std::string>& names, siz
     return path;
 }
 
-// Known to the second: the whole of it is meant.
+// Known to the second: the whole of it is meant, as far as it has passed.
 int64_t EndOfRun(const MountedTask& task) {
     constexpr int64_t kNanoseconds = 1'000'000'000;
-    return (*task.lastRun + 1) * kNanoseconds - 1;
+    return std::min<int64_t>((*task.lastRun + 1) * kNanoseconds - 1, platform::CurrentClock().NowNanoseconds());
 }
 
 }  // namespace
@@ -49,35 +51,49 @@ std::string MountedPlace::HistoryPath(size_t depth) const {
     return task.historyFolder.IsEmpty() ? std::string() : Below(task.historyFolder, names, depth);
 }
 
+Text MountedPlace::LastingPath() const {
+    Text path = _T("\\");
+    path += kLasting;
+    path += _T("\\") + platform::FromUtf8(std::to_string(moment)) + _T("\\");
+    return path + task.name.ToText();
+}
+
 bool MountedPlaces::Find(TextView path, MountedPlace& place) {
     const std::vector<Text> names = NamesOf(path);
     if (names.empty()) {
         return true;
     }
-    size_t at = 1;
-    if (names[0] == kAt) {
+    const bool isLatest = names[0] == kLatest;
+    if (names[0] == kAt && names.size() == 1) {
         place.level = MountedPlace::Level::kMoments;
-        if (names.size() == 1) {
-            return true;
-        }
-        const std::optional<__int64> moment = m_request.momentOf(CString(TextView(names[at++])));
-        if (!moment) {
-            return false;
-        }
-        // What is still to come is not settled: there each task is as its last run left it.
-        place.moment = *moment <= platform::CurrentClock().NowNanoseconds() ? *moment : kNoTime;
-    } else if (names[0] != kLatest) {
+        return true;
+    }
+    if (!isLatest && !FindMoment(names, place)) {
         return false;
     }
     place.level = MountedPlace::Level::kTasks;
-    if (names.size() == at) {
+    const size_t task = isLatest ? 1 : 2;
+    if (names.size() == task) {
         return true;
     }
-    const Text& task = names[at++];
-    for (; at < names.size(); ++at) {
+    for (size_t at = task + 1; at < names.size(); ++at) {
         place.names.push_back(platform::ToUtf8(names[at]));
     }
-    return FindTask(task, place);
+    return FindTask(names[task], place);
+}
+
+bool MountedPlaces::FindMoment(const std::vector<Text>& names, MountedPlace& place) {
+    if (names[0] == kLasting && names.size() > 2) {
+        place.moment = std::strtoll(platform::ToUtf8(names[1]).c_str(), nullptr, 10);
+        return true;
+    }
+    const std::optional<__int64> moment =
+        names[0] == kAt ? m_request.momentOf(CString(TextView(names[1]))) : std::nullopt;
+    // What is still to come is not settled: there each task is as its last run left it.
+    if (moment && *moment <= platform::CurrentClock().NowNanoseconds()) {
+        place.moment = *moment;
+    }
+    return moment.has_value();
 }
 
 bool MountedPlaces::FindTask(const Text& name, MountedPlace& place) {
@@ -96,7 +112,7 @@ bool MountedPlaces::FindTask(const Text& name, MountedPlace& place) {
 }
 
 std::vector<MountedPlaces::Named> MountedPlaces::Top() {
-    return {{Text(kAt), kNoTime}, {Text(kLatest), kNoTime}};
+    return {{Text(kAt), kNoTime, {}}, {Text(kLatest), kNoTime, {}}};
 }
 
 std::vector<MountedPlaces::Named> MountedPlaces::Tasks(const MountedPlace& place) {
@@ -104,7 +120,10 @@ std::vector<MountedPlaces::Named> MountedPlaces::Tasks(const MountedPlace& place
     const std::shared_ptr<const Known> known = Ask();
     for (const MountedTask& task : known->tasks) {
         if (place.moment != kNoTime || task.lastRun) {
-            tasks.push_back({task.name.ToText(), place.moment != kNoTime ? place.moment : EndOfRun(task)});
+            MountedPlace there = place;
+            there.task = task;
+            there.moment = place.moment != kNoTime ? place.moment : EndOfRun(task);
+            tasks.push_back({task.name.ToText(), there.moment, there.LastingPath()});
         }
     }
     return tasks;
@@ -115,7 +134,7 @@ std::vector<MountedPlaces::Named> MountedPlaces::Moments() {
     const std::shared_ptr<const Known> known = Ask();
     for (const CString& name : known->moments) {
         const std::optional<__int64> moment = m_request.momentOf(name);
-        moments.push_back({name.ToText(), moment ? *moment : kNoTime});
+        moments.push_back({name.ToText(), moment ? *moment : kNoTime, {}});
     }
     return moments;
 }

@@ -22,6 +22,9 @@ struct MountedPlace {
     // Of what the first `depth` names lead to, and of its older versions; the latter may be empty.
     std::string ServerPath(size_t depth) const;
     std::string HistoryPath(size_t depth) const;
+    // Of the task's folder at its moment, whatever else leads there now. A path that nobody can type: what is
+    // above it is not there.
+    Text LastingPath() const;
 };
 
 // Any thread.
@@ -37,6 +40,7 @@ public:
     struct Named {
         Text name;
         int64_t moment = kNoTime;
+        Text lastingPath;  // may be empty
     };
     // What the top, a place of tasks, and "at" list.
     static std::vector<Named> Top();
@@ -51,6 +55,7 @@ private:
     };
     std::shared_ptr<const Known> Ask();
     bool FindTask(const Text& name, MountedPlace& place);
+    bool FindMoment(const std::vector<Text>& names, MountedPlace& place);
 
     StorageService& m_service;
     const MountRequest& m_request;

@@ -70,9 +70,7 @@ MountedAnswer MountedVault::ListingOf(const MountedPlace& place, size_t depth,
         return Answer::kFailed;
     }
     listing = found;
-    if (place.moment < platform::CurrentClock().NowNanoseconds()) {  // else a run may still add to it
-        m_listings.Add(place.moment, folder, std::move(found));
-    }
+    m_listings.Add(place.moment, folder, std::move(found));
     return Answer::kDone;
 }
 
@@ -169,6 +167,9 @@ MountedAnswer MountedVault::Status(TextView path, MountedStatus& status) {
     }
     if (place.names.empty()) {
         status = FolderAt(place.moment);
+        if (place.level == MountedPlace::Level::kStored) {
+            status.lastingPath = place.LastingPath();
+        }
         return Answer::kDone;
     }
     StateEntry entry;
@@ -189,7 +190,9 @@ MountedAnswer MountedVault::List(TextView folder, const Visitor& visit) {
                        : place.level == Level::kMoments ? m_places.Moments()
                                                         : m_places.Tasks(place);
     for (const MountedPlaces::Named& each : named) {
-        visit(each.name, FolderAt(each.moment));
+        MountedStatus status = FolderAt(each.moment);
+        status.lastingPath = each.lastingPath;
+        visit(each.name, status);
     }
     return Answer::kDone;
 }

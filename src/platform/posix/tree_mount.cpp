@@ -1,11 +1,11 @@
-// Over libfuse's high level interface, with a loop of our own: the library's ends neither at once nor safely
-// when another thread asks for it.
+// Over libfuse's low level interface, in which a file is what was once looked up and not a path: whoever is
+// in a folder, or reads a file, stays with what it was, also when the path leads to something newer. With a
+// loop of our own: the library's ends neither at once nor safely when another thread asks for it.
 #define FUSE_USE_VERSION 35
 
 #include "platform/tree_mount.h"
 
 #include <fcntl.h>
-#include <fuse.h>
 #include <fuse_log.h>
 #include <fuse_lowlevel.h>
 #include <poll.h>
@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "platform/posix/attributes_at.h"
+#include "platform/posix/mounted_nodes.h"
 #include "platform/posix/native.h"
 
 namespace rampart::platform {
@@ -30,23 +31,18 @@ constexpr std::chrono::milliseconds kAskPeriod{100};
 constexpr int64_t kNanoseconds = 1'000'000'000;
 constexpr uint64_t kStatBlock = 512;
 constexpr uint32_t kPieceBytes = 4096;
+// How long the system may believe a name, and what was told of a file: where it lasts, and where it does not.
+constexpr double kLastingSeconds = 60;
+constexpr double kShortSeconds = 1;
 
-MountedTree& Tree() {
-    return *static_cast<MountedTree*>(fuse_get_context()->private_data);
-}
+// What an operation works on.
+struct Shown {
+    MountedTree& tree;
+    MountedNodes nodes;
+};
 
-// "/latest/docs" with engine names.
-Text EnginePath(const char* path) {
-    Text engine;
-    for (const char* at = path; *at != '\0';) {
-        const size_t length = std::strcspn(at, "/");
-        if (length != 0) {
-            engine += _T('\\');
-            engine += NameToEngine({at, length});
-        }
-        at += length + (at[length] == '/' ? 1 : 0);
-    }
-    return engine;
+Shown& ShownBy(fuse_req_t request) {
+    return *static_cast<Shown*>(fuse_req_userdata(request));
 }
 
 int ErrnoOf(MountedAnswer answer) {
@@ -54,21 +50,28 @@ int ErrnoOf(MountedAnswer answer) {
         case MountedAnswer::kDone:
             return 0;
         case MountedAnswer::kNotFound:
-            return -ENOENT;
+            return ENOENT;
         case MountedAnswer::kWrongKind:
-            return -EINVAL;
+            return EINVAL;
         default:
-            return -EIO;
+            return EIO;
     }
 }
 
-// Nothing that is thrown goes into the library.
+// Runs `body(shown, path)`, which answers the request itself or gives the errno for it. Nothing that is
+// thrown goes into the library.
 template <typename Body>
-int Edge(Body&& body) {
+void Serve(fuse_req_t request, fuse_ino_t node, Body&& body) {
+    int error = EIO;
     try {
-        return body();
+        Shown& shown = ShownBy(request);
+        Text path;
+        error = shown.nodes.PathOf(node, path) ? body(shown, path) : ESTALE;
     } catch (...) {
-        return -EIO;
+        error = EIO;
+    }
+    if (error != 0) {
+        fuse_reply_err(request, error);
     }
 }
 
@@ -121,127 +124,249 @@ struct stat StatOf(const MountedStatus& status) {
 
 // ---- What the library calls ----
 
-int OnGetStatus(const char* path, struct stat* status, fuse_file_info*) {
-    return Edge([&] {
-        MountedStatus found;
-        const MountedAnswer answer = Tree().Status(EnginePath(path), found);
+struct stat StatOf(const MountedStatus& status, fuse_ino_t node) {
+    struct stat result = StatOf(status);
+    result.st_ino = node;
+    return result;
+}
+
+// Notes one look-up of the node, which the system takes back with OnForget.
+fuse_entry_param EntryOf(Shown& shown, fuse_ino_t parent, const Text& name, const MountedStatus& status) {
+    fuse_entry_param entry{};
+    const bool hasOwnPath = !status.lastingPath.empty();
+    entry.ino = hasOwnPath ? shown.nodes.Look(0, status.lastingPath) : shown.nodes.Look(parent, name);
+    entry.attr = StatOf(status, entry.ino);
+    entry.attr_timeout = kShortSeconds;
+    entry.entry_timeout = kShortSeconds;
+    if (!hasOwnPath && shown.nodes.IsLasting(entry.ino)) {
+        entry.attr_timeout = entry.entry_timeout = kLastingSeconds;
+    }
+    return entry;
+}
+
+void OnLookUp(fuse_req_t request, fuse_ino_t parent, const char* nativeName) {
+    Serve(request, parent, [&](Shown& shown, Text& path) {
+        const Text name = NameToEngine(nativeName);
+        MountedStatus status;
+        path += _T("\\") + name;
+        const MountedAnswer answer = shown.tree.Status(path, status);
         if (answer == MountedAnswer::kDone) {
-            *status = StatOf(found);
+            const fuse_entry_param entry = EntryOf(shown, parent, name, status);
+            if (fuse_reply_entry(request, &entry) != 0) {
+                shown.nodes.Forget(entry.ino, 1);
+            }
         }
         return ErrnoOf(answer);
     });
 }
 
-int OnList(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse_file_info*, fuse_readdir_flags) {
-    return Edge([&] {
-        fill(buffer, ".", nullptr, 0, fuse_fill_dir_flags{});
-        fill(buffer, "..", nullptr, 0, fuse_fill_dir_flags{});
-        return ErrnoOf(Tree().List(EnginePath(path), [&](const Text& name, const MountedStatus& status) {
-            const struct stat entry = StatOf(status);
-            fill(buffer, NameToNative(name).c_str(), &entry, 0, FUSE_FILL_DIR_PLUS);
-        }));
+void OnForget(fuse_req_t request, fuse_ino_t node, uint64_t lookUps) {
+    ShownBy(request).nodes.Forget(node, lookUps);
+    fuse_reply_none(request);
+}
+
+void OnForgetMany(fuse_req_t request, size_t count, fuse_forget_data* forgotten) {
+    for (size_t i = 0; i < count; ++i) {
+        ShownBy(request).nodes.Forget(forgotten[i].ino, forgotten[i].nlookup);
+    }
+    fuse_reply_none(request);
+}
+
+void OnGetStatus(fuse_req_t request, fuse_ino_t node, fuse_file_info*) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
+        MountedStatus status;
+        const MountedAnswer answer = shown.tree.Status(path, status);
+        if (answer == MountedAnswer::kDone) {
+            const struct stat told = StatOf(status, node);
+            fuse_reply_attr(request, &told, shown.nodes.IsLasting(node) ? kLastingSeconds : kShortSeconds);
+        }
+        return ErrnoOf(answer);
     });
 }
 
-int OnReadLink(const char* path, char* buffer, size_t size) {
-    return Edge([&] {
+void OnReadLink(fuse_req_t request, fuse_ino_t node) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
         std::string target;
-        const MountedAnswer answer = Tree().ReadLink(EnginePath(path), target);
+        const MountedAnswer answer = shown.tree.ReadLink(path, target);
         if (answer == MountedAnswer::kDone) {
-            const size_t length = std::min(target.size(), size - 1);
-            std::memcpy(buffer, target.data(), length);
-            buffer[length] = '\0';
+            fuse_reply_readlink(request, target.c_str());
         }
         return ErrnoOf(answer);
     });
 }
 
-int OnOpen(const char* path, fuse_file_info* info) {
-    return Edge([&] {
+void OnOpen(fuse_req_t request, fuse_ino_t node, fuse_file_info* info) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
         if ((info->flags & O_ACCMODE) != O_RDONLY) {
-            return -EROFS;
+            return EROFS;
         }
         std::unique_ptr<MountedFile> file;
-        const MountedAnswer answer = Tree().Open(EnginePath(path), file);
-        info->fh = reinterpret_cast<uint64_t>(file.release());
+        const MountedAnswer answer = shown.tree.Open(path, file);
+        if (answer == MountedAnswer::kDone) {
+            info->fh = reinterpret_cast<uint64_t>(file.get());
+            info->keep_cache = 1;
+            if (fuse_reply_open(request, info) == 0) {
+                static_cast<void>(file.release());  // the library keeps it as a number, until OnRelease
+            }
+        }
         return ErrnoOf(answer);
     });
 }
 
-int OnRead(const char*, char* buffer, size_t size, off_t offset, fuse_file_info* info) {
-    return Edge([&] {
+void OnRead(fuse_req_t request, fuse_ino_t node, size_t size, off_t offset, fuse_file_info* info) {
+    Serve(request, node, [&](Shown&, const Text&) {
         std::string bytes;
         if (!reinterpret_cast<MountedFile*>(info->fh)->Read(static_cast<uint64_t>(offset), size, bytes)) {
-            return -EIO;
+            return EIO;
         }
-        std::memcpy(buffer, bytes.data(), bytes.size());
-        return static_cast<int>(bytes.size());
+        fuse_reply_buf(request, bytes.data(), bytes.size());
+        return 0;
     });
 }
 
-int OnRelease(const char*, fuse_file_info* info) {
-    delete reinterpret_cast<MountedFile*>(info->fh);  // the library owned it as a number
-    return 0;
+void OnRelease(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
+    delete reinterpret_cast<MountedFile*>(info->fh);
+    fuse_reply_err(request, 0);
+}
+
+// A folder as it was when somebody began to list it.
+struct OpenFolder {
+    std::vector<std::pair<Text, MountedStatus>> entries;
+};
+
+void OnOpenFolder(fuse_req_t request, fuse_ino_t node, fuse_file_info* info) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
+        auto folder = std::make_unique<OpenFolder>();
+        const MountedAnswer answer =
+            shown.tree.List(path, [&](const Text& name, const MountedStatus& status) {
+                folder->entries.emplace_back(name, status);
+            });
+        if (answer == MountedAnswer::kDone) {
+            info->fh = reinterpret_cast<uint64_t>(folder.get());
+            if (fuse_reply_open(request, info) == 0) {
+                static_cast<void>(folder.release());
+            }
+        }
+        return ErrnoOf(answer);
+    });
+}
+
+void OnReleaseFolder(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
+    delete reinterpret_cast<OpenFolder*>(info->fh);
+    fuse_reply_err(request, 0);
+}
+
+// Entries from number `offset` on, as many as there is room for; the first two are the folder and the one
+// above. `withStatus`: each is looked up, too.
+void List(fuse_req_t request, fuse_ino_t node, size_t size, off_t offset, fuse_file_info* info,
+          bool withStatus) {
+    Serve(request, node, [&](Shown& shown, const Text&) {
+        const auto& entries = reinterpret_cast<OpenFolder*>(info->fh)->entries;
+        std::string buffer(size, '\0');
+        size_t used = 0;
+        for (auto at = static_cast<size_t>(offset); at < entries.size() + 2; ++at) {
+            fuse_entry_param entry{};
+            const bool isDots = at < 2;
+            const std::string name = isDots ? std::string(at + 1, '.') : NameToNative(entries[at - 2].first);
+            entry.attr.st_mode = S_IFDIR;
+            if (!isDots && withStatus) {
+                entry = EntryOf(shown, node, entries[at - 2].first, entries[at - 2].second);
+            } else if (!isDots) {
+                entry.attr = StatOf(entries[at - 2].second, 0);
+            }
+            const auto next = static_cast<off_t>(at + 1);
+            char* const place = buffer.data() + used;
+            const size_t needed =
+                withStatus ? fuse_add_direntry_plus(request, place, size - used, name.c_str(), &entry, next)
+                           : fuse_add_direntry(request, place, size - used, name.c_str(), &entry.attr, next);
+            if (needed > size - used) {
+                if (entry.ino != 0) {
+                    shown.nodes.Forget(entry.ino, 1);
+                }
+                break;
+            }
+            used += needed;
+        }
+        fuse_reply_buf(request, buffer.data(), used);
+        return 0;
+    });
+}
+
+void OnList(fuse_req_t request, fuse_ino_t node, size_t size, off_t offset, fuse_file_info* info) {
+    List(request, node, size, offset, info, false);
+}
+
+void OnListWithStatus(fuse_req_t request, fuse_ino_t node, size_t size, off_t offset, fuse_file_info* info) {
+    List(request, node, size, offset, info, true);
 }
 
 // An answer of which the caller may ask the length alone.
-int Give(const std::string& bytes, char* buffer, size_t size) {
+int Give(fuse_req_t request, const std::string& bytes, size_t size) {
     if (size == 0) {
-        return static_cast<int>(bytes.size());
+        fuse_reply_xattr(request, bytes.size());
+        return 0;
     }
     if (bytes.size() > size) {
-        return -ERANGE;
+        return ERANGE;
     }
-    std::memcpy(buffer, bytes.data(), bytes.size());
-    return static_cast<int>(bytes.size());
+    fuse_reply_buf(request, bytes.data(), bytes.size());
+    return 0;
 }
 
-int OnGetExtended(const char* path, const char* name, char* buffer, size_t size) {
-    return Edge([&] {
+void OnGetExtended(fuse_req_t request, fuse_ino_t node, const char* name, size_t size) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
         MountedStatus status;
-        const MountedAnswer answer = Tree().Status(EnginePath(path), status);
-        if (answer != MountedAnswer::kDone || !status.attributes) {
-            return answer != MountedAnswer::kDone ? ErrnoOf(answer) : -ENODATA;
+        if (const MountedAnswer answer = shown.tree.Status(path, status); answer != MountedAnswer::kDone) {
+            return ErrnoOf(answer);
         }
-        for (const auto& [key, value] : status.attributes->extended) {
+        for (const auto& [key, value] :
+             status.attributes ? status.attributes->extended : Attributes().extended) {
             if (key == name) {
-                return Give(value, buffer, size);
+                return Give(request, value, size);
             }
         }
-        return -ENODATA;
+        return ENODATA;
     });
 }
 
-int OnListExtended(const char* path, char* buffer, size_t size) {
-    return Edge([&] {
+void OnListExtended(fuse_req_t request, fuse_ino_t node, size_t size) {
+    Serve(request, node, [&](Shown& shown, const Text& path) {
         MountedStatus status;
-        const MountedAnswer answer = Tree().Status(EnginePath(path), status);
+        if (const MountedAnswer answer = shown.tree.Status(path, status); answer != MountedAnswer::kDone) {
+            return ErrnoOf(answer);
+        }
         std::string names;
-        if (answer == MountedAnswer::kDone && status.attributes) {
+        if (status.attributes) {
             for (const auto& [key, value] : status.attributes->extended) {
                 names.append(key).push_back('\0');
             }
         }
-        return answer == MountedAnswer::kDone ? Give(names, buffer, size) : ErrnoOf(answer);
+        return Give(request, names, size);
     });
 }
 
-int OnStatistics(const char*, struct statvfs* statistics) {
-    *statistics = {};
-    statistics->f_bsize = statistics->f_frsize = kPieceBytes;
-    statistics->f_namemax = NAME_MAX;
-    statistics->f_flag = ST_RDONLY;
-    return 0;
+void OnStatistics(fuse_req_t request, fuse_ino_t) {
+    struct statvfs statistics {};
+    statistics.f_bsize = statistics.f_frsize = kPieceBytes;
+    statistics.f_namemax = NAME_MAX;
+    statistics.f_flag = ST_RDONLY;
+    fuse_reply_statfs(request, &statistics);
 }
 
-fuse_operations Operations() {
-    fuse_operations operations{};
+fuse_lowlevel_ops Operations() {
+    fuse_lowlevel_ops operations{};
+    operations.lookup = &OnLookUp;
+    operations.forget = &OnForget;
+    operations.forget_multi = &OnForgetMany;
     operations.getattr = &OnGetStatus;
     operations.readlink = &OnReadLink;
     operations.open = &OnOpen;
     operations.read = &OnRead;
     operations.release = &OnRelease;
+    operations.opendir = &OnOpenFolder;
     operations.readdir = &OnList;
+    operations.readdirplus = &OnListWithStatus;
+    operations.releasedir = &OnReleaseFolder;
     operations.getxattr = &OnGetExtended;
     operations.listxattr = &OnListExtended;
     operations.statfs = &OnStatistics;
@@ -270,14 +395,31 @@ std::string LastLog() {
 
 class FuseMount : public TreeMount {
 public:
-    explicit FuseMount(fuse* mounted)
-        : m_fuse(mounted), m_session(fuse_get_session(mounted)), m_wake(eventfd(0, EFD_CLOEXEC)) {
-        const int fd = fuse_session_fd(m_session);
-        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-    }
+    explicit FuseMount(MountedTree& tree) : m_shown{tree, {}}, m_wake(eventfd(0, EFD_CLOEXEC)) {}
     ~FuseMount() override {
-        fuse_unmount(m_fuse);
-        fuse_destroy(m_fuse);
+        if (m_isMounted) {
+            fuse_session_unmount(m_session);
+        }
+        if (m_session != nullptr) {
+            fuse_session_destroy(m_session);
+        }
+    }
+
+    bool Mount(const std::string& folder) {
+        std::string program = "rampart";
+        std::string option = "-o";
+        std::string options = "ro,nosuid,nodev,fsname=rampart,subtype=rampart";
+        char* arguments[] = {program.data(), option.data(), options.data()};
+        fuse_args list = FUSE_ARGS_INIT(static_cast<int>(std::size(arguments)), arguments);
+        static const fuse_lowlevel_ops operations = Operations();
+        m_session = fuse_session_new(&list, &operations, sizeof operations, &m_shown);
+        fuse_opt_free_args(&list);
+        m_isMounted = m_session != nullptr && fuse_session_mount(m_session, folder.c_str()) == 0;
+        if (m_isMounted) {
+            const int fd = fuse_session_fd(m_session);
+            fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+        }
+        return m_isMounted;
     }
 
     void Serve(const std::function<bool()>& goOn) override {
@@ -322,8 +464,9 @@ private:
         std::free(buffer.mem);
     }
 
-    fuse* const m_fuse;
-    fuse_session* const m_session;
+    Shown m_shown;
+    fuse_session* m_session = nullptr;
+    bool m_isMounted = false;
     const Descriptor m_wake;
     std::mutex m_mutex;
     std::condition_variable m_ended;
@@ -342,23 +485,12 @@ bool TreeMount::IsAvailable(std::string& reason) {
 
 std::unique_ptr<TreeMount> TreeMount::Mount(TextView folder, MountedTree& tree, std::string& reason) {
     fuse_set_log_func(&OnLog);
-    std::string program = "rampart";
-    std::string option = "-o";
-    std::string options = "ro,nosuid,nodev,fsname=rampart,subtype=rampart";
-    char* arguments[] = {program.data(), option.data(), options.data()};
-    fuse_args list = FUSE_ARGS_INIT(static_cast<int>(std::size(arguments)), arguments);
-    static const fuse_operations operations = Operations();
-    fuse* const made = fuse_new(&list, &operations, sizeof operations, &tree);
-    fuse_opt_free_args(&list);
-    const std::string native = ToNativePath(folder);
-    if (made == nullptr || fuse_mount(made, native.c_str()) != 0) {
+    auto mount = std::make_unique<FuseMount>(tree);
+    if (!mount->Mount(ToNativePath(folder))) {
         reason = LastLog();
-        if (made != nullptr) {
-            fuse_destroy(made);
-        }
         return nullptr;
     }
-    return std::make_unique<FuseMount>(made);
+    return mount;
 }
 
 }  // namespace rampart::platform

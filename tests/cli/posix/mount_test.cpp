@@ -30,7 +30,7 @@ protected:
     }
     void TearDown() override {
         if (mounted) {
-            End();
+            EXPECT_EQ(0, End());
         }
         umount2(look.c_str(), MNT_DETACH);
     }
@@ -255,22 +255,51 @@ TEST_F(CliMount, AMomentStaysTheSameWhileBackupsRunAndTheLatestFollows) {
     NextSecond();
     int const open = ::open((look + "/latest/d/d/big").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_LE(0, open);
+    int const folder = ::open((look + "/latest/d/d").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_LE(0, folder);
     tree.Write("d/a", "second");
     tree.Write("d/big", "small now");
     tree.Write("d/new", "n");
     fs::remove_all(tree.Path("d/gone"));
-    ASSERT_EQ(0, Backup({tree.Native("d")}).exitCode);
+    TempFolder const output;
+    WriteMany(tree, 3000, 500);
+    {
+        auto const backup = ChildProcess::Start({RAMPART_PROGRAM,
+                                                 {"backup", tree.Native("d"), "--vault", Vault()},
+                                                 output.Native("out"),
+                                                 output.Native("err"),
+                                                 user});
+        while (!backup->HasEnded()) {
+            ASSERT_EQ("one", Content("at/" + first + "/d/d/a"));
+            ASSERT_EQ(3u, NamesIn(look + "/at/" + first + "/d/d").size());
+            std::string const latest = Content("latest/d/d/a");
+            ASSERT_TRUE(latest == "one" || latest == "second") << latest;
+        }
+        ASSERT_EQ(0, backup->Wait()) << output.Read("err");
+    }
 
     EXPECT_EQ("one", Content("at/" + first + "/d/d/a"));
     EXPECT_EQ(3'000'000u, Content("at/" + first + "/d/d/big").size());
     EXPECT_THAT(NamesIn(look + "/at/" + first + "/d/d"), UnorderedElementsAre("a", "big", "gone"));
     EXPECT_EQ("x", Content("at/" + first + "/d/d/gone/x"));
-    char byte = 0;
-    EXPECT_EQ(1, pread(open, &byte, 1, 2'999'999));
-    EXPECT_EQ('b', byte);
-    close(open);
     EXPECT_TRUE(WaitFor([&] { return Content("latest/d/d/a") == "second"; }));
     EXPECT_TRUE(WaitFor([&] { return fs::exists(look + "/latest/d/d/new"); }));
+    // Whoever was in a folder, or has a file open, stays with what it was, beside those who come to the new
+    // one.
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ("small now", Content("latest/d/d/big"));
+        std::string bytes(3'000'000, '\0');
+        EXPECT_EQ(1, pread(open, bytes.data(), 1, 2'999'999));
+        EXPECT_EQ(9, pread(open, bytes.data(), 9, 0));
+        EXPECT_EQ("bbbbbbbbb", bytes.substr(0, 9));
+        struct stat status {};
+        EXPECT_EQ(0, fstat(open, &status));
+        EXPECT_EQ(3'000'000, status.st_size);
+        EXPECT_EQ(0, fstatat(folder, "gone/x", &status, 0));
+        EXPECT_EQ(-1, fstatat(folder, "new", &status, 0));
+    }
+    close(open);
+    close(folder);
     // Both runs are listed, and a task that comes later is there, too.
     EXPECT_TRUE(WaitFor([&] { return NamesIn(look + "/at").size() == 2; }));
     ASSERT_EQ(0, Backup({tree.Native("d"), "--name", "other"}).exitCode);
