@@ -21,8 +21,8 @@ struct MountedStatus {
     int64_t changeTime = 0;
     // Null, or those of another kind of system: it is the mounting user's own.
     std::shared_ptr<const Attributes> attributes;
-    // Where what stands under the path may be another thing later: a path that leads to this one for ever. Empty
-    // where the path itself does, once the one above it does.
+    // Where what stands under the path may be another thing later: a path that leads to this one for ever.
+    // Empty where the path itself does, once the one above it does.
     Text lastingPath;
 };
 
@@ -35,8 +35,8 @@ public:
     virtual bool Read(uint64_t offset, size_t size, std::string& bytes) = 0;
 };
 
-// What is shown. Paths are engine names with a backslash before each; empty is the mounted folder itself. Below
-// a lasting path nothing changes. Any thread, several at once.
+// What is shown. Paths are engine names with a backslash before each; empty is the mounted folder itself.
+// Below a lasting path nothing changes. Any thread, several at once.
 class MountedTree {
 public:
     using Visitor = std::function<void(const Text& name, const MountedStatus& status)>;

@@ -38,7 +38,8 @@ std::string Below(const CString& top, const std::vector<std::string>& names, siz
 // Known to the second: the whole of it is meant, as far as it has passed.
 int64_t EndOfRun(const MountedTask& task) {
     constexpr int64_t kNanoseconds = 1'000'000'000;
-    return std::min<int64_t>((*task.lastRun + 1) * kNanoseconds - 1, platform::CurrentClock().NowNanoseconds());
+    return std::min<int64_t>((*task.lastRun + 1) * kNanoseconds - 1,
+                             platform::CurrentClock().NowNanoseconds());
 }
 
 }  // namespace

@@ -31,6 +31,8 @@ constexpr std::chrono::milliseconds kAskPeriod{100};
 constexpr int64_t kNanoseconds = 1'000'000'000;
 constexpr uint64_t kStatBlock = 512;
 constexpr uint32_t kPieceBytes = 4096;
+// Of an entry that is not looked up yet; one with number 0 would be passed over.
+constexpr fuse_ino_t kUnknownNumber = 0xffffffff;
 // How long the system may believe a name, and what was told of a file: where it lasts, and where it does not.
 constexpr double kLastingSeconds = 60;
 constexpr double kShortSeconds = 1;
@@ -269,10 +271,11 @@ void List(fuse_req_t request, fuse_ino_t node, size_t size, off_t offset, fuse_f
             const bool isDots = at < 2;
             const std::string name = isDots ? std::string(at + 1, '.') : NameToNative(entries[at - 2].first);
             entry.attr.st_mode = S_IFDIR;
+            entry.attr.st_ino = kUnknownNumber;
             if (!isDots && withStatus) {
                 entry = EntryOf(shown, node, entries[at - 2].first, entries[at - 2].second);
             } else if (!isDots) {
-                entry.attr = StatOf(entries[at - 2].second, 0);
+                entry.attr = StatOf(entries[at - 2].second, kUnknownNumber);
             }
             const auto next = static_cast<off_t>(at + 1);
             char* const place = buffer.data() + used;
