@@ -219,9 +219,6 @@ TEST_F(CliMount, ShowsEveryMomentAsARestoreBringsItBack) {
     MakeVault();
     RandomTree random(tree);
     std::vector<std::string> moments;
-    for (int i = 0; i < 2000; ++i) {  // more than the system asks for at once
-        tree.Write("d/many/file " + std::to_string(i), std::to_string(i));
-    }
     for (int run = 0; run < 3; ++run) {
         random.Change(30);
         ASSERT_EQ(0, Backup({tree.Native("d"), "--versions", "100"}).exitCode);
@@ -234,10 +231,8 @@ TEST_F(CliMount, ShowsEveryMomentAsARestoreBringsItBack) {
         TempFolder const target;
         ASSERT_EQ(0, Rampart({"restore", "d", "--into", target.Native(), "--at", moment, "--vault", Vault()})
                          .exitCode);
-        // Names alone are asked for in another way than names of which more is asked.
-        EXPECT_EQ(2000u, NamesIn(look + "/at/" + moment + "/d/d/many").size());
         auto const expected = FactsBelow(target.Path());
-        EXPECT_LT(2010u, expected.size());
+        EXPECT_LT(10u, expected.size());
         EXPECT_EQ(expected, FactsBelow(look + "/at/" + moment + "/d")) << moment;
         if (moment == moments.back()) {
             EXPECT_EQ(expected, FactsBelow(look + "/latest/d"));
@@ -340,6 +335,22 @@ TEST_F(CliMount, ListsTheRunsAndTakesAnyMoment) {
         EXPECT_EQ(-1, ::open((look + place).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
         EXPECT_EQ(EROFS, errno) << place;
     }
+}
+
+TEST_F(CliMount, ListsFoldersOfManyNames) {
+    TempFolder const tree;
+    for (int i = 0; i < 600; ++i) {
+        tree.Write("d/many/a longer name " + std::to_string(i), "");
+    }
+    MakeVault();
+    ASSERT_EQ(0, Backup({tree.Native("d")}).exitCode);
+    if (std::string const reason = Mount(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    // Names alone are asked for in another way than names of which more is asked.
+    EXPECT_EQ(600u, NamesIn(look + "/latest/d/d/many").size());
+    EXPECT_EQ(ReadTree(tree.Path("d")), ReadTree(look + "/latest/d/d"));
+    EXPECT_EQ(600u, NamesIn(look + "/latest/d/d/many").size());
 }
 
 TEST_F(CliMount, ManyReadAtOnceWhatTheyAskFor) {
