@@ -4,6 +4,7 @@ build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libfmt-dev libspdlog-dev libpugixml-dev libutf8proc-dev libre2-dev libsqlite3-dev libzstd-dev
     libboost1.81-dev libsodium-dev libcli11-dev nlohmann-json3-dev
+    libfuse3-dev fuse3
 )
 # xfsprogs: a file system that shares content between files.
 test_packages=(libgtest-dev libgmock-dev clang-format python3 xfsprogs)

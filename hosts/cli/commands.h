@@ -18,6 +18,8 @@ std::string NothingInState(std::string const& what, std::string const& at,
                            std::optional<long long> const& moment, long long firstStored);
 int RunList(CommonOptions const& common, ListOptions const& options);
 int RunVersions(CommonOptions const& common, ListOptions const& options);
+int RunDiff(CommonOptions const& common, DiffOptions const& options);
+int RunMount(CommonOptions const& common, MountOptions const& options);
 int RunStatus(CommonOptions const& common, StatusOptions const& options);
 int RunEvents(CommonOptions const& common, EventOptions const& options);
 int RunTaskChange(CommonOptions const& common, ChangeKind kind, TaskOptions const& options);

@@ -22,6 +22,8 @@ Examples:
   rampart versions ~/documents/letter.odt         the versions kept of one file
   rampart restore documents --into /tmp/back      everything, as it was last
   rampart restore documents --into /tmp/old --at '2026-11-20 18:00'
+  rampart diff documents                          what changed on the disk since the last backup
+  rampart mount /mnt/look                         the vault as a folder: latest/, at/2026-11-20T18:00/
   rampart task add ~/documents --name documents --daily 02:30
   rampart task next                               when and why each task runs next
   rampart status --watch                          what runs at this moment
@@ -36,6 +38,8 @@ struct CommandLine {
     RestoreOptions restore;
     ListOptions list;
     ListOptions versions;
+    DiffOptions diff;
+    MountOptions mount;
     StatusOptions status;
     EventOptions events;
     VerifyOptions verify;
@@ -119,6 +123,27 @@ void AddListings(CLI::App& app, CommandLine& line, int& exitCode) {
     versions->add_option("file", line.versions.path, "A local file that is backed up, or a path in the vault")
         ->required();
     versions->callback([&] { exitCode = RunVersions(line.common, line.versions); });
+
+    CLI::App* const diff =
+        app.add_subcommand("diff", "List what differs between two moments, or a moment and the disk");
+    diff->add_option("what", line.diff.what, "Name of a task, or a path in the vault")->required();
+    diff->add_option("--at", line.diff.at,
+                     "A moment of local time. Twice: from the first to the second; once: from it to the disk "
+                     "as it is now; not at all: from what was stored last to the disk")
+        ->allow_extra_args(false);
+    diff->footer(
+        "+ added, - gone, M content changed, A only attributes (rights, owner, time, ...), T of another "
+        "kind.");
+    diff->callback([&] { exitCode = RunDiff(line.common, line.diff); });
+
+    CLI::App* const mount = app.add_subcommand("mount", "Show the vault as a folder, for reading");
+    mount->add_option("folder", line.mount.folder, "An empty folder")->required();
+    mount->add_flag("--foreground", line.mount.foreground, "Stay with the terminal, until Ctrl-C");
+    mount->footer(
+        "latest/TASK is a task as its last run left it, at/MOMENT/TASK as it was then; at/ lists the runs of "
+        "which "
+        "this\nmachine knows, and any moment can be typed, as for --at. End it with: fusermount3 -u FOLDER");
+    mount->callback([&] { exitCode = RunMount(line.common, line.mount); });
 }
 
 void AddWatching(CLI::App& app, CommandLine& line, int& exitCode) {

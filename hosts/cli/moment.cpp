@@ -87,8 +87,11 @@ std::optional<long long> ParseMoment(std::string const& text) {
     try {
         CTime const time(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
         bool const exact = time.GetDay() == fields[2] && time.GetMonth() == fields[1];
-        return exact ? std::optional<long long>(time.GetTime() * kNanosecondsASecond + fraction)
-                     : std::nullopt;
+        if (!exact) {
+            return std::nullopt;
+        }
+        bool const isBeyond = time.GetTime() >= INT64_MAX / kNanosecondsASecond;  // behind all that is stored
+        return isBeyond ? INT64_MAX : time.GetTime() * kNanosecondsASecond + fraction;
     } catch (...) {
         return std::nullopt;  // a field out of range
     }

@@ -50,6 +50,16 @@ struct ListOptions {
     std::string at;
 };
 
+struct DiffOptions {
+    std::string what;             // task name or server path
+    std::vector<std::string> at;  // moments, at most two
+};
+
+struct MountOptions {
+    std::string folder;
+    bool foreground = false;
+};
+
 struct StatusOptions {
     bool watch = false;
 };

@@ -2,6 +2,7 @@
 
 #include "interfaces/baselib.h"
 #include "paths/path_manage.h"
+#include "platform/background.h"
 #include "platform/clock.h"
 #include "platform/path_mapping.h"
 #include "platform/process.h"
@@ -81,6 +82,14 @@ void CatchInterrupts() {
 
 bool IsInterrupted() {
     return platform::IsInterrupted();
+}
+
+bool GoToBackground(int& exitCode) {
+    return platform::GoToBackground(exitCode);
+}
+
+void TellBackgroundStarted() {
+    platform::TellBackgroundStarted();
 }
 
 void SleepMilliseconds(unsigned int milliseconds) {

@@ -50,6 +50,11 @@ private:
     std::unique_ptr<platform::KeyReader> m_reader;
 };
 
+// Lets the program go on without the terminal; before anything is opened. True in the one that goes on, false
+// in the one that was called, which is to end with `exitCode` then. See platform/background.h.
+VAULTLIB_API bool GoToBackground(int& exitCode);
+VAULTLIB_API void TellBackgroundStarted();
+
 VAULTLIB_API void SleepMilliseconds(unsigned int milliseconds);
 // Ends this process where it stands, for a host in which a run hangs and that has done all else.
 [[noreturn]] VAULTLIB_API void EndProcessAtOnce(int exitCode);

@@ -29,6 +29,8 @@
 #include "progress/simple_prg.h"
 #include "progress/task_prg.h"
 #include "restore/task_places.h"
+#include "restore/vault_difference.h"
+#include "restore/vault_mount.h"
 #include "restore/vault_restore.h"
 #include "run/copy_progress.h"
 #include "task/backup_task.h"

@@ -4,16 +4,11 @@
 
 #include "platform/error.h"
 #include "platform/temporary_name.h"
+#include "restore/time_compare.h"
 #include "storage/server_path.h"
 
 namespace rampart {
 namespace {
-
-// As far as the file system that gave `there` can tell: some know only tenths of a microsecond.
-bool IsSameTime(int64_t there, int64_t stored) {
-    constexpr int64_t kCoarse = 100;
-    return there == stored || (there % kCoarse == 0 && stored - there > 0 && stored - there < kCoarse);
-}
 
 constexpr char kNoName[] = "its name would lead out of the folder, or no file can have it here";
 

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
+#include <ctime>
 
 #include "support/child_process.h"
 #include "support/program_outcome.h"
@@ -40,6 +42,18 @@ protected:
     void ExpectClean() {
         Outcome const verified = Rampart({"vault", "verify", "--read-data", "--vault", Vault()});
         EXPECT_EQ(0, verified.exitCode) << verified.out << verified.err;
+    }
+    // Behind all that was done so far, as a person types it.
+    static std::string Now() {
+        auto const now = std::chrono::system_clock::now();
+        std::time_t const seconds = std::chrono::system_clock::to_time_t(now);
+        auto const fraction = now - std::chrono::system_clock::from_time_t(seconds);
+        char text[64];
+        size_t const length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&seconds));
+        std::snprintf(
+            text + length, sizeof text - length, ".%09lld",
+            static_cast<long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(fraction).count()));
+        return text;
     }
     void ExpectRestores(std::string const& task, std::filesystem::path const& source) {
         TempFolder const target;

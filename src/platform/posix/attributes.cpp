@@ -209,8 +209,8 @@ private:
         if (!m_options.owner) {
             return;
         }
-        const uid_t owner = Users().NumberOf(m_attributes.ownerName).value_or(m_attributes.owner);
-        const gid_t group = Groups().NumberOf(m_attributes.groupName).value_or(m_attributes.group);
+        const uid_t owner = OwnerNumber(m_attributes);
+        const gid_t group = GroupNumber(m_attributes);
         m_isOwners = true;
         if (status.st_uid == owner && status.st_gid == group) {
             return;
@@ -312,6 +312,14 @@ private:
 };
 
 }  // namespace
+
+uint32_t OwnerNumber(const Attributes& attributes) {
+    return Users().NumberOf(attributes.ownerName).value_or(attributes.owner);
+}
+
+uint32_t GroupNumber(const Attributes& attributes) {
+    return Groups().NumberOf(attributes.groupName).value_or(attributes.group);
+}
 
 std::string ReadAttributes(int fd) {
     return ReadFrom(fd, "", AT_EMPTY_PATH, {fd, nullptr});

@@ -16,4 +16,8 @@ std::string ReadAttributes(int fd);
 bool ApplyAttributesAt(int directory, const char* name, std::string_view bytes, const ApplyOptions& options,
                        std::vector<std::string>& missed);
 
+// The owner and the group by their names where this system knows them, else by their numbers.
+uint32_t OwnerNumber(const Attributes& attributes);
+uint32_t GroupNumber(const Attributes& attributes);
+
 }  // namespace rampart::platform
