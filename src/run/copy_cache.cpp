@@ -48,7 +48,8 @@ bool IsNoRoom(uint32_t error) {
 }
 
 // 0 on success, otherwise the system's error number.
-uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress) {
+uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* progress,
+                  bool mustRest = true) {
     CString const from = ApiUtil::PathToFullPath(source);
     CString const to = ApiUtil::PathToFullPath(target);
     bool const done = rampart::platform::CopyFileContent(
@@ -57,7 +58,7 @@ uint32_t CopyOnce(CString const& source, CString const& target, CTaskPrgClass* p
             return rampart::CopyProgressRoutine(static_cast<__int64>(total), static_cast<__int64>(moved),
                                                 progress) == rampart::kCopyGoOn;
         },
-        /*mustRest=*/true);
+        mustRest);
     return done ? 0 : rampart::platform::LastError();
 }
 
@@ -152,6 +153,12 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
                     return 1;
                 }
                 DebugLine(_T("Copy: VSSCopy error- ") + source);
+            }
+            // An old copy is worth less than one of parts that were written at different times.
+            if (!rampart::IsCancelled(m_pTaskPrg) && number == rampart::platform::kSharingViolation &&
+                CopyOnce(source, target, m_pTaskPrg, /*mustRest=*/false) == 0) {
+                NoteSkippedEntry({source, rampart::DictionaryText(_T("StoredWhileWritten")), false});
+                return 1;
             }
             if (rampart::IsCancelled(m_pTaskPrg)) {
                 return 0;

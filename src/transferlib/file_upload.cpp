@@ -56,6 +56,7 @@ ServiceResult FileUpload::Run() {
             break;
         }
         ++reads;
+        m_takesAsItIs = reads == kMostSourceReads - 1;
     }
     return result;
 }
@@ -71,10 +72,19 @@ ServiceResult FileUpload::SendOnce() {
     if (ServiceResult sent = SendContent(); !sent.Ok()) {
         return sent;
     }
-    if (m_source.CheckUnchanged() != kOk || m_sent != m_commit.size) {
+    const bool isAtRest = m_source.CheckUnchanged() == kOk && m_sent == m_commit.size;
+    if (!isAtRest && !m_takesAsItIs) {
         return {kSourceChanged, m_source.Name() + ": " + ServiceCodeText(kSourceChanged)};
     }
-    return m_connection.CommitFiles({&m_commit, 1});
+    if (!isAtRest) {
+        m_commit.size = m_sent;
+        m_commit.changeTime = 0;  // that of no content which the file ever had
+    }
+    ServiceResult committed = m_connection.CommitFiles({&m_commit, 1});
+    if (!isAtRest && committed.Ok()) {
+        NoteSkippedEntry({m_source.Path(), DictUtil::GetValue(_T("StoredWhileWritten"), CString()), false});
+    }
+    return committed;
 }
 
 ServiceResult FileUpload::SendContent() {
@@ -89,14 +99,17 @@ ServiceResult FileUpload::SendContent() {
         return told;
     }
     for (bool end = false; !end;) {
-        const size_t wanted = buffer.size() - held;
+        size_t wanted = buffer.size() - held;
+        if (m_takesAsItIs) {
+            wanted = std::min(wanted, static_cast<size_t>(m_source.Size()) - static_cast<size_t>(offset));
+        }
         size_t read = 0;
         if (const int code = m_source.Read(offset, buffer.data() + held, wanted, read)) {
             return {code, m_source.Message()};
         }
         offset += read;
         held += read;
-        end = read < wanted;
+        end = read < wanted || (m_takesAsItIs && offset == static_cast<uint64_t>(m_source.Size()));
         if (static_cast<int64_t>(offset) > m_source.Size()) {
             break;  // it grows, and is read again or given up
         }

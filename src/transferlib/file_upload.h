@@ -21,7 +21,8 @@ FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source)
 // Why this account may not store a file of that name and size; kOk if it may.
 ServiceResult CheckFileAllowed(ServiceConnection& connection, const std::string& name, int64_t size);
 
-// Reads, cuts, names and sends a file. A file that changes under the read is read again.
+// Reads, cuts, names and sends a file. A file that changes under the read is read again a few times, and then
+// stored as it was found, with a note.
 class FileUpload {
 public:
     FileUpload(ServiceConnection& connection, CString localPath, CString origin, CString serverFolder,
@@ -51,9 +52,10 @@ private:
     const CString m_serverFolder;
 
     FileCommit m_commit;
-    bool m_sendAll = false;  // also what the service said it has
-    int64_t m_sent = 0;      // bytes of this reading
-    int64_t m_told = 0;      // bytes told to the callback, over all readings
+    bool m_sendAll = false;      // also what the service said it has
+    bool m_takesAsItIs = false;  // a file that never comes to rest: as much as there was at first
+    int64_t m_sent = 0;          // bytes of this reading
+    int64_t m_told = 0;          // bytes told to the callback, over all readings
     int64_t m_shownPart = 0;
 };
 

@@ -159,6 +159,7 @@ constexpr const char* kPlainTexts[] = {
     "RecordChangesError",
     "VaultIsSource",
     "SourceVanished",
+    "StoredWhileWritten",
 };
 
 CString TextOf(const char* key) {

@@ -1,5 +1,7 @@
 // Whole runs over a real vault: what was backed up comes back, and what was not is named.
+#include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <thread>
 
@@ -231,6 +233,43 @@ TEST_F(BackupRun, ATaskWithoutAServerFolderStaysInTheRegistryUntilItIsEnded) {
     EXPECT_EQ(TaskStateRunning, task.m_state);
     task.EndTask();
     EXPECT_FALSE(ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task));
+}
+
+// A disk image, a log: an old copy, or none, is worth less than one that may be torn.
+TEST_F(BackupRun, WhatIsWrittenAllTheTimeIsStoredAsItIsFoundAndItsOldStateKept) {
+    constexpr int kMostRuns = 200;  // until one met a write in the middle of its copy, again and again
+    TempFolder const tree;
+    tree.Write("d/image", std::string(6 << 20, 'x'));
+    CBackupTask& task = MakeTask("t", {tree.Native("d")});
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    int runs = 0;
+    {
+        std::atomic<bool> isEnding = false;
+        std::atomic<int> writes = 0;
+        std::thread writer([&] {
+            std::ofstream stream(tree.Path("d/image"), std::ios::app);
+            while (!isEnding) {
+                stream << "more" << std::flush;
+                ++writes;
+            }
+        });
+        for (skipped.clear(); skipped.empty() && runs < kMostRuns; ++runs) {
+            int const before = writes;
+            while (writes == before) {
+                platform::SleepMilliseconds(1);
+            }
+            EXPECT_EQ(TaskStateFinished, Run(task));
+        }
+        isEnding = true;
+        writer.join();
+    }
+    EXPECT_THAT(skipped, testing::UnorderedElementsAre(testing::Pair(
+                             tree.Native("d/image"), testing::HasSubstr("written to all the time"))));
+    EXPECT_FALSE(VersionNames(task, task.m_serverFilePath + _T("\\d\\image")).empty());
+    // At rest it is stored whole with the next run.
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    EXPECT_TRUE(skipped.empty());
+    EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
 }
 
 }  // namespace rampart::test

@@ -106,7 +106,7 @@ TEST_F(TransferTest, WhatCannotBeReadIsSkippedWithItsOwnCode) {
     EXPECT_FALSE(files.Exists("b"));
 }
 
-TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainOrSkipped) {
+TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainAndThenTakenAsItIs) {
     files.Write("a", Noise(3'000'000, 1));
     int changes = 0;
     service->Before("PutChunks", [&] {
@@ -124,9 +124,9 @@ TEST_F(TransferTest, AFileThatChangesUnderTheReadIsReadAgainOrSkipped) {
         ++seed;
         files.Write("a", Noise(3'000'000 + seed, seed));
     });
-    EXPECT_EQ(Upload("a", _T("\\docs")), kSourceChanged);
+    EXPECT_EQ(Upload("a", _T("\\docs")), kOk) << "an older one is worth less than one that may be torn";
     service->Before("PutChunks", {});
-    EXPECT_EQ(Download(_T("\\docs\\a")), "short") << "the copy that was whole stays";
+    EXPECT_GE(Download(_T("\\docs\\a")).size(), 3'000'000u);
 }
 
 TEST_F(TransferTest, ContentThatTheServiceLostIsSentAgain) {
