@@ -33,5 +33,7 @@ int RunVaultStats(CommonOptions const& common);
 int RunVaultRepair(CommonOptions const& common);
 int RunVaultGet(CommonOptions const& common, SettingOptions const& options);
 int RunVaultSet(CommonOptions const& common, SettingOptions const& options);
+int RunConfigGet(CommonOptions const& common, SettingOptions const& options);
+int RunConfigSet(CommonOptions const& common, SettingOptions const& options);
 
 }  // namespace rampart::cli

@@ -184,6 +184,18 @@ void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
     set->callback([&] { exitCode = RunVaultSet(line.common, line.setting); });
 }
 
+void AddConfig(CLI::App& app, CommandLine& line, int& exitCode) {
+    CLI::App* const config = app.add_subcommand("config", "What holds for all tasks of this machine");
+    config->require_subcommand(1);
+    CLI::App* const get = config->add_subcommand("get", "Show the settings of this program");
+    get->add_option("key", line.setting.key, "Which one (default: all)");
+    get->callback([&] { exitCode = RunConfigGet(line.common, line.setting); });
+    CLI::App* const set = config->add_subcommand("set", "Change a setting of this program");
+    set->add_option("key", line.setting.key, "Which one, as \"config get\" lists them")->required();
+    set->add_option("value", line.setting.value, "Its value, or default")->required();
+    set->callback([&] { exitCode = RunConfigSet(line.common, line.setting); });
+}
+
 int Main(int argc, char** argv) {
     CLI::App app{"Rampart keeps versions of your files in a vault, and brings them back."};
     app.name("rampart");
@@ -201,6 +213,7 @@ int Main(int argc, char** argv) {
     AddWatching(app, line, exitCode);
     AddTaskCommands(app, line.common, line.task, exitCode);
     AddVault(app, line, exitCode);
+    AddConfig(app, line, exitCode);
     std::vector<std::string> arguments = host::ArgumentsForParser(argc, argv);
     CompleteOverwrite(arguments);
     std::vector<std::string> const typed = arguments;

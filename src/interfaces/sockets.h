@@ -158,6 +158,7 @@ private:
 class VAULTLIB_API SocketUtilities {
 public:
     // The system's sockets are set up at their first use and go with the process, so both only succeed.
+    // For hosts that call them at their start and end.
     static int InitWinSock() { return 1; }
     static int CleanWinSock() { return 1; }
     // The address that both ends use. Nonzero if the buffer of `size` characters holds it.

@@ -199,6 +199,7 @@ public:
     static void SetSuspendStatus(int suspend);  // 1 holds all transfers of the process, 0 lets them go on
     static int GetVersionFromServer(int);
     static void SetProgressID(CString id);
+    // For hosts that read and set them beside the engine.
     static CString GetProgressID();
     static void SetDropBoxDropBoxUniqueID(CString id);
     // First value of `key` in a reply; empty if there is none.

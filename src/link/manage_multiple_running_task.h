@@ -54,7 +54,7 @@ public:
     // Stops all that run, one after the other, and waits for each.
     static void StopTasks();
 
-    // The named task's items in transfer; nothing if it does not run.
+    // The named task's items in transfer, for a host that shows them; nothing if it does not run.
     void StoreProgressList(CString const& name, CArchive& archive);
     // A 4-byte count and the names; one empty name when there is none.
     void StoreTaskInfoForUI(CArchive& archive);

@@ -29,7 +29,8 @@ public:
     CBackupManage();
     ~CBackupManage() override;
 
-    // ---- What a host's display reads ----
+    // ---- What a host's display reads; what no program here calls is for hosts with screens, here and in the
+    // task list and the task in creation ----
     virtual int RefreshTaskInfo(CBackupTask* task, int);
     virtual int SetWorkingFile(CString file, CString serverFile);
     virtual int SetCopyingFile(CString file);

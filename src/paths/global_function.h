@@ -16,7 +16,7 @@ enum CompareLocalAndServer {
 
 class VAULTLIB_API GlobalFunction {
 public:
-    // ---- Host hooks (engine) ----
+    // ---- Host hooks (engine); what no program here calls is for hosts with a window ----
     static int QuilMessageBox(TCHAR const* text, unsigned int type, unsigned long timeoutSeconds, int);
     static int IsNeedShowPrg();
     static int AskUIForShellExecute(CString const& verb, CString const& target);

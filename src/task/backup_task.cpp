@@ -255,7 +255,7 @@ void CBackupTask::EndTask() {
     bool const isOwnRun = worker != 0 && worker == rampart::CurrentThreadId();
     auto isThere = [&] { return registry->IsWorking(this) || (!isOwnRun && HasThreads()); };
     bool const wasWorking = registry->IsWorking(this);
-    registry->AskToStop(this);
+    EndWorkingTask();
     for (uint32_t waited = 0; waited < kEndTimeoutMs && isThere(); waited += kEndPollMs) {
         if (waited == kCutAfterMs && m_pTaskPrg != nullptr) {
             m_pTaskPrg->CancelMe();
@@ -276,10 +276,7 @@ void CBackupTask::EndTask() {
 }
 
 void CBackupTask::EndWorkingTask() {
-    if (ManageMultipleRunningTask::GetInstance()->IsWorking(this) && m_pTaskPrg != nullptr) {
-        m_pTaskPrg->Stop(m_taskName,
-                         static_cast<unsigned long>(CalcuteSecondsForUploadTaskToServerDatabase()));
-    }
+    ManageMultipleRunningTask::GetInstance()->AskToStop(this);
 }
 
 void CBackupTask::ClearTask() {

@@ -31,7 +31,7 @@ public:
     // Nonzero if both objects describe the same backup.
     int operator==(CBackupTask& other);
 
-    // ---- The record: small accessors ----
+    // ---- The record: small accessors. Those that no program here calls are for hosts with screens ----
     CTime GetDating() const { return m_dating; }
     CTime GetBeginDate() const { return m_beginDate; }
     CTime GetEndDate() const { return m_endDate; }

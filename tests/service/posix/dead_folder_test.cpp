@@ -23,6 +23,10 @@ TEST_F(ServiceProgram, FolderThatDoesNotAnswerHoldsUpItsOwnTaskOnly) {
         ASSERT_EQ(0, Task({"run", "far", "--no-wait"}).exitCode);
         ASSERT_TRUE(WaitForLog("task 'far' started"));
         EXPECT_EQ("running", Show("far")["state"]);
+        // The choice for all tasks arrives at once: another one has a place beside it.
+        EXPECT_EQ(0, Rampart({"config", "set", "tasks-at-once", "2"}).exitCode);
+        EXPECT_EQ(0, Task({"run", "docs"}).exitCode);
+        EXPECT_EQ(0, Rampart({"config", "set", "tasks-at-once", "default"}).exitCode);
         Outcome const edit = Task({"edit", "far", "--versions", "5"});
         EXPECT_EQ(1, edit.exitCode);
         EXPECT_THAT(edit.err, HasSubstr("does not end; does one of its folders not answer?"));
