@@ -46,9 +46,8 @@ bool UploadDriver::Stretch(TCHAR const* threadedSuffix, TCHAR const* sequentialS
 }
 
 int UploadDriver::Run() {
-    if (IsThreaded()) {
-        m_limit = DictUtil::GetConfigInt(_T("Function"), _T("MultipleThreadCount"), _T(""), _T(""));
-    } else {
+    m_limit = DictUtil::GetConfigInt(_T("Function"), _T("MultipleThreadCount"), _T(""), _T(""));
+    if (!IsThreaded()) {
         DebugLine(_T("Task: start bengin uploading data"));
     }
     bool aborted = false;
@@ -97,6 +96,10 @@ UploadDriver::Next UploadDriver::TakePath(CString& path, bool& isFolder) {
         m_isCut = !m_paths->IsEmpty() && IsRunEnding(Progress());
         if (m_paths->IsEmpty() || m_isCut) {
             return Next::kLeave;
+        }
+        if (m_task.GetRunningUploadCount() >= std::max(1, m_limit)) {
+            platform::SleepMilliseconds(kAtLimitPollMs);
+            return Next::kAgain;
         }
         path = m_paths->RemoveHead();
     }

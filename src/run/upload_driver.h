@@ -50,7 +50,7 @@ private:
     CString m_topFolder;
     __int64& m_result;
     bool m_isCut = false;        // a cancel or the end of the application came before the last path
-    int m_limit = 0;             // workers allowed, on the threaded road
+    int m_limit = 0;             // workers allowed
     __int64 m_endedBy = 0;       // code that ended the upload before its last path
     CStringList m_waitList{10};  // files that the open batch holds
     CString m_joinedNames;

@@ -235,6 +235,32 @@ TEST_F(BackupRun, ATaskWithoutAServerFolderStaysInTheRegistryUntilItIsEnded) {
     EXPECT_FALSE(ManageMultipleRunningTask::GetInstance()->FindWorkingTask(&task));
 }
 
+TEST_F(BackupRun, NoMoreFilesAreSentAtOnceThanTheConfigurationSays) {
+    constexpr int kWorkers = 2;
+    ASSERT_TRUE(DictUtil::SetConfigString(_T("Function"), _T("MultipleThreadCount"), _T("2")));
+    for (char const* const copyThread : {"0", "1"}) {
+        SCOPED_TRACE(copyThread);
+        TempFolder const tree;
+        for (int i = 0; i < 12; ++i) {
+            tree.Write("d/" + std::to_string(i), copyThread + std::to_string(i) + std::string(2 << 20, 'x'));
+        }
+        std::shared_ptr<ScriptedService> const service = home.Script();
+        ASSERT_TRUE(service->SetSetting("ParallelTransfer", "1").Ok());
+        SetStorageService(service);
+        home.SetOption(_T("SupportCopyThread"), CString::FromUtf8(copyThread));
+        CBackupTask& task = MakeTask(std::string("t") + copyThread, {tree.Native("d")});
+        std::atomic<int> most = 0;
+        service->Before("PutChunks", [&] {
+            most = std::max(most.load(), task.GetRunningUploadCount());
+            platform::SleepMilliseconds(5);
+        });
+        ASSERT_EQ(TaskStateFinished, Run(task));
+        EXPECT_GT(most, 0);
+        EXPECT_LE(most, kWorkers);
+        EXPECT_EQ(ReadTree(tree.Path()), Restored(task.m_serverFilePath));
+    }
+}
+
 // A disk image, a log: an old copy, or none, is worth less than one that may be torn.
 TEST_F(BackupRun, WhatIsWrittenAllTheTimeIsStoredAsItIsFoundAndItsOldStateKept) {
     constexpr int kMostRuns = 200;  // until one met a write in the middle of its copy, again and again
