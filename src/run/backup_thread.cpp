@@ -14,6 +14,7 @@
 #include "run/copy_cache.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
+#include "run/server_match.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
@@ -38,6 +39,9 @@ public:
     // run.
     bool Begin();
     void Stages();
+    // What the run did not come to stands on the ledger, with the code that ended it: each path of the list
+    // for itself, the files of a folder that could not be made too. Not after an end that the user wished.
+    void NoteRest();
     __int64& Result() { return m_result; }
 
 private:
@@ -50,6 +54,7 @@ private:
     void UploadInSequence();
     void UploadThroughCache();
     void JoinCopyThread();
+    void NoteRest(CStringList const& paths);
     CTaskPrgClass& Progress() { return *m_task.m_pTaskPrg; }
 
     CBackupTask& m_task;
@@ -86,6 +91,7 @@ bool FullRun::Begin() {
     m_task.InitProgressBar();
     m_task.ClearRunError();
     m_task.m_hadFileFailure = 0;
+    m_task.m_roomRefused = 0;
     // A run without a copy thread does not wait for its workers: their count is that of a new run from here.
     while (m_task.GetRunningUploadCount() > 0) {
         rampart::platform::SleepMilliseconds(kJoinCopyMs);
@@ -220,9 +226,11 @@ void FullRun::UploadThroughCache() {
     CWinThread* const copyThread = AfxBeginThread(&CopyFileToCacheThread, &m_task, rampart::kBelowNormal, 0,
                                                   CWinThread::kCreateSuspended);
     if (copyThread == nullptr) {
+        m_task.m_copyQueueList.RemoveAll();
         UploadInSequence();  // no thread to be had
         return;
     }
+    m_list.RemoveAll();  // the thread's own from here on
     Progress().SetCopyWorker(copyThread);
     copyThread->ResumeThread();
     m_task.UploadFilesFromCahce(0, m_topFolder, m_result);
@@ -232,6 +240,7 @@ void FullRun::UploadThroughCache() {
     }
     JoinCopyThread();
     Progress().SetCopyWorker(nullptr);
+    NoteRest(m_task.GetUploadCachePathList());
     m_task.ClearCopyCacheFiles();
     m_task.ClearCopyTempList();
 }
@@ -251,6 +260,31 @@ void FullRun::JoinCopyThread() {
     }
 }
 
+void FullRun::NoteRest() {
+    NoteRest(m_list);
+    NoteRest(m_task.m_copyQueueList);
+    m_task.m_copyQueueList.RemoveAll();
+}
+
+void FullRun::NoteRest(CStringList const& paths) {
+    if (paths.IsEmpty() || m_result == kCancelled || IsRunEnding(&Progress())) {
+        return;
+    }
+    if (m_result == kOk) {  // the copy thread broke off
+        m_result = kUnexpected;
+        m_task.m_hadFileFailure = 1;  // the task gets its retry
+    }
+    for (POSITION position = paths.GetHeadPosition(); position != nullptr;) {
+        CString const path = paths.GetNext(position);
+        // A file in it may have made the folder before.
+        bool const isMade =
+            KXFolder::IsDirectory(path) && FindServerFolder(m_task.GetTargetSvrFolder(path, 0), path);
+        if (!isMade) {
+            NoteLeftOut(path, m_result);
+        }
+    }
+}
+
 }  // namespace rampart
 
 unsigned int BackupThread(void* data) {
@@ -267,6 +301,7 @@ unsigned int BackupThread(void* data) {
         run.Result() = rampart::kUnexpected;
         rampart::FailRun(&task, DictionaryText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
+    rampart::Guarded(_T("Error: BackupThread"), [&] { run.NoteRest(); });
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
         if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr &&
             !rampart::IsCancelled(task.m_pTaskPrg) && !task.m_emailCacheFolder.IsEmpty()) {
