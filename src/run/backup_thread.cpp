@@ -1,4 +1,5 @@
 // The full run of one task, stage by stage.
+#include <algorithm>
 #include <optional>
 
 #include "engine/vaultlib_app.h"
@@ -12,6 +13,7 @@
 #include "platform/clock.h"
 #include "progress/task_prg.h"
 #include "run/copy_cache.h"
+#include "run/moved_content.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
 #include "run/server_match.h"
@@ -112,7 +114,8 @@ void FullRun::Stages() {
         return;
     }
     __int64 ignored = 0;  // the run goes on whatever was answered; the upload then meets the full account
-    m_task.CheckAccountSpace(m_need, ignored);
+    __int64 const moved = MovedBytes(m_task.m_recordChanges.Gone(), m_list);
+    m_task.CheckAccountSpace(m_need - std::min(moved, std::max<__int64>(0, m_need)), ignored);
     if (EnterFiles() && MakeTargetFolder()) {
         Upload();
         SendRecordChanges();
