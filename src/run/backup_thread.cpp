@@ -279,9 +279,9 @@ void FullRun::NoteRest(CStringList const& paths) {
     }
     for (POSITION position = paths.GetHeadPosition(); position != nullptr;) {
         CString const path = paths.GetNext(position);
-        // A file in it may have made the folder before.
-        bool const isMade =
-            KXFolder::IsDirectory(path) && FindServerFolder(m_task.GetTargetSvrFolder(path, 0), path);
+        // A file in it may have made the folder before, unless nothing was sent at all.
+        bool const isMade = m_result != kConnectionFailed && KXFolder::IsDirectory(path) &&
+                            FindServerFolder(m_task.GetTargetSvrFolder(path, 0), path);
         if (!isMade) {
             NoteLeftOut(path, m_result);
         }
