@@ -18,13 +18,11 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
                                    __int64& r, bool& tryAgain) {
     CString const flag = PathUtilities::IsHidePath(path) ? _T("N") : _T("Y");
     CString const serverPath = serverFolder + _T("\\") + name;
-    CString localPath = path;
     auto make = [&] { return ApiUtil::AddEditFolder(serverPath, name, name, flag); };
     auto fail = [&](__int64 code) {
         r = code;
         rampart::FailRun(this,
                          rampart::DictionaryText(_T("CreateFolderError")) + rampart::ShownPath(serverPath));
-        rampart::NoteLeftOut(localPath, code);
         return false;
     };
     r = make();
@@ -48,7 +46,7 @@ bool CBackupTask::MakeServerFolder(CString const& path, CString const& serverFol
         return false;
     }
     if (r == rampart::kNoSpace) {
-        tryAgain = rampart::UserMadeRoom();
+        tryAgain = rampart::UserMadeRoom(*this);
         if (!tryAgain) {
             LogUploadFileResultInfo(r, reported, path, 0);
         }
@@ -79,7 +77,14 @@ int CBackupTask::BackupDir(CString& path, CString serverFolder, int recurse) {
         }
         bool tryAgain = false;
         if (!MakeServerFolder(path, serverFolder, name, r, tryAgain)) {
-            return tryAgain ? BackupDir(path, serverFolder, recurse) : static_cast<int>(r);
+            if (tryAgain) {
+                return BackupDir(path, serverFolder, recurse);
+            }
+            // Of a folder without its files the upload loop tells.
+            if (recurse != 0 && r != rampart::kCancelled) {
+                rampart::NoteLeftOut(path, r);
+            }
+            return static_cast<int>(r);
         }
     }
     if (r == rampart::kCancelled) {

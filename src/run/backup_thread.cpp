@@ -1,4 +1,5 @@
 // The full run of one task, stage by stage.
+#include <algorithm>
 #include <optional>
 
 #include "engine/vaultlib_app.h"
@@ -12,8 +13,10 @@
 #include "platform/clock.h"
 #include "progress/task_prg.h"
 #include "run/copy_cache.h"
+#include "run/moved_content.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
+#include "run/server_match.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
@@ -38,6 +41,9 @@ public:
     // run.
     bool Begin();
     void Stages();
+    // What the run did not come to stands on the ledger, with the code that ended it: each path of the list
+    // for itself, the files of a folder that could not be made too. Not after an end that the user wished.
+    void NoteRest();
     __int64& Result() { return m_result; }
 
 private:
@@ -50,6 +56,7 @@ private:
     void UploadInSequence();
     void UploadThroughCache();
     void JoinCopyThread();
+    void NoteRest(CStringList const& paths);
     CTaskPrgClass& Progress() { return *m_task.m_pTaskPrg; }
 
     CBackupTask& m_task;
@@ -86,6 +93,7 @@ bool FullRun::Begin() {
     m_task.InitProgressBar();
     m_task.ClearRunError();
     m_task.m_hadFileFailure = 0;
+    m_task.m_roomRefused = 0;
     // A run without a copy thread does not wait for its workers: their count is that of a new run from here.
     while (m_task.GetRunningUploadCount() > 0) {
         rampart::platform::SleepMilliseconds(kJoinCopyMs);
@@ -106,7 +114,8 @@ void FullRun::Stages() {
         return;
     }
     __int64 ignored = 0;  // the run goes on whatever was answered; the upload then meets the full account
-    m_task.CheckAccountSpace(m_need, ignored);
+    __int64 const moved = MovedBytes(m_task.m_recordChanges.Gone(), m_list);
+    m_task.CheckAccountSpace(m_need - std::min(moved, std::max<__int64>(0, m_need)), ignored);
     if (EnterFiles() && MakeTargetFolder()) {
         Upload();
         SendRecordChanges();
@@ -220,9 +229,11 @@ void FullRun::UploadThroughCache() {
     CWinThread* const copyThread = AfxBeginThread(&CopyFileToCacheThread, &m_task, rampart::kBelowNormal, 0,
                                                   CWinThread::kCreateSuspended);
     if (copyThread == nullptr) {
+        m_task.m_copyQueueList.RemoveAll();
         UploadInSequence();  // no thread to be had
         return;
     }
+    m_list.RemoveAll();  // the thread's own from here on
     Progress().SetCopyWorker(copyThread);
     copyThread->ResumeThread();
     m_task.UploadFilesFromCahce(0, m_topFolder, m_result);
@@ -232,6 +243,7 @@ void FullRun::UploadThroughCache() {
     }
     JoinCopyThread();
     Progress().SetCopyWorker(nullptr);
+    NoteRest(m_task.GetUploadCachePathList());
     m_task.ClearCopyCacheFiles();
     m_task.ClearCopyTempList();
 }
@@ -251,6 +263,31 @@ void FullRun::JoinCopyThread() {
     }
 }
 
+void FullRun::NoteRest() {
+    NoteRest(m_list);
+    NoteRest(m_task.m_copyQueueList);
+    m_task.m_copyQueueList.RemoveAll();
+}
+
+void FullRun::NoteRest(CStringList const& paths) {
+    if (paths.IsEmpty() || m_result == kCancelled || IsRunEnding(&Progress())) {
+        return;
+    }
+    if (m_result == kOk) {  // the copy thread broke off
+        m_result = kUnexpected;
+        m_task.m_hadFileFailure = 1;  // the task gets its retry
+    }
+    for (POSITION position = paths.GetHeadPosition(); position != nullptr;) {
+        CString const path = paths.GetNext(position);
+        // A file in it may have made the folder before, unless nothing was sent at all.
+        bool const isMade = m_result != kConnectionFailed && KXFolder::IsDirectory(path) &&
+                            FindServerFolder(m_task.GetTargetSvrFolder(path, 0), path);
+        if (!isMade) {
+            NoteLeftOut(path, m_result);
+        }
+    }
+}
+
 }  // namespace rampart
 
 unsigned int BackupThread(void* data) {
@@ -267,6 +304,7 @@ unsigned int BackupThread(void* data) {
         run.Result() = rampart::kUnexpected;
         rampart::FailRun(&task, DictionaryText(_T("UnknownErrorOccuredError")) + GetLastErrorMsg());
     }
+    rampart::Guarded(_T("Error: BackupThread"), [&] { run.NoteRest(); });
     rampart::Guarded(_T("Error: BackupThread"), 0, [&] {
         if (task.m_errorOccured == 0 && task.m_pTaskPrg != nullptr &&
             !rampart::IsCancelled(task.m_pTaskPrg) && !task.m_emailCacheFolder.IsEmpty()) {

@@ -1,6 +1,8 @@
 // Copies of source files in the local cache: made before the transfer, deleted after it.
 #include "run/copy_cache.h"
 
+#include <optional>
+
 #include "engine/vaultlib_app.h"
 #include "framework/guarded.h"
 #include "interfaces/baselib.h"
@@ -277,8 +279,8 @@ void CBackupTask::ClearCopyCacheFiles() {
 
 namespace {
 
-// One path of the copy queue. The new bound of the upload queue.
-int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
+// One path of the copy queue. The new bound of the upload queue; none if the end of the run stopped the copy.
+std::optional<int> CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
     if (KXFolder::IsDirectory(path)) {
         task.AddPathToUploadCachePathList(path, 0);
         return bound;
@@ -303,10 +305,11 @@ int CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int bound) {
         if (!task.CopyBackupFile(path, cacheFile, error)) {
             rampart::DebugFormat(_T("Failed to copy %s to %s"), path, cacheFile);
             rampart::DeleteCopy(cacheFile);  // a part of one
+            if (error == 0) {
+                return std::nullopt;
+            }
             if (error != rampart::kReadFromSource) {
-                if (error != 0) {
-                    rampart::NoteLeftOut(path, error);
-                }
+                rampart::NoteLeftOut(path, error);
                 return kShortOfSpaceBound;
             }
         }
@@ -324,16 +327,20 @@ unsigned int CopyFileToCacheThread(void* data) {
         __int64 const freeMB = GetDiskFreeSize(_T("c:"));
         int bound = MinCopyCount();
         DebugLine(_T("Task: copy cache thread"));
-        CStringList work(10);
-        work.AddTail(&task.m_copyQueueList);
+        CStringList& work = task.m_copyQueueList;  // what stays on it is left to the run to tell of
         while (!work.IsEmpty() && !task.IsStopCopyFileToCacheThread() &&
                !rampart::IsRunEnding(task.m_pTaskPrg)) {
             rampart::platform::SleepMilliseconds(1);
             if (task.GetUploadCachePathListCount() > bound) {
                 continue;
             }
-            CString path = work.RemoveHead();
-            bound = CopyOne(task, path, freeMB, bound);
+            CString path = work.GetHead();
+            std::optional<int> const next = CopyOne(task, path, freeMB, bound);
+            if (!next) {
+                break;
+            }
+            bound = *next;
+            work.RemoveHead();
         }
         task.SetFinishCopyFileToCacheThread(1);
         DebugLine(_T("Task Copy thread: exit"));

@@ -341,7 +341,7 @@ int CBackupTask::AnswerUploadCode(int code, CString& path, CString const& server
         theVaultLibApp.m_pMainWnd->RefreshUsageAlertString(1);
     }
     if (code == rampart::kNoSpace && (m_pTaskPrg == nullptr || m_pTaskPrg->IsAllowAlert()) &&
-        rampart::UserMadeRoom()) {
+        rampart::UserMadeRoom(*this)) {
         if (attempt < kMaxRetries) {
             for (int pass = 0; pass < kSpaceRetryPasses && !rampart::IsRunEnding(m_pTaskPrg); ++pass) {
                 rampart::platform::SleepMilliseconds(1);

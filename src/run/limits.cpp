@@ -45,6 +45,7 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
         text = DictionaryFormat(_T("IDS_NEEDMOREBUYSPACE"), task.m_taskName,
                                 (need + 0xFFFFF) / rampart::kMegabyte, free / rampart::kMegabyte);
         if (GlobalFunction::SpaceLimitAlert(text, rampart::kBoxShortOfRoom) == 0) {
+            task.m_roomRefused = 1;
             code = rampart::kOk;  // the user goes on with what there is
             return Room::kEnded;
         }
@@ -57,6 +58,7 @@ Room AskForRoom(CBackupTask& task, __int64 need, __int64 free, __int64& code) {
     if (wantsRetry) {
         return Room::kTryAgain;
     }
+    task.m_roomRefused = 1;
     code = rampart::kNoSpace;
     rampart::FailRun(&task, text);
     return Room::kEnded;

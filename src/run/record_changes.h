@@ -15,6 +15,7 @@ public:
     void AddAttributes(CString const& localPath, CString const& serverPath, __int64 modifiedTime,
                        __int64 changeTime);
     void AddGone(CString const& serverPath) { m_gone.push_back(serverPath); }
+    std::vector<CString> const& Gone() const { return m_gone; }
     // `when`: nanoseconds since 1970 UTC, of the look. A service code, with its text.
     int Send(__int64 when, CString& message);
 

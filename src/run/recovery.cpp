@@ -5,6 +5,7 @@
 #include "manager/backup_manage.h"
 #include "paths/global_function.h"
 #include "storage/service_code.h"
+#include "task/backup_task.h"
 
 namespace rampart {
 
@@ -32,9 +33,14 @@ int ReadBalance(AccountBalance& balance) {
     return code;
 }
 
-bool UserMadeRoom() {
-    return GlobalFunction::SpaceLimitAlert(_T(""), kSpaceAlertStyle) != 0 &&
-           GlobalFunction::SpaceLimitRetry(_T("")) != 0;
+bool UserMadeRoom(CBackupTask& task) {
+    if (task.m_roomRefused != 0) {
+        return false;
+    }
+    bool const madeRoom = GlobalFunction::SpaceLimitAlert(_T(""), kSpaceAlertStyle) != 0 &&
+                          GlobalFunction::SpaceLimitRetry(_T("")) != 0;
+    task.m_roomRefused = madeRoom ? 0 : 1;
+    return madeRoom;
 }
 
 }  // namespace rampart

@@ -7,6 +7,7 @@
 #include "progress/task_prg.h"
 #include "run/report_event.h"
 #include "run/run_state.h"
+#include "run/server_match.h"
 #include "storage/service_code.h"
 #include "task/backup_task.h"
 
@@ -17,6 +18,19 @@ namespace {
 constexpr uint32_t kAtLimitPollMs = 10;
 constexpr uint32_t kEmptyQueuePollMs = 1;
 constexpr int kReducedWorkers = 6;
+
+// A batch that failed for the fault of one file has stored the others.
+bool IsStored(CBackupTask& task, CString const& path) {
+    CString const serverPath = PathUtilities::Append(task.GetTargetSvrFolder(path, 1), LastElement(path));
+    CServerPathList::Facts record;
+    if (!FindServerFile(serverPath, path, record)) {
+        return false;
+    }
+    CFileInfo const info(path);
+    return record.isExact && !record.isGone && !record.isDamaged &&
+           record.size == info.m_size + OverheadOf(serverPath) &&
+           record.exactModifiedTime == info.m_exactWriteTime && record.changeTime == info.m_changeTime;
+}
 
 }  // namespace
 
@@ -51,10 +65,13 @@ int UploadDriver::Run() {
         DebugLine(_T("Task: start bengin uploading data"));
     }
     bool aborted = false;
-    Stretch(_T("05"), _T(""), _T("UnknownErrorOccuredError"), [&] {
+    bool const isWhole = Stretch(_T("05"), _T(""), _T("UnknownErrorOccuredError"), [&] {
         m_task.CreateNewBatchMode();
         aborted = TakeAll() == Loop::kAbort || !LeaveBatch();
     });
+    if (aborted || !isWhole) {
+        NoteBrokenOff();
+    }
     if (aborted) {
         m_task.ClearAllCopyCacheFiles(m_waitList);
         return 0;
@@ -151,6 +168,7 @@ void UploadDriver::LookForPart(CString const& path) {
 
 UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
     CTaskPrgClass* const progress = Progress();
+    m_pathAtWork = path;
     if (progress != nullptr && isFile) {
         LookForPart(path);
     }
@@ -160,6 +178,7 @@ UploadDriver::Loop UploadDriver::SendPath(CString& path, bool isFile) {
     }
     m_task.SetSendCopyInfoToPrgbar(0);
     int const code = m_task.BackupPath(path, _T(""), 0, IsThreaded() ? 1 : 0);
+    m_pathAtWork.Empty();
     m_result = code;
     switch (ActionOf(code, IsThreaded())) {
         case FileAction::kOnWorker:
@@ -223,8 +242,21 @@ UploadDriver::Loop UploadDriver::EndUpload() {
 
 void UploadDriver::NoteWaitingFiles() const {
     for (POSITION position = m_waitList.GetHeadPosition(); position != nullptr;) {
-        NoteLeftOut(m_waitList.GetNext(position), m_result);
+        CString const path = m_waitList.GetNext(position);
+        if (!IsStored(m_task, path)) {
+            NoteLeftOut(path, m_result);
+        }
     }
+}
+
+void UploadDriver::NoteBrokenOff() const {
+    if (m_result == kCancelled) {
+        return;
+    }
+    if (!m_pathAtWork.IsEmpty()) {
+        NoteLeftOut(m_pathAtWork, m_result);
+    }
+    NoteWaitingFiles();
 }
 
 void UploadDriver::SendBatch(CString const& path) {
@@ -276,7 +308,6 @@ bool UploadDriver::LeaveBatch() {
     }
     if (!Stretch(_T("03"), _T(""), _T("LeaveBatchModeError"),
                  [&] { m_result = m_task.m_pBatchMode->LeaveMode(0); })) {
-        NoteWaitingFiles();
         return false;
     }
     if (m_endedBy != kOk && (m_result == kOk || m_result == kBatchAborted)) {

@@ -35,6 +35,7 @@ private:
     void SendBatch(CString const& path);
     bool LeaveBatch();              // false: the run of the driver ends with 0
     void NoteWaitingFiles() const;  // on the ledger: a batch that failed left them out
+    void NoteBrokenOff() const;     // on the ledger: what was under way when the loop broke off
     void RecordCounts() const;
     // Runs one guarded stretch; false after an exception, which has been reported then.
     template <typename Body>
@@ -52,6 +53,7 @@ private:
     bool m_isCut = false;        // a cancel or the end of the application came before the last path
     int m_limit = 0;             // workers allowed
     __int64 m_endedBy = 0;       // code that ended the upload before its last path
+    CString m_pathAtWork;        // taken, and its code not known yet
     CStringList m_waitList{10};  // files that the open batch holds
     CString m_joinedNames;
 };

@@ -34,12 +34,13 @@ namespace {
 void SendOneFile(UploadProcData& data) {
     CTaskPrgClass* const progress = data.m_pTask->m_pTaskPrg;
     CString message;
-    int const code = ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, data.m_origin, _T(""),
-                                         message, progress, 0, 1, 1, 0, 0);
+    int const code = Guarded(_T("Error:UploadingFileProc"), static_cast<int>(kUnexpected), [&] {
+        return ApiUtil::UploadFile(data.m_cachePath, data.m_serverFolder, data.m_origin, _T(""), message,
+                                   progress, 0, 1, 1, 0, 0);
+    });
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
     if (code != kOk && code != kCancelled) {
-        CString const path = data.m_sourcePath.IsEmpty() ? data.m_cachePath : data.m_sourcePath;
-        NoteLeftOut(path, code);
+        NoteLeftOut(data.m_origin.IsEmpty() ? data.m_cachePath : data.m_origin, code);
     }
     CString temp;
     CPathManage::GetTempFolder(temp, 0, 1);

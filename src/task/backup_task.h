@@ -270,6 +270,8 @@ public:
     CStringList m_warningEmailLog{10};
     CTime m_nextCountEventDate;
     rampart::Word<int32_t> m_hadFileFailure = 0;
+    // The user will make no room for the present run, and is not asked again.
+    rampart::Word<int32_t> m_roomRefused = 0;
     int32_t m_failureRetryTried = 0;
     int32_t m_retryScheduled = 0;
     rampart::Word<CTime> m_lastRetryDate;

@@ -183,7 +183,7 @@ ServiceResult FileUpload::ShowPart() {
     }
     m_shownPart = m_sent;
     ServiceResult result =
-        m_connection.Service().RecordProgress(m_commit.folder, m_commit.name, m_sent, m_commit.modifiedTime);
+        m_connection.RecordProgress(m_commit.folder, m_commit.name, m_sent, m_commit.modifiedTime);
     if (result.Ok() && result.sequence != 0) {
         MirrorChange put;
         put.folder = m_commit.folder;

@@ -1,5 +1,7 @@
 #include "transferlib/service_connection.h"
 
+#include <algorithm>
+
 #include "interfaces/baselib.h"
 #include "platform/clock.h"
 #include "storage/account_settings.h"
@@ -126,17 +128,62 @@ AccountLimits ServiceConnection::Limits() {
 
 ServiceResult ServiceConnection::PutChunks(std::span<const Chunk> chunks) {
     ServiceResult result = m_service->PutChunks(chunks);
-    if (result.Ok()) {
-        for (const Chunk& chunk : chunks) {
-            m_storedBytes += static_cast<int64_t>(chunk.stored.size());
-        }
+    std::lock_guard lock(m_mutex);
+    if (!result.Ok()) {
+        m_sentInDoubt = m_sentInDoubt || !m_sent.empty();
+        return result;
+    }
+    for (const Chunk& chunk : chunks) {
+        m_sent.emplace(chunk.digest, static_cast<int64_t>(chunk.stored.size()));
     }
     return result;
 }
 
+template <typename Commit>
+ServiceResult ServiceConnection::CommitSent(const Commit& commit) {
+    SentChunks covered;
+    {
+        std::lock_guard lock(m_mutex);
+        covered.swap(m_sent);
+    }
+    ServiceResult result = commit();
+    if (result.Ok()) {
+        m_storedBytes += BytesStored(covered);
+        return result;
+    }
+    std::lock_guard lock(m_mutex);
+    m_sent.merge(covered);  // a later commit may cover them yet
+    m_sentInDoubt = m_sentInDoubt || !m_sent.empty();
+    return result;
+}
+
+int64_t ServiceConnection::BytesStored(const SentChunks& chunks) {
+    std::vector<Digest> digests;
+    std::vector<int64_t> sizes;
+    for (const auto& [digest, size] : chunks) {
+        digests.push_back(digest);
+        sizes.push_back(size);
+    }
+    std::vector<uint8_t> known(digests.size(), 1);
+    if (m_sentInDoubt && !digests.empty()) {
+        std::fill(known.begin(), known.end(), uint8_t{0});
+        m_sentInDoubt = !m_service->HasChunks(digests, known).Ok();
+    }
+    int64_t bytes = 0;
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        bytes += known[i] != 0 ? sizes[i] : 0;
+    }
+    return bytes;
+}
+
+ServiceResult ServiceConnection::RecordProgress(const std::string& folder, const std::string& name,
+                                                int64_t storedBytes, int64_t modifiedTime) {
+    return CommitSent([&] { return m_service->RecordProgress(folder, name, storedBytes, modifiedTime); });
+}
+
 ServiceResult ServiceConnection::CommitFiles(std::span<const FileCommit> files) {
     std::vector<int64_t> ids;
-    ServiceResult result = m_service->CommitFiles(files, ids);
+    ServiceResult result = CommitSent([&] { return m_service->CommitFiles(files, ids); });
     if (!result.Ok()) {
         return result;
     }

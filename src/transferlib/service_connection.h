@@ -7,6 +7,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <unordered_map>
 
 #include "framework/guarded.h"
 #include "interfaces/transferlib.h"
@@ -38,16 +39,26 @@ public:
     // The account's limits, asked for again after a while; the defaults if they cannot be had.
     AccountLimits Limits();
 
-    // Sends chunks, and counts what was sent.
+    // Sends chunks. They count as stored once a commit covers them: until then the vault may drop them.
     ServiceResult PutChunks(std::span<const Chunk> chunks);
     // Commits files, counts them and enters them into the mirror.
     ServiceResult CommitFiles(std::span<const FileCommit> files);
+    // As StorageService; a commit as that of files.
+    ServiceResult RecordProgress(const std::string& folder, const std::string& name, int64_t storedBytes,
+                                 int64_t modifiedTime);
     // As StorageService, and enter what changed into the mirror.
     ServiceResult SetAttributes(std::span<const AttributeCommit> commits);
     ServiceResult MarkGone(std::span<const std::string> paths, int64_t when);
     TransferTotals Totals() const { return {m_files, m_bytes, m_storedBytes}; }
 
 private:
+    using SentChunks = std::unordered_map<Digest, int64_t, DigestHash>;  // with their bytes in the vault
+
+    // Runs `commit`, and counts what it made lasting of the chunks that were sent before.
+    template <typename Commit>
+    ServiceResult CommitSent(const Commit& commit);
+    int64_t BytesStored(const SentChunks& chunks);
+
     const std::shared_ptr<StorageService> m_service;
     const std::string m_location;
     ServerMirror m_mirror;
@@ -56,8 +67,11 @@ private:
     std::atomic<int64_t> m_files{0};
     std::atomic<int64_t> m_bytes{0};
     std::atomic<int64_t> m_storedBytes{0};
+    // Since a failure the vault may have dropped some of what was sent.
+    std::atomic<bool> m_sentInDoubt{false};
 
     std::mutex m_mutex;  // guards what follows
+    SentChunks m_sent;   // by no commit yet
     std::string m_user;
     std::string m_password;
     AccountLimits m_limits;

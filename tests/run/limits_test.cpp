@@ -125,6 +125,30 @@ protected:
 
 }  // namespace
 
+TEST_F(Limits, WhatWasOnlyRenamedOrMovedNeedsNoRoom) {
+    TempTree const tree({{"d/a", std::string(5000, 'a')}, {"d/sub/b", std::string(5000, 'b')}});
+    CBackupTask& task = MakeTask("moved", {tree.Native("d")});
+    service->free = 1'000'000;
+    ASSERT_EQ(TaskStateFinished, Run(task));
+    Asked();
+
+    std::filesystem::rename(tree.Path("d/a"), tree.Path("d/renamed"));
+    std::filesystem::rename(tree.Path("d/sub"), tree.Path("d/other"));
+    service->free = 4000;
+    EXPECT_EQ(TaskStateFinished, Run(task));
+    EXPECT_TRUE(Asked().empty());
+
+    // Of that size too, but nobody knows its content.
+    std::filesystem::remove(tree.Path("d/renamed"));
+    tree.Write("d/new", std::string(5000, 'n'));
+    Run(task);
+    EXPECT_EQ(1u, Asked().size());
+    auto const stored = Restored(task.m_serverFilePath);
+    for (auto const& [name, entry] : ReadTree(tree.Path())) {
+        EXPECT_TRUE(stored.contains(name) && stored.at(name) == entry) << name;
+    }
+}
+
 TEST_F(Limits, RoomForOneByteMoreIsEnough) {
     service->free = 1001;
     EXPECT_EQ(0, CheckAccount(1000));

@@ -227,6 +227,10 @@ protected:
         EXPECT_EQ(row.code == kConnectionFailed ? 1 : 0, task.m_errorBackupCount);
         EXPECT_EQ(ends ? 0 : 2, task.m_reportUploadedCount);
         EXPECT_EQ(row.code != kCancelled, IsOnLedger("victim"));
+        for (char const* behind : {"after", "small"}) {
+            EXPECT_EQ(ends && row.code != kCancelled, IsOnLedger(behind));
+        }
+        EXPECT_TRUE(toldTwice.empty());
         ExpectState(ends ? row.code : kOk);
         EXPECT_EQ(0, CacheBytes()) << "a whole private copy of a file that was left out";
     }
@@ -425,6 +429,133 @@ TEST_F(ServiceCodes, AFullAccountEndsTheUploadWhenItHasNoRoomLeft) {
     EXPECT_EQ(1, service->Calls("CommitFiles"));
     EXPECT_FALSE(IsStored("after"));
     EXPECT_EQ(TaskStateFailed, task.m_state);
+}
+
+// Whatever ends the run before its last path: each file is stored or on the ledger with the code, and none is
+// both.
+TEST_F(ServiceCodes, OfAnEarlyEndStandOnEachFileThatWasNotStored) {
+    constexpr int kFiles = 150;
+    struct End {
+        char const* operation;
+        int code;
+        bool endsSequential;
+        bool endsThreaded;
+    };
+    for (bool const threads : {false, true}) {
+        UseThreads(threads);
+        for (End const& end :
+             {End{"CommitFiles", kBatchAborted, true, true}, End{"CommitFiles", kItemLimit, true, true},
+              End{"CommitFiles", kFreeItemLimit, true, true}, End{"CommitFiles", kNoSpace, true, true},
+              End{"CommitFiles", kConnectionFailed, false, false}}) {
+            SCOPED_TRACE((threads ? "threads, code " : "code ") + std::to_string(end.code));
+            m_tree = std::make_unique<TempFolder>();
+            m_tree->Write("d/empty/", "");
+            std::vector<std::string> names;
+            for (int i = 0; i < kFiles; ++i) {
+                names.push_back((i % 3 == 0 ? "sub/f" : "f") + std::to_string(i));
+                m_tree->Write("d/" + names.back(),
+                              std::string(i % 10 == 0 ? 10 : kAloneBytes, 'x') + std::to_string(++m_number));
+            }
+            CBackupTask& task = MakeTask("t" + std::to_string(m_number), {m_tree->Native("d")});
+            m_task = &task;
+            // The account's room: none, for the code that asks for it.
+            service->Answer("Space", kFailed, end.code == kNoSpace ? 1000 : 0, 1);
+            service->Answer(end.operation, end.code, end.code == kConnectionFailed ? kMostTries : 1, 40);
+
+            RunTask();
+
+            service->Answer("Space", 0, 0);
+            int stored = 0;
+            for (std::string const& name : names) {
+                bool const isStored = IsStored(CString(platform::TextView(m_tree->Engine("d/" + name)))
+                                                   .Mid(CString(m_tree->Engine()).GetLength() + 1)
+                                                   .ToUtf8());
+                stored += isStored ? 1 : 0;
+                EXPECT_NE(isStored, IsOnLedger(name)) << name;
+            }
+            bool const ends = threads ? end.endsThreaded : end.endsSequential;
+            EXPECT_EQ(ends ? 40 : kFiles - 1, stored);
+            EXPECT_TRUE(toldTwice.empty()) << toldTwice.front();
+            for (auto const& [path, reason] : skipped) {
+                EXPECT_EQ(ApiUtil::GetQuilString(end.code).ToUtf8(), reason) << path;
+            }
+            EXPECT_EQ(0, CacheBytes());
+
+            Run(task);
+            EXPECT_TRUE(skipped.empty());
+            EXPECT_EQ(ReadTree(m_tree->Path()), Restored(task.m_serverFilePath));
+        }
+    }
+}
+
+// Nothing was sent at all.
+TEST_F(ServiceCodes, OfATaskWithoutItsFolderStandOnEachFile) {
+    ASSERT_EQ(1, GlobalFunction::CreateSrvFolder(_T("\\pc"), _T(""), _T(""), nullptr));
+    for (int const code : {3, 100}) {
+        SCOPED_TRACE(code);
+        NewTask({"a", "b"}, 10).m_serverFilePath += _T(" elsewhere");
+        service->Answer("CreateFolder", code, code == 3 ? 3 : 1);
+        RunTask();
+        EXPECT_TRUE(IsOnLedger("a") && IsOnLedger("b"));
+        EXPECT_TRUE(toldTwice.empty());
+        service->Answer("CreateFolder", 0, 0);
+    }
+}
+
+// The batch is sent again file by file.
+TEST_F(ServiceCodes, OfOneFileOfABatchStandOnItAlone) {
+    NewTask({"a", "b", "c"}, 10);
+    service->Answer("CommitFiles", kInvalidRequest, 2);
+    RunTask();
+    EXPECT_EQ(1u, skipped.size());
+    for (char const* name : {"a", "b", "c"}) {
+        EXPECT_NE(IsStored(name), IsOnLedger(name)) << name;
+    }
+}
+
+TEST_F(ServiceCodes, AUserWhoMakesNoRoomIsAskedOnceInARun) {
+    for (bool const threads : {false, true}) {
+        UseThreads(threads);
+        CBackupTask& task = NewTask({"a", "b", "c", "d"}, kAloneBytes);
+        messageAnswer = kAnswerNo;
+        for (int run = 0; run < 2; ++run) {  // a no is for one run
+            messages.clear();
+            service->Answer("CommitFiles", kNoSpace, 4);
+            RunTask();
+            EXPECT_EQ(1u, messages.size());
+            EXPECT_EQ(4u, skipped.size());
+            EXPECT_EQ(4u, Events().size()) << "each is told";
+        }
+        // A yes is one for this time.
+        messages.clear();
+        std::vector<int> answers{kAnswerYes, kAnswerRetry, kAnswerYes, kAnswerRetry, kAnswerNo};
+        answerMessage = [&] {
+            int const answer = answers.front();
+            answers.erase(answers.begin());
+            return answer;
+        };
+        service->Answer("CommitFiles", kNoSpace, 4);
+        RunTask();
+        answerMessage = nullptr;
+        EXPECT_EQ(5u, messages.size());
+        EXPECT_EQ(2u, skipped.size());
+        EXPECT_EQ(TaskStateFailed, task.m_state);
+    }
+}
+
+TEST_F(ServiceCodes, BytesCountAsStoredOnceTheirCommitStands) {
+    auto const stored = [] {
+        TransferTotals totals;
+        VaultAdmin::Transferred(totals);
+        return totals.storedBytes;
+    };
+    NewTask({"a"}, kAloneBytes);
+    __int64 const before = stored();
+    service->Answer("CommitFiles", kNoSpace);
+    RunTask();
+    EXPECT_EQ(before, stored()) << "planned, not stored";
+    RunTask();
+    EXPECT_LT(before, stored());
 }
 
 TEST_F(ServiceCodes, AConnectionThatKeepsFailingGivesElevenEvents) {

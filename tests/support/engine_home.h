@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -101,6 +102,7 @@ protected:
     // Runs the task to its end and gives its state.
     int Run(CBackupTask& task) {
         skipped.clear();
+        toldTwice.clear();
         EXPECT_EQ(1, task.StartBackupByUser(0)) << task.GetManualStartErrorMsg().ToUtf8();
         WaitForEnd(task);
         return task.m_state;
@@ -181,7 +183,9 @@ protected:
 
     std::mutex skippedMutex;
     std::map<std::string, std::string> skipped;  // native path to reason, of the last run
+    std::vector<std::string> toldTwice;          // of the same run
     int messageAnswer = 0;
+    std::function<int()> answerMessage;  // in place of it, where there is one
     std::vector<std::string> messages;
     EngineHome home;
     CBackupManage* const manager = home.manager;
@@ -190,11 +194,14 @@ private:
     static void NoteSkipped(SkippedEntry const& entry, void* context) {
         auto* const self = static_cast<EngineTest*>(context);
         std::lock_guard const lock(self->skippedMutex);
-        self->skipped.emplace(platform::ToNativePath(entry.path.View()), entry.reason.ToUtf8());
+        std::string const path = platform::ToNativePath(entry.path.View());
+        if (!self->skipped.emplace(path, entry.reason.ToUtf8()).second) {
+            self->toldTwice.push_back(path);
+        }
     }
     static int AnswerMessage(TCHAR const* text, unsigned int, unsigned long, int) {
         s_current->messages.push_back(CString(text).ToUtf8());
-        return s_current->messageAnswer;
+        return s_current->answerMessage ? s_current->answerMessage() : s_current->messageAnswer;
     }
     static inline EngineTest* s_current = nullptr;
 };

@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <random>
 #include <set>
 
 #include "cli/cli_fixture.h"
@@ -85,6 +87,78 @@ TEST_F(Cli, AFullDiskOfTheVaultIsToldAndNothingStoredIsLost) {
     EXPECT_FALSE(outcome.Json()["notProtected"].empty());
     ExpectClean();
     ExpectRestores("small", tree.Path("small"));
+}
+
+TEST_F(Cli, AVaultThatFillsInTheMiddleOfManyFilesAccountsForEachOfThem) {
+    constexpr int kFiles = 600;
+    for (std::string const threads : {"0", "1"}) {
+        SCOPED_TRACE("SupportCopyThread = " + threads);
+        ScopedVariable const config("RAMPART_CONFIG", work.Native("config"));
+        work.Write("config/rampart.ini", "[Options]\nSupportCopyThread = " + threads + "\n");
+        SmallDisk const disk(work.Path("disk" + threads), "90m");
+        if (!disk.IsMounted()) {
+            GTEST_SKIP() << "needs the right to mount a file system";
+        }
+        vaultPlace = work.Native("disk" + threads + "/vault");
+        std::filesystem::path const ballast = work.Path("disk" + threads + "/ballast");
+        MakeVault();
+        std::ofstream(ballast, std::ios::binary) << std::string(66 << 20, 'b');
+        // Noise, which takes its size: for batches, and some files that go alone.
+        TempFolder const tree;
+        std::minstd_rand random;
+        std::set<std::string> sources;
+        for (int i = 0; i < kFiles; ++i) {
+            std::string content(i % 20 == 0 ? 1500000 : 20000, '\0');
+            std::generate(content.begin(), content.end(), [&] { return static_cast<char>(random() >> 8); });
+            std::string const name = "d/" + std::to_string(i % 7) + "/f" + std::to_string(i);
+            tree.Write(name, content);
+            sources.insert(tree.Native(name));
+        }
+
+        Outcome const full = Backup({tree.Native("d"), "--name", "mine"});
+        EXPECT_EQ(1, full.exitCode) << full.err;
+        nlohmann::json const result = full.Json();
+        size_t questions = 0;
+        for (size_t at = 0; (at = full.err.find("? no", at)) != std::string::npos; ++at) {
+            ++questions;
+        }
+        EXPECT_EQ(1u, questions) << full.err;
+        std::set<std::string> told;
+        for (auto const& entry : result["notProtected"]) {
+            EXPECT_TRUE(told.insert(entry["path"]).second) << entry["path"] << " twice";
+        }
+        TempFolder const target;
+        Outcome const restored = Rampart({"restore", "mine", "--into", target.Native(), "--vault", Vault()});
+        EXPECT_EQ(0, restored.exitCode) << restored.err;
+        size_t stored = 0;
+        size_t storedBytes = 0;
+        for (std::string const& source : sources) {
+            std::string const rest = source.substr(tree.Native().size());
+            bool const isStored = std::filesystem::exists(target.Native() + rest);
+            EXPECT_NE(isStored, told.contains(source)) << source;
+            stored += isStored ? 1 : 0;
+            storedBytes += isStored ? std::filesystem::file_size(source) : 0;
+        }
+        EXPECT_LT(0u, stored);
+        EXPECT_GT(sources.size(), stored);
+        EXPECT_EQ(stored, result["transferred"]);
+        EXPECT_EQ(storedBytes, result["transferredBytes"]);
+        // With the content of files whose commit found no room, but no more than there was room for.
+        EXPECT_LE(storedBytes, result["storedBytes"]);
+        std::uintmax_t packs = 0;
+        for (auto const& entry : std::filesystem::recursive_directory_iterator(vaultPlace + "/packs")) {
+            packs += entry.is_regular_file() ? entry.file_size() : 0;
+        }
+        EXPECT_GE(packs, result["storedBytes"]);
+
+        std::filesystem::remove(ballast);
+        Outcome const rest = Backup({"--name", "mine", tree.Native("d")});
+        EXPECT_EQ(0, rest.exitCode) << rest.out << rest.err;
+        EXPECT_THAT(rest.Json()["notProtected"], testing::IsEmpty());
+        EXPECT_EQ(sources.size() - stored, rest.Json()["transferred"]);
+        ExpectClean();
+        ExpectRestores("mine", tree.Path("d"));
+    }
 }
 
 TEST_F(Cli, WithoutOneFreeByteAVaultIsListedCheckedAndRestored) {
