@@ -54,6 +54,7 @@ private:
     void Upload();
     void SendRecordChanges();
     void UploadInSequence();
+    void JoinWorkers();
     void UploadThroughCache();
     void JoinCopyThread();
     void NoteRest(CStringList const& paths);
@@ -94,10 +95,11 @@ bool FullRun::Begin() {
     m_task.ClearRunError();
     m_task.m_hadFileFailure = 0;
     m_task.m_roomRefused = 0;
-    // A run without a copy thread does not wait for its workers: their count is that of a new run from here.
+    // Workers that outlived an earlier run: their count is that of a new run from here.
     while (m_task.GetRunningUploadCount() > 0) {
         rampart::platform::SleepMilliseconds(kJoinCopyMs);
     }
+    m_task.m_isWorkerCut = 0;
     m_task.ResetCopyThread();
     m_task.SetReCheckSize(1);
     m_task.m_pendingChange = 0;
@@ -222,6 +224,17 @@ void FullRun::Upload() {
 
 void FullRun::UploadInSequence() {
     m_task.BeginUploadingData(m_list, 0, m_topFolder, m_result);
+    JoinWorkers();
+}
+
+// What they end with belongs to the run.
+void FullRun::JoinWorkers() {
+    while (m_task.GetRunningUploadCount() > 0) {
+        rampart::platform::SleepMilliseconds(kJoinWorkersMs);
+    }
+    if (m_task.m_isWorkerCut != 0) {
+        m_result = rampart::kCancelled;
+    }
 }
 
 void FullRun::UploadThroughCache() {
@@ -238,9 +251,7 @@ void FullRun::UploadThroughCache() {
     copyThread->ResumeThread();
     m_task.UploadFilesFromCahce(0, m_topFolder, m_result);
     m_task.SetStopCopyFileToCacheThread(1);
-    while (m_task.GetRunningUploadCount() > 0) {
-        rampart::platform::SleepMilliseconds(kJoinWorkersMs);
-    }
+    JoinWorkers();
     JoinCopyThread();
     Progress().SetCopyWorker(nullptr);
     NoteRest(m_task.GetUploadCachePathList());

@@ -39,6 +39,9 @@ void SendOneFile(UploadProcData& data) {
                                    progress, 0, 1, 1, 0, 0);
     });
     DebugFormat(_T("Upload: \"%s\", %d"), data.m_cachePath, code);
+    if (code == kCancelled && IsAppEnding()) {
+        data.m_pTask->m_isWorkerCut = 1;
+    }
     if (code != kOk && code != kCancelled) {
         NoteLeftOut(data.m_origin.IsEmpty() ? data.m_cachePath : data.m_origin, code);
     }

@@ -272,6 +272,8 @@ public:
     rampart::Word<int32_t> m_hadFileFailure = 0;
     // The user will make no room for the present run, and is not asked again.
     rampart::Word<int32_t> m_roomRefused = 0;
+    // A worker's file was cut by the end of the application.
+    rampart::Word<int32_t> m_isWorkerCut = 0;
     int32_t m_failureRetryTried = 0;
     int32_t m_retryScheduled = 0;
     rampart::Word<CTime> m_lastRetryDate;
