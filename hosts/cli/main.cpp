@@ -159,6 +159,19 @@ void AddWatching(CLI::App& app, CommandLine& line, int& exitCode) {
     events->callback([&] { exitCode = RunEvents(line.common, line.events); });
 }
 
+using RunSetting = int (*)(CommonOptions const&, SettingOptions const&);
+
+void AddSettings(CLI::App& group, std::string const& whose, std::string const& lister, CommandLine& line,
+                 int& exitCode, RunSetting runGet, RunSetting runSet) {
+    CLI::App* const get = group.add_subcommand("get", "Show the settings of " + whose);
+    get->add_option("key", line.setting.key, "Which one (default: all)");
+    get->callback([&line, &exitCode, runGet] { exitCode = runGet(line.common, line.setting); });
+    CLI::App* const set = group.add_subcommand("set", "Change a setting of " + whose);
+    set->add_option("key", line.setting.key, "Which one, as \"" + lister + "\" lists them")->required();
+    set->add_option("value", line.setting.value, "Its value, or default")->required();
+    set->callback([&line, &exitCode, runSet] { exitCode = runSet(line.common, line.setting); });
+}
+
 void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const vault = app.add_subcommand("vault", "Make, check and measure a vault");
     vault->require_subcommand(1);
@@ -175,25 +188,13 @@ void AddVault(CLI::App& app, CommandLine& line, int& exitCode) {
         ->add_subcommand("repair",
                          "Make a missing, damaged or older catalog anew from its copies and the packs")
         ->callback([&] { exitCode = RunVaultRepair(line.common); });
-    CLI::App* const get = vault->add_subcommand("get", "Show the settings of the vault's account");
-    get->add_option("key", line.setting.key, "Which one (default: all)");
-    get->callback([&] { exitCode = RunVaultGet(line.common, line.setting); });
-    CLI::App* const set = vault->add_subcommand("set", "Change a setting of the vault's account");
-    set->add_option("key", line.setting.key, "Which one, as \"vault get\" lists them")->required();
-    set->add_option("value", line.setting.value, "Its value, or default")->required();
-    set->callback([&] { exitCode = RunVaultSet(line.common, line.setting); });
+    AddSettings(*vault, "the vault's account", "vault get", line, exitCode, &RunVaultGet, &RunVaultSet);
 }
 
 void AddConfig(CLI::App& app, CommandLine& line, int& exitCode) {
     CLI::App* const config = app.add_subcommand("config", "What holds for all tasks of this machine");
     config->require_subcommand(1);
-    CLI::App* const get = config->add_subcommand("get", "Show the settings of this program");
-    get->add_option("key", line.setting.key, "Which one (default: all)");
-    get->callback([&] { exitCode = RunConfigGet(line.common, line.setting); });
-    CLI::App* const set = config->add_subcommand("set", "Change a setting of this program");
-    set->add_option("key", line.setting.key, "Which one, as \"config get\" lists them")->required();
-    set->add_option("value", line.setting.value, "Its value, or default")->required();
-    set->callback([&] { exitCode = RunConfigSet(line.common, line.setting); });
+    AddSettings(*config, "this program", "config get", line, exitCode, &RunConfigGet, &RunConfigSet);
 }
 
 int Main(int argc, char** argv) {
