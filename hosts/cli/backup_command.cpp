@@ -60,6 +60,9 @@ int RunBackup(CommonOptions const& common, BackupOptions const& options) {
         LimitCopyDuty(options.limit);
     }
     EngineSession session(common, true);
+    if (options.special) {
+        KeepSpecialFiles(true);
+    }
     int exitCode = kExitFailed;
     {
         ChosenTask const chosen = ChooseTask(session.Manager(), options, sources);

@@ -74,6 +74,8 @@ void AddBackup(CLI::App& app, CommandLine& line, int& exitCode) {
                      "Versions to keep of each file, the present one included")
         ->check(CLI::Range(1, 1000000));
     AddLimit(*command, line.backup.limit);
+    command->add_flag("--special", line.backup.special,
+                      "Keep named pipes and devices, too (for good: config set special-files on)");
     command->footer("While it runs on a terminal: p pauses it and lets it go on, q cancels it.");
     command->callback([&] { exitCode = RunBackup(line.common, line.backup); });
 }

@@ -25,6 +25,7 @@ struct BackupOptions {
     std::vector<std::string> exclude;
     std::vector<std::string> include;
     long long versions = 0;  // 0: the task's own, or the default
+    bool special = false;    // keep named pipes and devices
     int limit = 0;           // percent of the time that copying may take; 0: as configured
 };
 

@@ -122,6 +122,14 @@ std::vector<Setting> const& Settings() {
          "minutes from a failed run to its retry",
          [] { return ReadNumber(_T("Options"), _T("errorRetryInterval")); },
          [](unsigned long value) { WriteNumber(_T("Options"), _T("errorRetryInterval"), value); }},
+        {"special-files",
+         0,
+         1,
+         0,
+         {"off", "on"},
+         "whether named pipes and devices are kept, as entries without content: on or off",
+         [] { return ReadNumber(_T("Options"), _T("BackupSpecialFiles")); },
+         [](unsigned long value) { WriteNumber(_T("Options"), _T("BackupSpecialFiles"), value); }},
         {"tasks-at-once",
          1,
          16,
@@ -185,6 +193,7 @@ void SetProgramSetting(std::string const& key, std::string const& value) {
 
 void TakeProgramSettings(CBackupManage& manager) {
     DictUtil::Refresh();
+    KeepSpecialFiles(DictUtil::GetConfigInt(_T("Options"), _T("BackupSpecialFiles"), _T("0"), _T("")) != 0);
     manager.Initialize();
     // That takes 61 minutes for 1, and then leaves the delay as it is.
     if (std::optional<unsigned long> const minutes = ReadFlag(kMissedDelayFlag)) {

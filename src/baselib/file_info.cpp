@@ -24,7 +24,7 @@ CFileInfo::CFileInfo(CString const& path) : m_path(path) {
     m_creationTime = SecondsOf(status.creationTime);
     m_accessTime = SecondsOf(status.accessTime);
     m_lastWriteTime = SecondsOf(status.writeTime);
-    m_isLink = status.IsLink() ? 1 : 0;
+    m_kind = KindOf(status);
     m_exactWriteTime = status.writeTime;
     m_changeTime = status.changeTime;
     m_attributes = static_cast<DWORD>(status.attributes);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "framework/cstring.h"
+#include "interfaces/baselib.h"
 #include "platform/file_system.h"
 
 namespace rampart {
@@ -10,8 +11,11 @@ namespace rampart {
 // trailing backslashes do not count. A link is not followed, and counts as a file.
 bool QueryKnownKind(TextView path, platform::FileStatus& status);
 
-// "named pipe, socket or device", "link to a folder" (where the system takes it for a folder); null for a
-// file, a link or a folder.
+// How an entry that is no folder is backed up.
+FileKind KindOf(const platform::FileStatus& status);
+
+// "named pipe, socket or device" unless pipes and devices are kept (KeepSpecialFiles) and it is one, "link to
+// a folder" (where the system takes it for a folder); null for a file, a link or a folder.
 LPCTSTR ReasonToSkip(uint32_t attributes);
 
 // Notes the entry `name` of `folder` with `reason` (see SkippedEntry).

@@ -68,8 +68,9 @@ void RemoveFilesOf(TextView folder, std::vector<Text>& subfolders) {
 bool CopyEntry(const DirectoryEntry& entry, TextView from, TextView to,
                std::vector<std::pair<Text, Text>>& folders) {
     // A copy is for what is read later, and a link leads somewhere else from there.
-    const LPCTSTR reason =
-        entry.status.IsLink() ? _T("symbolic link") : ReasonToSkip(entry.status.attributes);
+    const LPCTSTR reason = entry.status.IsLink()      ? _T("symbolic link")
+                           : entry.status.IsSpecial() ? _T("named pipe, socket or device")
+                                                      : ReasonToSkip(entry.status.attributes);
     if (reason != nullptr) {
         NoteSkipped(from, entry.name, reason);
         return true;

@@ -156,9 +156,9 @@ int KXFileFind::IsTemporary() const {
     return entry && (entry->status.attributes & platform::kTemporary) != 0 ? 1 : 0;
 }
 
-int KXFileFind::IsLink() const {
+FileKind KXFileFind::Kind() const {
     const DirectoryEntry* entry = m_impl ? m_impl->Present() : nullptr;
-    return entry && entry->status.IsLink() ? 1 : 0;
+    return entry ? KindOf(entry->status) : FileKind::kFile;
 }
 
 __int64 KXFileFind::GetExactWriteTime() const {

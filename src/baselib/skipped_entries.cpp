@@ -1,3 +1,4 @@
+#include <atomic>
 #include <mutex>
 
 #include "baselib/file_kind.h"
@@ -8,6 +9,8 @@
 using namespace rampart;
 
 namespace {
+
+std::atomic<bool> s_keepsSpecial{false};
 
 // The sink and its context belong together, so they change under a lock; a listing pays for it only when it
 // has something to say.
@@ -36,6 +39,14 @@ void NoteSkippedEntry(SkippedEntry const& entry) {
     }
 }
 
+void KeepSpecialFiles(bool isKept) {
+    s_keepsSpecial = isKept;
+}
+
+bool KeepsSpecialFiles() {
+    return s_keepsSpecial;
+}
+
 namespace rampart {
 
 bool QueryKnownKind(TextView path, platform::FileStatus& status) {
@@ -48,7 +59,12 @@ LPCTSTR ReasonToSkip(uint32_t attributes) {
     if ((attributes & kFolderLink) == kFolderLink) {
         return _T("link to a folder");
     }
-    return (attributes & platform::kSpecial) != 0 ? _T("named pipe, socket or device") : nullptr;
+    const bool isKept = s_keepsSpecial && (attributes & platform::kSocket) == 0;
+    return (attributes & platform::kSpecial) != 0 && !isKept ? _T("named pipe, socket or device") : nullptr;
+}
+
+FileKind KindOf(const platform::FileStatus& status) {
+    return status.IsLink() ? FileKind::kLink : status.IsSpecial() ? FileKind::kSpecial : FileKind::kFile;
 }
 
 void NoteSkipped(TextView folder, TextView name, LPCTSTR reason) {

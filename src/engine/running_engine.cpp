@@ -49,6 +49,7 @@ RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
     KeepOwnFoldersPrivate();
     theVaultLibApp.InitInstance();
     CPathManage::Init();
+    KeepSpecialFiles(DictUtil::GetConfigInt(_T("Options"), _T("BackupSpecialFiles"), _T("0"), _T("")) != 0);
     CPathManage::InitRegexFilter();
     CPathManage::UpdateCacheFolder();
     CPathManage::SetVaultFolder(VaultAdmin::Folder());

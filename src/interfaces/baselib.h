@@ -91,6 +91,14 @@ public:
 
 // Attributes of a local file, read once. An absent file yields zeros, and so does one that is never backed
 // up: a link, a socket, a pipe, a device. Times are UTC; a folder's size is 0.
+// What a name that is no folder stands for. A link's content is its target; a pipe or a device has none.
+enum class FileKind : uint8_t { kFile, kLink, kSpecial };
+
+// Whether named pipes and devices are kept, as entries without content; sockets never are. For the process;
+// not kept unless a host says so.
+VAULTLIB_API void KeepSpecialFiles(bool isKept);
+bool KeepsSpecialFiles();
+
 class VAULTLIB_API CFileInfo {
 public:
     explicit CFileInfo(CString const& path);
@@ -100,9 +108,9 @@ public:
     CTime m_accessTime;
     CTime m_lastWriteTime;
     DWORD m_attributes = 0;
-    int m_exists = 0;  // a regular file or a folder is there
+    int m_exists = 0;  // a folder is there, or a file of a kind that is backed up
     int m_isFolder = 0;
-    int m_isLink = 0;  // a symbolic link; its size is the length of its target
+    FileKind m_kind = FileKind::kFile;  // a link's size is the length of its target
     // Nanoseconds since 1970 UTC; no change time (0) where the file system has none.
     __int64 m_exactWriteTime = 0;
     __int64 m_changeTime = 0;
@@ -173,7 +181,7 @@ public:
     int IsTemporary() const;
     int IsHidden() const;
     // As the fields of CFileInfo.
-    int IsLink() const;
+    FileKind Kind() const;
     __int64 GetExactWriteTime() const;
     __int64 GetChangeTime() const;
     // Whether the last listing came to its end, so that what it did not name is not there.

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "framework/framework.h"
+#include "interfaces/baselib.h"
 #include "interfaces/progresslib.h"
 
 // What the account holds and may hold; bytes.
@@ -63,7 +64,7 @@ struct VAULTLIB_API MyPathInfo {
     bool m_isExact = false;
     __int64 m_exactModifiedTime = 0;
     __int64 m_changeTime = 0;
-    bool m_isLink = false;
+    FileKind m_kind = FileKind::kFile;
     bool m_isDamaged = false;
     bool m_isGone = false;
 };
@@ -132,7 +133,7 @@ public:
         __int64 exactModifiedTime = 0;
         __int64 changeTime = 0;
         __int64 attributes = 0;
-        bool isLink = false;
+        FileKind kind = FileKind::kFile;
         bool isDamaged = false;  // stored bytes are known to be damaged: it is to be sent again
         bool isGone = false;     // was not found any more by an earlier run
         CString inexactPath;     // the record's own path where that differs in case, else empty

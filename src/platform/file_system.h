@@ -19,7 +19,8 @@ enum FileAttribute : uint32_t {
     kTemporary = 0x100,
     kReparsePoint = 0x400,    // a symbolic link; never followed by the functions here
     kMountRoot = 0x20000000,  // a folder in which another file system begins, where the system tells
-    kSpecial = 0x10000000,    // a socket, a pipe or a device: nothing that can be backed up
+    kSpecial = 0x10000000,    // a socket, a pipe or a device: nothing that has content to back up
+    kSocket = 0x40000000,     // which of these
 };
 
 // Times are nanoseconds since 1970-01-01 00:00 UTC.
@@ -35,6 +36,7 @@ struct FileStatus {
     bool IsDirectory() const { return (attributes & kDirectory) != 0; }
     // A link to a folder that the system itself takes for a folder is none of these.
     bool IsLink() const { return (attributes & (kDirectory | kReparsePoint)) == kReparsePoint; }
+    bool IsSpecial() const { return (attributes & kSpecial) != 0; }
     bool IsRegularFile() const { return (attributes & (kDirectory | kReparsePoint | kSpecial)) == 0; }
 };
 

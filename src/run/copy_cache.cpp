@@ -290,8 +290,8 @@ std::optional<int> CopyOne(CBackupTask& task, CString& path, __int64 freeMB, int
         NoteSkippedEntry({path, rampart::DictionaryText(_T("SourceVanished")), true});
         return bound;
     }
-    if (CFileInfo(path).m_isLink != 0) {
-        task.AddPathToUploadCachePathList(path, 1);  // its target is read in place
+    if (CFileInfo(path).m_kind != FileKind::kFile) {
+        task.AddPathToUploadCachePathList(path, 1);  // a link's target is read in place
         return bound;
     }
     CString cacheFile = CacheFileOf(task, path);

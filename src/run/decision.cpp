@@ -120,7 +120,7 @@ struct FileTry {
 
 bool IsUnchanged(MyPathInfo const& record, CFileInfo const& info, CString const& serverFolder) {
     bool const isOther = info.m_size + rampart::OverheadOf(serverFolder) != record.m_size ||
-                         record.m_isLink != (info.m_isLink != 0) || record.m_isGone || record.m_isDamaged;
+                         record.m_kind != info.m_kind || record.m_isGone || record.m_isDamaged;
     if (isOther || record.m_isExact) {
         return !isOther && record.m_exactModifiedTime == info.m_exactWriteTime &&
                record.m_changeTime == info.m_changeTime;
@@ -156,7 +156,7 @@ bool ShowUnchanged(CBackupTask& task, CString const& path) {
 // result ends the file.
 static int ChooseReadPath(CBackupTask& task, FileTry& file) {
     file.cachePath = file.path;
-    if (task.IsEmailBackup() || CFileInfo(file.path).m_isLink != 0) {
+    if (task.IsEmailBackup() || CFileInfo(file.path).m_kind != FileKind::kFile) {
         return rampart::kOk;
     }
     if (file.fromCacheThread != 0) {

@@ -33,7 +33,7 @@ LocalFile FileOf(CString const& path) {
     file.exists = info.m_exists != 0;
     file.temporary = FileIsTemporary(path) != 0;
     file.size = info.m_size;
-    file.isLink = info.m_isLink != 0;
+    file.kind = info.m_kind;
     file.writeTime = info.m_lastWriteTime.GetTime();
     file.exactWriteTime = info.m_exactWriteTime;
     file.changeTime = info.m_changeTime;
@@ -118,7 +118,7 @@ __int64 CBackupTask::GetPathNeedBackup(CStringList& list, CString path, __int64&
             NoteSkippedEntry({path, reason, true});
             RetryConnectNetworkPath(error, path);
         }
-        bool const isFile = !isTree && KXFile::FileExists(path) && CFileInfo(path).m_isLink == 0;
+        bool const isFile = !isTree && KXFile::FileExists(path) && CFileInfo(path).m_kind == FileKind::kFile;
         if (!isTree && rampart::IsThumbsFile(name)) {
             return 0;
         }

@@ -40,7 +40,7 @@ LocalFile FileOf(KXFileFind const& find) {
     file.exists = true;
     file.temporary = find.IsTemporary() != 0;
     file.size = find.GetLength();
-    file.isLink = find.IsLink() != 0;
+    file.kind = find.Kind();
     file.writeTime = find.GetLastWriteTime().GetTime();
     file.exactWriteTime = find.GetExactWriteTime();
     file.changeTime = find.GetChangeTime();
@@ -273,7 +273,7 @@ __int64 SourceScan::JudgeFile(CString const& path, CString const& serverPath, Lo
 
 bool SourceScan::HasChanged(CString const& path, CString const& serverPath, LocalFile const& file,
                             CServerPathList::Facts const& record) {
-    if (record.isDamaged || record.isGone || record.isLink != file.isLink) {
+    if (record.isDamaged || record.isGone || record.kind != file.kind) {
         return true;
     }
     if (!record.isExact) {

@@ -25,7 +25,7 @@ struct LocalFile {
     bool exists = false;
     bool temporary = false;
     __int64 size = 0;
-    bool isLink = false;
+    FileKind kind = FileKind::kFile;
     __int64 writeTime = 0;  // seconds since 1970 UTC
     // Nanoseconds; a change time of 0 where there is none.
     __int64 exactWriteTime = 0;

@@ -15,6 +15,21 @@ constexpr int64_t kShowPartEvery = 64ll << 20;  // so often a big file's progres
 
 }  // namespace
 
+namespace {
+
+uint32_t FlagsOf(FileKind kind) {
+    switch (kind) {
+        case FileKind::kLink:
+            return kRecordLink;
+        case FileKind::kSpecial:
+            return kRecordSpecial;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
 FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source) {
     FileCommit commit;
     commit.folder = folder;
@@ -22,7 +37,7 @@ FileCommit MakeFileCommit(const std::string& folder, const UploadSource& source)
     commit.size = source.Size();
     commit.modifiedTime = source.WriteTime();
     commit.createdTime = source.WriteTime();
-    commit.flags = source.IsLink() ? uint32_t{kRecordLink} : 0;
+    commit.flags = FlagsOf(source.Kind());
     source.ReadAttributes(commit.attributes, commit.changeTime);
     return commit;
 }

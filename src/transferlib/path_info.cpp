@@ -37,6 +37,12 @@ SYSTEMTIME SystemTimeOf(int64_t nanoseconds) {
     return time;
 }
 
+FileKind KindOfRecord(uint32_t flags) {
+    return (flags & kRecordLink) != 0      ? FileKind::kLink
+           : (flags & kRecordSpecial) != 0 ? FileKind::kSpecial
+                                           : FileKind::kFile;
+}
+
 std::unique_ptr<MyPathInfo> MakePathInfo(const MirrorRecord& found) {
     auto info = std::make_unique<MyPathInfo>();
     const StoredRecord& record = found.record;
@@ -53,7 +59,7 @@ std::unique_ptr<MyPathInfo> MakePathInfo(const MirrorRecord& found) {
     info->m_isExact = record.changeTime != kNoTime;
     info->m_exactModifiedTime = record.modifiedTime;
     info->m_changeTime = record.changeTime;
-    info->m_isLink = (record.flags & kRecordLink) != 0;
+    info->m_kind = KindOfRecord(record.flags);
     info->m_isDamaged = (record.flags & kRecordDamaged) != 0;
     info->m_isGone = (record.flags & kRecordGone) != 0;
     return info;

@@ -8,6 +8,9 @@
 
 namespace rampart {
 
+// Of a file's record.
+FileKind KindOfRecord(uint32_t flags);
+
 // Whole seconds since 1970 UTC, rounded down; 0 for no time.
 int64_t SecondsOf(int64_t nanoseconds);
 

@@ -95,7 +95,7 @@ int CServerPathList::FindFacts(CString const& path, Facts& facts) {
     facts.exactModifiedTime = found.modifiedTime;
     facts.changeTime = found.changeTime;
     facts.attributes = found.attributes;
-    facts.isLink = (found.flags & kRecordLink) != 0;
+    facts.kind = KindOfRecord(found.flags);
     facts.isDamaged = (found.flags & kRecordDamaged) != 0;
     facts.isGone = (found.flags & kRecordGone) != 0;
     return code;

@@ -1,5 +1,6 @@
 #include "transferlib/stored_content.h"
 
+#include "transferlib/path_info.h"
 #include "transferlib/upload_source.h"
 
 namespace rampart {
@@ -11,8 +12,7 @@ ServiceResult CompareStoredContent(StorageService& service, const std::string& s
     ServiceResult result = service.OpenFile(serverPath, stored);
     UploadSource source(localPath);
     if (!result.Ok() || (stored.record.flags & kRecordEncrypted) != 0 || source.Open() != kOk ||
-        source.Size() != stored.record.size ||
-        source.IsLink() != ((stored.record.flags & kRecordLink) != 0)) {
+        source.Size() != stored.record.size || source.Kind() != KindOfRecord(stored.record.flags)) {
         return result;
     }
     std::string piece;

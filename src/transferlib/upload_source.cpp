@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "baselib/file_kind.h"
 #include "platform/attributes.h"
 #include "platform/error.h"
 #include "platform/path_mapping.h"
@@ -35,6 +36,13 @@ int UploadSource::FailWithLastError(uint32_t error) {
 }
 
 int UploadSource::Open() {
+    // A pipe or a device is never opened: that alone may do something.
+    if (KeepsSpecialFiles() && platform::QueryStatus(m_path, m_status) &&
+        KindOf(m_status) == FileKind::kSpecial) {
+        m_file.reset();
+        m_status.size = 0;
+        return kOk;
+    }
     m_file = platform::FileHandle::Open(m_path, platform::kOpenRead);
     if (m_file && m_file->QueryStatus(m_status)) {
         return kOk;
@@ -70,6 +78,10 @@ int UploadSource::Read(uint64_t offset, char* buffer, size_t size, size_t& read)
     return kOk;
 }
 
+FileKind UploadSource::Kind() const {
+    return KindOf(m_status);
+}
+
 int UploadSource::CheckUnchanged() {
     platform::FileStatus now;
     const bool isKnown = m_file ? m_file->QueryStatus(now) : platform::QueryStatus(m_path, now);
@@ -77,7 +89,7 @@ int UploadSource::CheckUnchanged() {
         return Fail(kSourceUnreadable, platform::ToUtf8(platform::ErrorText(platform::LastError())));
     }
     const bool isSame = m_file ? now.size == m_status.size && now.writeTime == m_status.writeTime
-                               : now.IsLink() && now.changeTime == m_status.changeTime;
+                               : KindOf(now) == Kind() && now.changeTime == m_status.changeTime;
     return isSame ? kOk : Fail(kSourceChanged, ServiceCodeText(kSourceChanged));
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "framework/cstring.h"
+#include "interfaces/baselib.h"
 #include "platform/file_system.h"
 
 namespace rampart {
@@ -29,8 +30,7 @@ public:
     std::string Name() const;
     int64_t Size() const { return static_cast<int64_t>(m_status.size); }
     int64_t WriteTime() const { return m_status.writeTime; }
-    // The content of a link is its target.
-    bool IsLink() const { return m_status.IsLink(); }
+    FileKind Kind() const;
     // Attributes and change time of the file, as they were when it was opened. A change time of 0 says that
     // they are not those of the content.
     void ReadAttributes(std::string& attributes, int64_t& changeTime) const;

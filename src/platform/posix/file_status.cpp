@@ -32,6 +32,8 @@ uint32_t KindBit(mode_t mode) {
             return kDirectory;
         case S_IFLNK:
             return kReparsePoint;
+        case S_IFSOCK:
+            return kSpecial | kSocket;
         default:
             return kSpecial;
     }

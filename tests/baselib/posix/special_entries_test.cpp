@@ -44,9 +44,9 @@ TEST_F(SpecialEntries, ArePassedOverAndNoted) {
     EXPECT_EQ(m_skipped, (std::map<CString, CString>{{_T("pipe"), _T("named pipe, socket or device")}}));
     CFileInfo const link(EntryPath(m_tree, "in/link-to-folder"));
     EXPECT_TRUE(link.m_exists);
-    EXPECT_TRUE(link.m_isLink);
+    EXPECT_EQ(FileKind::kLink, link.m_kind);
     EXPECT_FALSE(link.m_isFolder);
-    EXPECT_FALSE(CFileInfo(EntryPath(m_tree, "in/a")).m_isLink);
+    EXPECT_EQ(FileKind::kFile, CFileInfo(EntryPath(m_tree, "in/a")).m_kind);
     EXPECT_FALSE(KXFile::FileExists(EntryPath(m_tree, "in/pipe")));
     EXPECT_FALSE(KXFolder::IsDirectory(EntryPath(m_tree, "in/link-to-folder")));
     EXPECT_TRUE(PathUtilities::IsExisting(EntryPath(m_tree, "in/link-to-folder")));

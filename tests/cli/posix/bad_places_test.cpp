@@ -1,5 +1,8 @@
 // What only this system has: entries that cannot be backed up, permissions, disks that are full.
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -205,6 +208,56 @@ TEST_F(Cli, AFullDiskOfTheCacheMakesTheUploadReadTheSource) {
         EXPECT_THAT(outcome.Json()["notProtected"], testing::IsEmpty());
         ExpectRestores(name, tree.Path(name));
     }
+}
+
+TEST_F(Cli, PipesAndDevicesAreKeptWhenThatIsAsked) {
+    TempTree const tree({{"d/file", "content"}});
+    std::string const pipe = tree.Native("d/pipe");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0640));
+    bool const hasDevice = mknod(tree.Native("d/null").c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0;
+    int const socketFd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::string const socketPath = tree.Native("d/s");
+    ASSERT_LT(socketPath.size(), sizeof address.sun_path);
+    std::copy(socketPath.begin(), socketPath.end(), address.sun_path);
+    ASSERT_EQ(0, bind(socketFd, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    close(socketFd);
+
+    MakeVault();
+    size_t const entries = hasDevice ? 3 : 2;
+    Outcome const kept = Backup({tree.Native("d"), "--name", "d", "--special"});
+    EXPECT_EQ(0, kept.exitCode) << kept.out << kept.err;
+    EXPECT_EQ(entries, kept.Json()["transferred"]);
+    ASSERT_EQ(1u, kept.Json()["notProtected"].size()) << kept.out;
+    EXPECT_EQ(socketPath, kept.Json()["notProtected"][0]["path"])
+        << "a socket without its program is nothing";
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "d", "--special"}).Json()["transferred"]);
+    auto const restored = [&](std::string const& target) {
+        EXPECT_EQ(0, Rampart({"restore", "d", "--into", work.Native(target), "--vault", Vault()}).exitCode);
+        struct stat status {};
+        EXPECT_EQ(0, stat(work.Native(target + "/d/pipe").c_str(), &status)) << target;
+        EXPECT_EQ(mode_t{S_IFIFO | 0640}, status.st_mode);
+        if (hasDevice) {
+            EXPECT_EQ(0, stat(work.Native(target + "/d/null").c_str(), &status));
+            EXPECT_TRUE(S_ISCHR(status.st_mode));
+            EXPECT_EQ(makedev(1, 3), status.st_rdev);
+        }
+    };
+    restored("first");
+    // The choice for good, and a pipe that becomes a file.
+    ASSERT_EQ(0, Rampart({"config", "set", "special-files", "on", "--vault", Vault()}).exitCode);
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "d"}).Json()["transferred"]);
+    ASSERT_EQ(0, chmod(pipe.c_str(), 0600));
+    ASSERT_EQ(0, chmod(pipe.c_str(), 0640));
+    EXPECT_EQ(0, Backup({tree.Native("d"), "--name", "d"}).exitCode);
+    restored("second");
+    fs::remove(pipe);
+    tree.Write("d/pipe", "a file now");
+    EXPECT_EQ(1, Backup({tree.Native("d"), "--name", "d"}).Json()["transferred"]);
+    EXPECT_EQ(0, Rampart({"restore", "d", "--into", work.Native("third"), "--vault", Vault()}).exitCode);
+    EXPECT_EQ("a file now", work.Read("third/d/pipe"));
+    ExpectClean();
 }
 
 }  // namespace
