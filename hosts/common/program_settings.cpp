@@ -191,15 +191,4 @@ void SetProgramSetting(std::string const& key, std::string const& value) {
                        "there is no setting \"" + Printable(key) + "\"; \"rampart config get\" lists them");
 }
 
-void TakeProgramSettings(CBackupManage& manager) {
-    DictUtil::Refresh();
-    KeepSpecialFiles(DictUtil::GetConfigInt(_T("Options"), _T("BackupSpecialFiles"), _T("0"), _T("")) != 0);
-    manager.Initialize();
-    // That takes 61 minutes for 1, and then leaves the delay as it is.
-    if (std::optional<unsigned long> const minutes = ReadFlag(kMissedDelayFlag)) {
-        manager.m_missedTaskDelay = static_cast<__int64>(*minutes) * 60;
-    }
-    ManageMultipleRunningTask::GetInstance()->InitAllowTwoTasksConcurrently();
-}
-
 }  // namespace rampart::host

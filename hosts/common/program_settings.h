@@ -18,9 +18,7 @@ struct ProgramSetting {
 // All of them, with the values that hold now. The engine runs (EngineSession).
 std::vector<ProgramSetting> ProgramSettings();
 // Chooses a value; "default" takes it back. Throws CommandError for a key or a value that is none. Programs
-// that run take it with TakeProgramSettings.
+// that run take it with RunningEngine::TakeSettings.
 void SetProgramSetting(std::string const& key, std::string const& value);
-// Reads the choices anew into a running engine.
-void TakeProgramSettings(CBackupManage& manager);
 
 }  // namespace rampart::host

@@ -1,6 +1,5 @@
 // What other hosts ask of the service.
 #include "common/exit_code.h"
-#include "common/program_settings.h"
 #include "common/task_change.h"
 #include "common/task_report.h"
 #include "common/text.h"
@@ -73,7 +72,7 @@ ServiceAnswer Service::Do(RequestKind kind, nlohmann::json const& body) {
             return {};
         case RequestKind::kReload:
             m_isLookWanted = true;
-            host::TakeProgramSettings(m_manager);
+            RunningEngine::TakeSettings(m_manager);
             return {};
     }
     throw CommandError(host::kExitFailed, "this service does not know such a request; is it an older one?");

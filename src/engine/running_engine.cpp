@@ -49,15 +49,20 @@ RunningEngine::RunningEngine(std::unique_ptr<CBackupManage> manager)
     KeepOwnFoldersPrivate();
     theVaultLibApp.InitInstance();
     CPathManage::Init();
-    KeepSpecialFiles(DictUtil::GetConfigInt(_T("Options"), _T("BackupSpecialFiles"), _T("0"), _T("")) != 0);
     CPathManage::InitRegexFilter();
     CPathManage::UpdateCacheFolder();
     CPathManage::SetVaultFolder(VaultAdmin::Folder());
     theVaultLibApp.m_pBackupManage = m_manager.get();
-    m_manager->Initialize();
-    ManageMultipleRunningTask::GetInstance()->InitAllowTwoTasksConcurrently();
+    TakeSettings(*m_manager);
     m_manager->LoadTaskList(0, 0);
     SweepCopies(*m_manager);
+}
+
+void RunningEngine::TakeSettings(CBackupManage& manager) {
+    DictUtil::Refresh();
+    KeepSpecialFiles(DictUtil::GetConfigInt(_T("Options"), _T("BackupSpecialFiles"), _T("0"), _T("")) != 0);
+    manager.Initialize();
+    ManageMultipleRunningTask::GetInstance()->InitAllowTwoTasksConcurrently();
 }
 
 RunningEngine::~RunningEngine() {

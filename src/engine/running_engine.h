@@ -22,6 +22,9 @@ public:
     RunningEngine& operator=(RunningEngine const&) = delete;
 
     CBackupManage& Manager() const { return *m_manager; }
+    // What the user has chosen for all tasks, as it stands now; the constructor takes it, and a host that
+    // goes on living when it was changed. Between the host's calls of the manager.
+    static void TakeSettings(CBackupManage& manager);
 
 private:
     std::unique_ptr<CBackupManage> m_manager;

@@ -30,6 +30,9 @@ int CBackupManage::Initialize() {
     m_skipMissedTask = FlagOr(kMissedTaskRestartFlag, 1) != 1 ? 1 : 0;
     if (unsigned long const minutes = ReadDelayTimeForMissedTaskInfo(); minutes != 0) {
         SetDelayTimeForMissedTask(minutes);
+        if (minutes < kMinutesOfDay) {
+            m_missedTaskDelay = static_cast<__int64>(minutes) * kSixty;  // the call takes 61 minutes for 1
+        }
     }
     return 1;
 }

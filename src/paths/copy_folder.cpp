@@ -116,11 +116,6 @@ void SweepLocked(CString const& path) {
     platform::RemoveFile(lockPath);
 }
 
-bool Exists(CString const& path) {
-    platform::FileStatus status;
-    return platform::QueryStatus(path, status);
-}
-
 }  // namespace
 
 CString OwnCopyFolder() {
@@ -149,7 +144,7 @@ CopiesInUse::~CopiesInUse() {
 
 void DropOwnCopies() {
     std::lock_guard const lock(s_mutex);
-    if (s_uses == 0 && s_own.lock != nullptr && Exists(s_own.path)) {
+    if (s_uses == 0 && s_own.lock != nullptr && PathUtilities::IsExisting(s_own.path)) {
         KXFolder::DeleteDirectory(s_own.path, 1);
     }
 }
@@ -180,7 +175,7 @@ void SweepDeadCopies() {
         }
         if (isLock) {
             SweepLocked(folder);
-        } else if (!Exists(folder + kLockEnd) && Exists(folder)) {
+        } else if (!PathUtilities::IsExisting(folder + kLockEnd) && PathUtilities::IsExisting(folder)) {
             KXFolder::DeleteDirectory(folder, 1);
         }
     }
@@ -189,7 +184,7 @@ void SweepDeadCopies() {
 void SweepFormerCopies(std::vector<CString> const& serverFolders) {
     CString const cache = PathUtilities::Append(CString(platform::UserDataFolder()), _T("cache"));
     CString const temp = PathUtilities::Append(cache, _T("Temp"));
-    if (!Exists(temp)) {
+    if (!PathUtilities::IsExisting(temp)) {
         return;
     }
     for (CString folder : serverFolders) {

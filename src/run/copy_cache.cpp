@@ -133,6 +133,25 @@ static void LeaveOut(CBackupTask& task, CString const& source, uint32_t error) {
     task.AddEmailWarningLog(task.m_taskName, text);
 }
 
+// From a snapshot; else, if it is written to all the time, as it is: an old copy is worth less than one of
+// parts that were written at different times. `error` is why it could not be copied at rest.
+static bool CopyInAnotherWay(CTaskPrgClass* progress, CString const& source, CString const& target,
+                             uint32_t error) {
+    if (!rampart::IsCancelled(progress) && ApiUtil::IsSupportVSS()) {
+        CString message;
+        if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, progress, message)) {
+            return true;
+        }
+        DebugLine(_T("Copy: VSSCopy error- ") + source);
+    }
+    if (rampart::IsCancelled(progress) || error != rampart::platform::kSharingViolation ||
+        CopyOnce(source, target, progress, /*mustRest=*/false) != 0) {
+        return false;
+    }
+    NoteSkippedEntry({source, rampart::DictionaryText(_T("StoredWhileWritten")), false});
+    return true;
+}
+
 int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error) {
     try {
         CPathManage::CreateFolderforFile(target);
@@ -149,17 +168,7 @@ int CBackupTask::CopyBackupFile(CString& source, CString& target, __int64& error
         }
         if (!isForPlace) {
             DebugLine(CopyFailure(source, number));
-            if (!rampart::IsCancelled(m_pTaskPrg) && ApiUtil::IsSupportVSS()) {
-                CString message;
-                if (VSSCopyFile(source, target, 0, &rampart::CopyProgressRoutine, m_pTaskPrg, message)) {
-                    return 1;
-                }
-                DebugLine(_T("Copy: VSSCopy error- ") + source);
-            }
-            // An old copy is worth less than one of parts that were written at different times.
-            if (!rampart::IsCancelled(m_pTaskPrg) && number == rampart::platform::kSharingViolation &&
-                CopyOnce(source, target, m_pTaskPrg, /*mustRest=*/false) == 0) {
-                NoteSkippedEntry({source, rampart::DictionaryText(_T("StoredWhileWritten")), false});
+            if (CopyInAnotherWay(m_pTaskPrg, source, target, number)) {
                 return 1;
             }
             if (rampart::IsCancelled(m_pTaskPrg)) {

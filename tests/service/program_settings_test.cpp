@@ -15,7 +15,7 @@ class ChosenSettings : public testing::Test {
 protected:
     void Set(std::string const& key, std::string const& value) {
         SetProgramSetting(key, value);
-        TakeProgramSettings(*home.manager);
+        RunningEngine::TakeSettings(*home.manager);
     }
     std::string Value(std::string const& key) {
         for (ProgramSetting const& setting : ProgramSettings()) {
